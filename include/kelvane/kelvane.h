@@ -1,0 +1,457 @@
+/* Kelvane: image analysis for camera applications.
+ *
+ * This header is the library's whole interface and its manual.
+ *
+ * Contents
+ *   1. Conventions            result codes, memory, threads
+ *   2. Records                rectangles, images, versions
+ *   3. Memory                 the arena, the process heap
+ *   4. Sharpness              one image, one number
+ *   5. Engine and blur score  the engine's life, the integer score of one image
+ *   6. Best shot              which frame of a burst is best, which K to keep
+ *   7. Moving objects         telling the engine where something moves
+ *   8. Face analysis          the pre-processing record, storage for face data
+ *   9. Layouts                what the compiler checks of the records above
+ *
+ * C99 callers see the records and the functions with plain names. C++ callers also see the
+ * functions whose exported names encode their parameter types.
+ *
+ * ---------------------------------------------------------------------------------------------
+ * 1. Conventions
+ *
+ * Results. A function that can fail returns one of the codes below as a `long`. Unless a function
+ * says otherwise, a failing call leaves its outputs as they were and keeps no memory.
+ *
+ * Memory. Every function that allocates takes a memory handle, or uses the one that its engine was
+ * created with: an arena made by `VantMemMgrCreate`, or null for the process heap. Nothing is
+ * allocated when the library is loaded, and what a call allocates for itself it releases before it
+ * returns, on success and on failure.
+ *
+ * Ownership. Images, masks, face data, result storage and the arena's buffer belong to the caller.
+ * The library only reads images and masks.
+ *
+ * Threads. The library creates none and takes no locks. An engine and an arena each serve one call
+ * at a time; different ones may be used on different threads.
+ *
+ * Geometry. Widths, heights and coordinates are in pixels; a pitch is the distance from one row to
+ * the next in bytes. A rectangle's right and bottom edges are exclusive. */
+#ifndef KELVANE_KELVANE_H
+#define KELVANE_KELVANE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#define KELVANE_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum {
+    ERR_NONE = 0,
+    ERR_INVALID_PARAM = 2, /* null pointer, size or count out of range, format not accepted */
+    ERR_UNSUPPORTED = 3,   /* format or channel count that the function has no code for */
+    ERR_NO_MEMORY = 4      /* an allocation failed */
+};
+
+/* ---------------------------------------------------------------------------------------------
+ * 2. Records */
+
+typedef struct __tag_rect __tag_rect;
+typedef struct __tag_KIRO_OFFSCREEN __tag_KIRO_OFFSCREEN;
+typedef struct _tag_VERSION_INFO _tag_VERSION_INFO;
+typedef struct _tag_DRAV_DATA _tag_DRAV_DATA;
+typedef struct _tag_DRAV_ENGINE _tag_DRAV_ENGINE;
+typedef struct _tag_DRAV_BLURRESULT _tag_DRAV_BLURRESULT;
+typedef struct _tag_DRAV_ALIGNMENT _tag_DRAV_ALIGNMENT;
+typedef struct _tag_DRAV_FACEINFO _tag_DRAV_FACEINFO;
+typedef struct _tag_DRAV_PARAM _tag_DRAV_PARAM;
+typedef struct _tag_DRAV_RESULT _tag_DRAV_RESULT;
+typedef struct _tag_DRAV_MOVINGOBJ _tag_DRAV_MOVINGOBJ;
+typedef struct _tag_DRAV_MOVINGINFO _tag_DRAV_MOVINGINFO;
+typedef struct _tag_Preprocessor_Data _tag_Preprocessor_Data;
+
+/* A rectangle in pixels; right and bottom are exclusive. */
+struct __tag_rect {
+    int32_t left;
+    int32_t top;
+    int32_t right;
+    int32_t bottom;
+};
+
+/* Pixel formats, with what each plane holds of an image of W x H pixels (bytes per row x rows).
+ * Plane 0 holds the luma samples of every YUV format. */
+enum {
+    KELVANE_FORMAT_RGB565 = 0x101,      /* 2W x H, little-endian 16 bits: red high, blue low */
+    KELVANE_FORMAT_BGR24 = 0x201,       /* 3W x H, blue, green, red */
+    KELVANE_FORMAT_XRGB32 = 0x304,      /* 4W x H, bytes: ignored, red, green, blue */
+    KELVANE_FORMAT_YUYV = 0x501,        /* 2W x H, bytes: Y, Cb, Y, Cr */
+    KELVANE_FORMAT_YVYU = 0x503,        /* 2W x H, as 0x501 with the chroma exchanged */
+    KELVANE_FORMAT_YUV420 = 0x601,      /* W x H, then Cb and Cr, each W/2 x H/2 */
+    KELVANE_FORMAT_YUV422 = 0x603,      /* W x H, then Cb and Cr, each W/2 x H */
+    KELVANE_FORMAT_YUV420_CBCR = 0x801, /* W x H, then W x H/2 interleaved chroma */
+    KELVANE_FORMAT_YUV420_CRCB = 0x802, /* W x H, then W x H/2 interleaved chroma, Cr first */
+    KELVANE_FORMAT_YUV422_CRCB = 0x803  /* W x H, then W x H interleaved chroma */
+};
+
+/* An image. Row r of plane k starts at `planes[k] + r * pitches[k]`. The engine's functions accept
+ * 0x601, 0x603 and 0x802 and measure plane 0 alone: chroma planes may then be null. */
+struct __tag_KIRO_OFFSCREEN {
+    uint32_t format; /* one of the codes above */
+    int32_t width;   /* pixels */
+    int32_t height;  /* pixels */
+    unsigned char* planes[4];
+    int32_t pitches[4]; /* bytes from one row to the next */
+};
+
+/* A version: its four numbers in order, and constant texts that the library owns. */
+struct _tag_VERSION_INFO {
+    int64_t numbers[4];
+    const char* version;
+    const char* date;
+    const char* notice;
+};
+
+/* A pointer and the count of bytes behind it. */
+struct _tag_DRAV_DATA {
+    void* data;
+    int64_t size;
+};
+
+/* ---------------------------------------------------------------------------------------------
+ * 3. Memory
+ *
+ * An arena is a list of blocks inside a buffer of the caller. Each block has a header of 16 bytes
+ * (payload size, in-use mark) and a payload that is a multiple of 8 bytes; a terminator header
+ * (size -1) ends the list. Allocation takes the first free block that is large enough and splits
+ * it when at least 32 bytes would remain behind the new header; release merges free neighbours
+ * (first fit with immediate coalescing: Knuth, The Art of Computer Programming 1, 1968). Both walk
+ * the list. The arena's whole state lies in its buffer, so it needs no teardown.
+ *
+ * One allocation costs its size rounded up to 8 bytes, plus 16, plus up to 24 bytes of a remainder
+ * too small to split off. */
+
+/* Lays out an arena in `buffer` (`bufferSize` bytes), from its first address divisible by 8.
+ * Returns the arena's handle, or null when the buffer is null or its usable size, rounded down to
+ * a multiple of 8, is 32 bytes or less. The buffer stays the caller's and must outlive the use. */
+KELVANE_API void* VantMemMgrCreate(void* buffer, long bufferSize);
+
+/* Does nothing and returns the handle: an arena ends with its buffer. */
+KELVANE_API void* VantMemMgrDestroy(void* handle);
+
+/* Allocates `size` bytes: from the arena, or with `malloc` when the handle is null. Null when no
+ * block fits, and with an arena also for sizes of 0 or less or above 2^32 - 8. */
+KELVANE_API void* VantMemAlloc(void* handle, long size);
+
+/* Releases what `VantMemAlloc` or `VantMemRealloc` gave for the same handle. Null is ignored, and
+ * with an arena so is a pointer that is not the payload of a block in use. */
+KELVANE_API void VantMemFree(void* handle, void* pointer);
+
+/* Changes the size of a block, keeping its content up to the smaller size; a null pointer
+ * allocates. With an arena the block shrinks or grows in place where it can. Null when no block
+ * fits, for a size of 0 or one that an arena cannot hold, and for a pointer that the arena does
+ * not know; the old block then stays in use and intact. A null handle means `realloc`. */
+KELVANE_API void* VantMemRealloc(void* handle, void* pointer, long size);
+
+/* The same on an arena alone; a null handle gives null, or does nothing. */
+KELVANE_API void* VantMemAllocStatic(void* handle, uint32_t size);
+KELVANE_API void VantMemFreeStatic(void* handle, void* pointer);
+KELVANE_API void* VantMemReallocStatic(void* handle, void* pointer, uint32_t size);
+
+/* The largest request in bytes that the arena could satisfy now; 0 when nothing is free, 2 for a
+ * null handle. */
+KELVANE_API long GetMaxAllocMemSize(void* handle);
+
+/* The platform's memset, memcpy, memmove and memcmp. Sizes are in bytes; 0 or less does nothing
+ * and compares equal. */
+KELVANE_API void VantMemSet(void* destination, int value, long size);
+KELVANE_API void VantMemCpy(void* destination, const void* source, long size);
+KELVANE_API void VantMemMove(void* destination, const void* source, long size);
+KELVANE_API long VantMemCmp(const void* first, const void* second, long size);
+
+/* The version of the memory layer. The record belongs to the library; every call returns the same
+ * address and rewrites the same constant values. */
+KELVANE_API _tag_VERSION_INFO* Vantix_GetVersion(void);
+
+/* ---------------------------------------------------------------------------------------------
+ * 4. Sharpness
+ *
+ * The mean absolute first difference of a grey image that is sampled every 4 pixels in both
+ * directions, each sample being the rounded mean of 4 pixels (an absolute-gradient focus function
+ * as compared by Groen, Young and Ligthart, 1985). Fine detail raises it, blur lowers it, and noise
+ * raises it too. Within a burst it orders frames by focus and motion blur; between scenes it says
+ * as much about the subject. It is not normalised for resolution. */
+
+#ifdef __cplusplus
+extern "C++" {
+
+/* Measures `region` of `image`, or with a null region a centred crop that is smaller than the
+ * image by a fifth of its shorter side in both directions.
+ *
+ * Reads `planes[0]` alone, in the formats 0x601, 0x603, 0x801, 0x802, 0x803, 0x501, 0x101, 0x304.
+ * The width must be even for every YUV format and the height for 0x601, 0x801 and 0x802. A region
+ * must be non-empty and lie inside the image; its edges are rounded down to multiples of 4.
+ *
+ * `*sharpness` receives a value of at least 0 and below 510; 0 for a flat region, and also for one
+ * too small to hold two samples in each direction. It is written on success alone.
+ *
+ * Scratch: one block of 2 * ceil(floor(width / 4) / 4) * 4 bytes from `memHandle`.
+ * ERR_INVALID_PARAM: format, odd size, region, or a null plane that would be read.
+ * ERR_NO_MEMORY: the scratch block. */
+KELVANE_API long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image,
+                                      float* sharpness, __tag_rect* region);
+
+} /* extern "C++" */
+#endif
+
+/* ---------------------------------------------------------------------------------------------
+ * 5. Engine and blur score
+ *
+ * An engine holds the memory handle, the moving-object information, and the last blur result.
+ * `DRAV_Init` comes first, `DRAV_Uninit` last; between them any call in any order. After a failure
+ * the engine stays usable. */
+
+/* The blur score of one image. */
+struct _tag_DRAV_BLURRESULT {
+    int32_t width; /* of the measured image */
+    int32_t height;
+    uint32_t format;
+    int32_t score; /* sharpness * 10000, rounded: 0 (flat) to 5,099,999, higher is sharper */
+};
+
+/* Creates an engine whose every allocation uses `memHandle` and writes it to `*engine`.
+ * ERR_INVALID_PARAM: null `engine`. ERR_NO_MEMORY: the engine's record. */
+KELVANE_API long DRAV_Init(void* memHandle, _tag_DRAV_ENGINE** engine);
+
+/* Releases the engine and sets the caller's variable to null. Null, or a variable that holds null,
+ * is no error. */
+KELVANE_API long DRAV_Uninit(_tag_DRAV_ENGINE** engine);
+
+/* Copies the library's version into `*version`; null does nothing. */
+KELVANE_API void DRAV_GetVersion(_tag_VERSION_INFO* version);
+
+/* Measures the blur score of one image of format 0x601, 0x603 or 0x802 (see section 4: the centred
+ * crop). On success `result->data` points to a `_tag_DRAV_BLURRESULT` and `result->size` is 16.
+ * The record belongs to the engine and is overwritten by the next call: a caller that collects a
+ * burst's results copies each. A failing call leaves the previous record in place.
+ *
+ * ERR_INVALID_PARAM: a null argument, the format, an odd size. ERR_NO_MEMORY: the scratch block. */
+KELVANE_API long DRAV_DetectBlur(_tag_DRAV_ENGINE* engine, const __tag_KIRO_OFFSCREEN* image,
+                                 _tag_DRAV_DATA* result);
+
+/* ---------------------------------------------------------------------------------------------
+ * 6. Best shot
+ *
+ * A burst is n frames of one size (even width and height; the formats 0x601, 0x603 and 0x802, also
+ * mixed). Each frame gets one integer score:
+ *
+ *       0.8 * sharpness of the frame          both normalised within the burst: the sharpest
+ *     + 1.2 * sharpness of its moving object  frame has 9999, the others their share of that
+ *     + 600 * open eyes - 99,900 * closed eyes + 400 * faces
+ *     + 500 * smiles + 1000 * broad smiles - 300 * faces with a code of 13 to 16
+ *     + 10,000 + area of the moving object    normalised, 0 when small, 10,000 when large
+ *     - up to 10,000 for a moving object near the border
+ *
+ * The face terms take part when the burst holds at least floor(n / 2) faces in all. Without a
+ * moving object the frame's own sharpness stands for that of the object. Scores compare frames of
+ * one call and mean nothing beyond it.
+ *
+ * The best frame is the first one with the highest score. The K kept frames are spread over the
+ * burst when K is small against n (the best of each group of 4, 3 or 2 neighbours for K up to n/4,
+ * n/3, n/2, rounded up; the last group takes the rest), and the K highest scores otherwise. Ties go
+ * to the earlier frame, so the best frame is always among the kept ones. */
+
+/* Where a frame stands in an aligned burst. Only `frameIndex` is read, and only checked. */
+struct _tag_DRAV_ALIGNMENT {
+    int64_t frameIndex; /* 0..n-1 */
+    int64_t reserved[2];
+};
+
+/* The faces of one frame. With a `count` of 0 or less the arrays are not read. */
+struct _tag_DRAV_FACEINFO {
+    int64_t count;
+    __tag_rect* rects; /* inside the frame, non-empty; checked, takes no part in the score */
+    uint64_t* codes;   /* 0..16; 13 to 16 count against the frame */
+    uint64_t* eyes;    /* 0 not known, 1 open, 2 closed; or null */
+    uint64_t* smiles;  /* 0 not known, 1 no smile, 2 smile, 3 broad smile; or null */
+};
+
+/* What the caller says about one frame. */
+struct _tag_DRAV_PARAM {
+    _tag_DRAV_ALIGNMENT* alignment; /* null, or set for every frame of the burst */
+    _tag_DRAV_FACEINFO* faces;      /* required; a block with count 0 means no faces */
+};
+
+struct _tag_DRAV_RESULT {
+    int64_t count;    /* in: K, at least 1; out: min(K, n) */
+    int64_t* indices; /* the caller's storage for K entries; out: the kept frames, ascending */
+    int64_t best;     /* out: the frame with the highest score */
+};
+
+/* Zero-fills one record. ERR_INVALID_PARAM: null. */
+KELVANE_API long DRAV_GetDefaultParam(_tag_DRAV_PARAM* param);
+
+/* Ranks a burst. `frames` and `params` hold n records each, in frame order.
+ *
+ * ERR_INVALID_PARAM: a null argument, n or K below 1, frames that differ in size or have an odd
+ * size or another format; a frame without face block, or an alignment entry missing or out of
+ * range when frame 0 has one; a face rectangle that is empty or leaves the frame, a code above 16,
+ * an eye state above 2, a smile state above 3, faces without `eyes` (or `smiles`) after a frame
+ * whose faces had them; moving-object information for another number of frames, or an object
+ * rectangle with nothing inside the frame. The last two are found after `result->count` was
+ * lowered to n, all others before anything is written.
+ * ERR_NO_MEMORY: `result->count` may have been lowered, and when K is above ceil(n / 2)
+ * `result->best` may have been written; `indices` is unchanged. */
+KELVANE_API long DRAV_Kelvane(_tag_DRAV_ENGINE* engine, const __tag_KIRO_OFFSCREEN* frames,
+                              const _tag_DRAV_PARAM* params, long n, _tag_DRAV_RESULT* result);
+
+/* Ranks a burst with the faces of a pre-processing record (section 8). Beside the codes of
+ * `DRAV_Kelvane`, ERR_INVALID_PARAM: a record whose length, frame count or face counts are not
+ * consistent. */
+KELVANE_API long DRAV_KelvaneWithPreProcess(_tag_DRAV_ENGINE* engine,
+                                            const __tag_KIRO_OFFSCREEN* frames,
+                                            const _tag_DRAV_DATA* record, long n,
+                                            _tag_DRAV_RESULT* result);
+
+/* The same with the blur score of every frame supplied: `blurs` holds n entries, each pointing to
+ * the 16 bytes of that frame's `_tag_DRAV_BLURRESULT`. Only the scores are read, and used as they
+ * are. Without moving-object information no pixel is read, and the frames' planes may be null. */
+KELVANE_API long DRAV_KelvaneWithPreProcessBlur(_tag_DRAV_ENGINE* engine,
+                                                const __tag_KIRO_OFFSCREEN* frames,
+                                                const _tag_DRAV_DATA* record,
+                                                const _tag_DRAV_DATA* blurs, long n,
+                                                _tag_DRAV_RESULT* result);
+
+/* ---------------------------------------------------------------------------------------------
+ * 7. Moving objects
+ *
+ * Given before the best-shot call that is to use it, since each such call converts the stored
+ * rectangles to frame pixels in place. */
+
+/* The moving object of one frame. It is usable when it has a mask and a rectangle that is not all
+ * zero; its sharpness and area are used when the rectangle is at least 11 x 11. */
+struct _tag_DRAV_MOVINGOBJ {
+    __tag_rect rect;     /* in mask pixels */
+    unsigned char* mask; /* nonzero bytes belong to the object; several objects may share one */
+};
+
+struct _tag_DRAV_MOVINGINFO {
+    int64_t width; /* of every mask, in pixels; frame width / mask width scales both axes */
+    int64_t height;
+    int64_t pitch; /* bytes from one mask row to the next */
+    _tag_DRAV_MOVINGOBJ* objects;
+    int32_t count; /* objects; the best-shot call must have as many frames */
+};
+
+/* Stores the moving-object information. It is in force when more than half of the objects are
+ * usable, and otherwise set aside (which is no error). Frames whose object is too small keep what
+ * an earlier call stored for them. Areas are counted inside the part of each rectangle that lies
+ * in the mask. The masks are read during the call alone.
+ *
+ * ERR_INVALID_PARAM: a null engine, information or object array, and information that would be in
+ * force with a width or height below 1 or a pitch below the width; nothing is changed.
+ * ERR_NO_MEMORY: the engine's arrays. Information stored before stays in force, but the engine
+ * already expects a best-shot call of `count` frames. */
+KELVANE_API long SetMovingObjectInfo(_tag_DRAV_ENGINE* engine, const _tag_DRAV_MOVINGINFO* info);
+
+#ifdef __cplusplus
+extern "C++" {
+
+/* Counts the bytes of `mask` that differ from `value` inside `rect`, or in the whole mask of
+ * `width` x `height` when `rect` is null. The rectangle must lie inside the mask; an empty one
+ * counts 0. A value outside 0..255 differs from every byte. ERR_INVALID_PARAM: null mask or out. */
+KELVANE_API long calMaskArea(unsigned char* mask, long width, long height, long pitch, int value,
+                             __tag_rect* rect, long* out);
+
+} /* extern "C++" */
+#endif
+
+/* ---------------------------------------------------------------------------------------------
+ * 8. Face analysis
+ *
+ * The pre-processing record is a block of bytes, integers little-endian, at any alignment. With N
+ * frames and maps of w x h four-byte values:
+ *
+ *     0                    header, 32 bytes: N at 4, w at 16, h at 20 (unsigned 32-bit)
+ *     32                   first map set: N maps of w * h values
+ *     32 + 4 * N * w * h   second map set
+ *     32 + 8 * N * w * h   N frame records of 412 bytes: ten face entries of 40 bytes, then the
+ *                          face count (signed 32-bit, at most 10; 0 or less means none) at 400
+ *
+ * A face entry holds the rectangle (left, top, right, bottom, signed 32-bit, frame pixels), the
+ * code at 16 (0..16), the smile degree at 20 (0 no smile, 30 smile, 80 broad smile, else not
+ * known) and the eyes-open flag at 24 (1 open, 0 closed, else not known), unsigned 32-bit.
+ *
+ * The length must be exactly 32 + 8 * N * w * h + 412 * N, below 2^31. The maps take no part in
+ * the ranking. */
+
+/* A record read into memory; made by `ReadProcessorData`, released by `FreeProcessorData`. */
+struct _tag_Preprocessor_Data {
+    unsigned char header[32];
+    unsigned char* records; /* frameCount records of 412 bytes */
+    int32_t frameCount;
+    uint32_t** firstMaps;  /* one block: frameCount pointers, then the maps they lead to */
+    uint32_t** secondMaps; /* the same */
+};
+
+#ifdef __cplusplus
+extern "C++" {
+
+/* Copies the record of `size` bytes at `block` into memory from `memHandle`. The caller owns
+ * `*out`. ERR_INVALID_PARAM: null `out` or `block`, a size that the header does not give. */
+KELVANE_API long ReadProcessorData(void* memHandle, _tag_Preprocessor_Data** out, void* block,
+                                   int size);
+
+/* Releases a record and nulls the caller's variable. ERR_INVALID_PARAM: null, or null inside. */
+KELVANE_API long FreeProcessorData(void* memHandle, _tag_Preprocessor_Data** record);
+
+/* Storage for the face data of n frames with up to 10 faces each: one zero-filled block, its parts
+ * attached to `params[0..n-1]`. An earlier block is released when the call runs out of memory, and
+ * otherwise left alone. The caller owns the block until `freeParamsFace` with the same n.
+ * ERR_INVALID_PARAM: null `params` or n below 1; nothing is changed. */
+KELVANE_API long allocParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_API void freeParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
+
+/* The same for one alignment entry per frame. */
+KELVANE_API long allocParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_API void freeParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
+
+/* Both; when either fails, both are released. */
+KELVANE_API long allocParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_API void freeParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
+
+} /* extern "C++" */
+#endif
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/* ---------------------------------------------------------------------------------------------
+ * 9. Layouts */
+
+static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
+static_assert(sizeof(__tag_rect) == 16, "");
+static_assert(offsetof(__tag_KIRO_OFFSCREEN, planes) == 16, "");
+static_assert(offsetof(__tag_KIRO_OFFSCREEN, pitches) == 48, "");
+static_assert(sizeof(__tag_KIRO_OFFSCREEN) == 64, "");
+static_assert(offsetof(_tag_VERSION_INFO, version) == 32 && sizeof(_tag_VERSION_INFO) == 56, "");
+static_assert(offsetof(_tag_DRAV_DATA, size) == 8 && sizeof(_tag_DRAV_DATA) == 16, "");
+static_assert(offsetof(_tag_DRAV_BLURRESULT, score) == 12, "");
+static_assert(sizeof(_tag_DRAV_BLURRESULT) == 16, "");
+static_assert(sizeof(_tag_DRAV_ALIGNMENT) == 24, "");
+static_assert(offsetof(_tag_DRAV_FACEINFO, rects) == 8, "");
+static_assert(offsetof(_tag_DRAV_FACEINFO, smiles) == 32 && sizeof(_tag_DRAV_FACEINFO) == 40, "");
+static_assert(offsetof(_tag_DRAV_PARAM, faces) == 8 && sizeof(_tag_DRAV_PARAM) == 16, "");
+static_assert(offsetof(_tag_DRAV_RESULT, indices) == 8, "");
+static_assert(offsetof(_tag_DRAV_RESULT, best) == 16 && sizeof(_tag_DRAV_RESULT) == 24, "");
+static_assert(offsetof(_tag_DRAV_MOVINGOBJ, mask) == 16 && sizeof(_tag_DRAV_MOVINGOBJ) == 24, "");
+static_assert(offsetof(_tag_DRAV_MOVINGINFO, objects) == 24, "");
+static_assert(offsetof(_tag_DRAV_MOVINGINFO, count) == 32, "");
+static_assert(sizeof(_tag_DRAV_MOVINGINFO) == 40, "");
+static_assert(offsetof(_tag_Preprocessor_Data, records) == 32, "");
+static_assert(offsetof(_tag_Preprocessor_Data, frameCount) == 40, "");
+static_assert(offsetof(_tag_Preprocessor_Data, secondMaps) == 56, "");
+static_assert(sizeof(_tag_Preprocessor_Data) == 64, "");
+#endif
+
+#endif /* KELVANE_KELVANE_H */

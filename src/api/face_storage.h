@@ -1,0 +1,18 @@
+// What `allocParamsFace` lays out for one frame.
+#pragma once
+
+#include "api/preprocessing_record.h"
+
+namespace kelvane {
+
+struct FaceRecord {
+    _tag_DRAV_FACEINFO info;
+    __tag_rect rects[facesPerRecord];
+    uint64_t codes[facesPerRecord];
+    uint64_t eyes[facesPerRecord];
+    uint64_t smiles[facesPerRecord];
+};
+
+static_assert(sizeof(FaceRecord) == 440);
+
+} // namespace kelvane
