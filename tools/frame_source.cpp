@@ -1,0 +1,119 @@
+#include "frame_source.h"
+
+#include "error.h"
+#include "media_reader.h"
+#include "progress.h"
+
+namespace {
+
+class FrameLoop {
+public:
+    FrameLoop(const Options& options, PhaseTimes& times, const FrameVisitor& visit)
+        : options_(options), times_(times), visit_(visit) {}
+
+    ReadSummary run() {
+        InputList inputs = expandInputs(options_.inputs);
+        summary_.skipped = std::move(inputs.skipped);
+        if (inputs.files.size() == 1)
+            readOnlyFile(inputs.files.front());
+        else
+            readPictures(inputs.files);
+        if (visited_ == 0)
+            throw InputError(options_.inputs.front(), "no frame could be read");
+        return std::move(summary_);
+    }
+
+private:
+    bool done() const { return options_.max > 0 && visited_ >= options_.max; }
+
+    // Runs one step; what is bad about its frame ends the run or is noted.
+    template <typename Step>
+    void guarded(const std::string& label, Step step) {
+        try {
+            step();
+        } catch (const BadPicture& bad) {
+            if (!options_.skipBad)
+                throw;
+            summary_.skipped.push_back({label, bad.what()});
+        }
+    }
+
+    MediaReader open(const std::string& path) {
+        const PhaseTimer timer(times_.decoding);
+        return MediaReader(path);
+    }
+
+    const AVFrame* decode(MediaReader& reader) {
+        const PhaseTimer timer(times_.decoding);
+        return reader.next();
+    }
+
+    void show(const SourceFrame& frame) {
+        visit_(frame);
+        ++visited_;
+    }
+
+    void readPicture(MediaReader& reader, const InputFile& file) {
+        const AVFrame* const frame = decode(reader);
+        if (frame == nullptr)
+            throw BadPicture(file.path, "no picture in this file");
+        show({frame, file.path, file.name, 0, std::nullopt});
+    }
+
+    void readPictures(const std::vector<InputFile>& files) {
+        const auto every = static_cast<size_t>(options_.every);
+        Progress progress(static_cast<int64_t>((files.size() + every - 1) / every));
+        for (size_t i = 0; i < files.size() && !done(); i += every) {
+            guarded(files[i].name, [&] {
+                MediaReader reader = open(files[i].path);
+                if (reader.isVideo())
+                    throw InputError(files[i].path, "a video has to be the only input");
+                readPicture(reader, files[i]);
+            });
+            progress.advance();
+        }
+    }
+
+    void readOnlyFile(const InputFile& file) {
+        guarded(file.name, [&] {
+            MediaReader reader = open(file.path);
+            summary_.isVideo = reader.isVideo();
+            if (reader.isVideo())
+                readVideo(reader, file);
+            else
+                readPicture(reader, file);
+        });
+    }
+
+    void readVideo(MediaReader& reader, const InputFile& file) {
+        Progress progress(reader.announcedFrames());
+        bool more = true;
+        for (int64_t number = 0; more && !done(); ++number) {
+            const std::string label = file.name + " frame " + std::to_string(number);
+            guarded(label, [&] {
+                try {
+                    const AVFrame* const frame = decode(reader);
+                    more = frame != nullptr;
+                    if (more && number % options_.every == 0)
+                        show({frame, file.path, file.name, number, reader.seconds()});
+                } catch (const BadPicture& bad) {
+                    throw BadPicture(bad.name(),
+                                     "frame " + std::to_string(number) + ": " + bad.what());
+                }
+            });
+            progress.advance();
+        }
+    }
+
+    const Options& options_;
+    PhaseTimes& times_;
+    const FrameVisitor& visit_;
+    ReadSummary summary_;
+    int64_t visited_ = 0;
+};
+
+} // namespace
+
+ReadSummary readFrames(const Options& options, PhaseTimes& times, const FrameVisitor& visit) {
+    return FrameLoop(options, times, visit).run();
+}

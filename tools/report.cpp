@@ -1,0 +1,195 @@
+#include "report.h"
+
+#include "text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <span>
+#include <unistd.h>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+std::string formatTable(const std::vector<Row>& rows, std::span<const bool> leftAligned,
+                        size_t boldRow) {
+    std::vector<size_t> widths(leftAligned.size());
+    for (const Row& row : rows)
+        for (size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], displayWidth(row[i]));
+    std::string text;
+    for (size_t r = 0; r < rows.size(); ++r) {
+        std::string line;
+        for (size_t i = 0; i < rows[r].size(); ++i)
+            line += (i == 0 ? "" : "  ") + (leftAligned[i] ? padRight(rows[r][i], widths[i])
+                                                           : padLeft(rows[r][i], widths[i]));
+        line.erase(line.find_last_not_of(' ') + 1);
+        text += (r == boldRow ? "\x1b[1m" + line + "\x1b[0m" : line) + "\n";
+    }
+    return text;
+}
+
+std::string timeText(const MeasuredFrame& frame) {
+    return frame.seconds ? fixed(*frame.seconds, 3) + " s" : "-";
+}
+
+// What tells a frame from the others: its time in a video, its file among pictures.
+std::string placeText(const Measurement& measured, const MeasuredFrame& frame) {
+    return measured.isVideo ? timeText(frame) : oneLine(frame.name);
+}
+
+std::string longName(const Measurement& measured, const MeasuredFrame& frame) {
+    if (!measured.isVideo)
+        return oneLine(frame.name);
+    return "frame " + std::to_string(frame.number) + " at " + timeText(frame);
+}
+
+int64_t frameNumber(const Measurement& measured, size_t i) {
+    return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
+}
+
+// One line for all frames that share a peculiarity, such as a conversion.
+template <typename Predicate>
+std::string note(const Measurement& measured, const std::string& text, Predicate applies) {
+    const std::vector<MeasuredFrame>& frames = measured.frames;
+    const auto count = static_cast<size_t>(std::count_if(frames.begin(), frames.end(), applies));
+    if (count == 0)
+        return "";
+    const MeasuredFrame& first = *std::find_if(frames.begin(), frames.end(), applies);
+    std::string which = count == frames.size() && count > 1 ? "all frames"
+                        : count > 1                         ? counted(count, "frame") + " from "
+                                                            : "";
+    if (which != "all frames")
+        which += longName(measured, first);
+    return "Note: " + which + ": " + text + " (" +
+           (text.starts_with("conv")
+                ? first.pixelFormat
+                : std::to_string(first.width) + " x " + std::to_string(first.height)) +
+           ").\n";
+}
+
+std::string notes(const Measurement& measured) {
+    return note(measured, "converted to 8-bit 4:2:0 before measuring",
+                [](const MeasuredFrame& frame) { return frame.converted; }) +
+           note(measured, "measured without the last column or row of an odd size",
+                [](const MeasuredFrame& frame) { return frame.cropped; });
+}
+
+std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {
+    if (measured.frames.size() == 1)
+        return "the only frame";
+    if (measured.medianScore == 0)
+        return best.blur.score == 0 ? "as flat as the median frame"
+                                    : "while the median frame is flat";
+    const double percent = (best.blur.score / measured.medianScore - 1) * 100;
+    const std::string amount = fixed(std::abs(percent), std::abs(percent) < 1 ? 1 : 0);
+    if (amount == "0.0")
+        return "as sharp as the median frame";
+    return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
+}
+
+Json toJson(const Measurement& measured, const MeasuredFrame& frame, size_t index) {
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%x", frame.blur.format);
+    return {{"index", index},
+            {"name", frame.name},
+            {"number", frameNumber(measured, index)},
+            {"time", frame.seconds ? Json(*frame.seconds) : Json()},
+            {"pixel_format", frame.pixelFormat},
+            {"format", code},
+            {"converted", frame.converted},
+            {"cropped", frame.cropped},
+            {"width", frame.blur.width},
+            {"height", frame.blur.height},
+            {"blur", frame.blur.score}};
+}
+
+Json head(const char* command) {
+    _tag_VERSION_INFO version = {};
+    DRAV_GetVersion(&version);
+    return {{"schema", 1}, {"library", version.version}, {"command", command}};
+}
+
+Json skippedJson(const Measurement& measured) {
+    Json skipped = Json::array();
+    for (const Skipped& file : measured.skipped)
+        skipped.push_back({{"name", file.name}, {"reason", file.reason}});
+    return skipped;
+}
+
+// File names need not be UTF-8; JSON has to be.
+std::string print(const Json& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+bool isChosen(const Ranking& ranking, size_t i) {
+    return std::binary_search(ranking.chosen.begin(), ranking.chosen.end(),
+                              static_cast<int64_t>(i));
+}
+
+} // namespace
+
+std::string pickTable(const Measurement& measured, const Ranking& ranking) {
+    const auto best = static_cast<size_t>(ranking.best);
+    std::vector<Row> rows = {
+        {"frame", measured.isVideo ? "time" : "file", "blur score", "chosen", "best"}};
+    for (size_t i = 0; i < measured.frames.size(); ++i) {
+        const MeasuredFrame& frame = measured.frames[i];
+        rows.push_back({std::to_string(frameNumber(measured, i)), placeText(measured, frame),
+                        std::to_string(frame.blur.score), isChosen(ranking, i) ? "yes" : "",
+                        i == best ? "best" : ""});
+    }
+    const bool left[] = {false, !measured.isVideo, false, true, true};
+    const size_t boldRow = isatty(STDOUT_FILENO) == 1 ? best + 1 : rows.size();
+    const MeasuredFrame& winner = measured.frames[best];
+    return formatTable(rows, left, boldRow) + notes(measured) +
+           "Best: " + longName(measured, winner) + ", " + comparedWithMedian(measured, winner) +
+           "; kept " + std::to_string(ranking.chosen.size()) + " of " +
+           std::to_string(measured.frames.size()) + ".\n";
+}
+
+std::string pickJson(const Measurement& measured, const Ranking& ranking) {
+    Json json = head("pick");
+    json["frames"] = Json::array();
+    for (size_t i = 0; i < measured.frames.size(); ++i) {
+        Json frame = toJson(measured, measured.frames[i], i);
+        frame["chosen"] = isChosen(ranking, i);
+        frame["best"] = static_cast<int64_t>(i) == ranking.best;
+        json["frames"].push_back(std::move(frame));
+    }
+    json["order"] = measured.order;
+    json["chosen"] = ranking.chosen;
+    json["best"] = ranking.best;
+    json["skipped"] = skippedJson(measured);
+    return print(json);
+}
+
+std::string blurTable(const Measurement& measured) {
+    std::vector<Row> rows = {{"blur score", measured.isVideo ? "frame" : "file"}};
+    if (measured.isVideo)
+        rows[0].push_back("time");
+    for (const size_t i : measured.order) {
+        const MeasuredFrame& frame = measured.frames[i];
+        Row row = {std::to_string(frame.blur.score)};
+        if (measured.isVideo)
+            row.push_back(std::to_string(frame.number));
+        row.push_back(placeText(measured, frame));
+        rows.push_back(std::move(row));
+    }
+    const bool left[] = {false, !measured.isVideo, false};
+    return formatTable(rows, left, rows.size()) + notes(measured);
+}
+
+std::string blurJson(const Measurement& measured) {
+    Json json = head("blur");
+    json["frames"] = Json::array();
+    for (size_t i = 0; i < measured.frames.size(); ++i)
+        json["frames"].push_back(toJson(measured, measured.frames[i], i));
+    json["order"] = measured.order;
+    json["skipped"] = skippedJson(measured);
+    return print(json);
+}
