@@ -62,7 +62,8 @@ const AVFrame& ImageViewer::convert(const AVFrame& frame, const std::string& nam
         throw BadPicture(name, "its pixel format cannot be converted");
     SwsContext* const scaler = sws_getCachedContext(
         scaler_.release(), frame.width, frame.height, format, frame.width, frame.height,
-        AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
+        AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr,
+        nullptr);
     scaler_.reset(scaler);
     if (scaler == nullptr)
         throw BadPicture(name, "its pixel format cannot be converted");

@@ -101,7 +101,9 @@ void MediaReader::openFormat() {
     uint8_t start[3] = {};
     const int count = avio_read(file, start, sizeof start);
     check(count);
-    const bool jpeg = startsLikeJpeg({start, static_cast<size_t>(count)}) && !isNamedMjpeg(path_);
+    const AVInputFormat* jpegFormat = nullptr;
+    if (startsLikeJpeg({start, static_cast<size_t>(count)}))
+        jpegFormat = av_find_input_format(isNamedMjpeg(path_) ? "mjpeg" : "jpeg_pipe");
     check(static_cast<int>(std::min<int64_t>(avio_seek(file, 0, SEEK_SET), 0)));
 
     AVFormatContext* format = avformat_alloc_context();
@@ -109,8 +111,7 @@ void MediaReader::openFormat() {
         throw std::bad_alloc();
     format->pb = file;
     format->io_open = refuseToOpen;
-    check(avformat_open_input(&format, "", jpeg ? av_find_input_format("jpeg_pipe") : nullptr,
-                              nullptr));
+    check(avformat_open_input(&format, "", jpegFormat, nullptr));
     format_.reset(format);
 }
 
@@ -163,7 +164,10 @@ void MediaReader::openDecoder(const AVCodecParameters* parameters, AVCodecID cod
         decoder_->thread_count = std::clamp(cores, 1, mostVideoThreads);
     } else {
         decoder_->thread_count = 1;
-        decoder_->err_recognition |= AV_EF_EXPLODE | AV_EF_CRCCHECK;
+        decoder_->err_recognition |= AV_EF_CRCCHECK;
+        // The TIFF decoder would take any tag that it does not know for damage.
+        if (codecId != AV_CODEC_ID_TIFF)
+            decoder_->err_recognition |= AV_EF_EXPLODE;
     }
     check(avcodec_open2(decoder_.get(), codec, nullptr));
 }
