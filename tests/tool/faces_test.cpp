@@ -9,8 +9,9 @@ using Json = nlohmann::json;
 class FacesTest : public ToolTest {
 protected:
     FacesTest() {
-        for (int i = 0; i < 3; ++i)
-            write("f" + std::to_string(i) + ".pgm", toPgm(boxBlur(makeScene(161, 120), i)));
+        int radius = 0;
+        for (const char* name : {"f0.pgm", "f1.pgm", "f2.pgm"})
+            write(name, toPgm(boxBlur(makeScene(161, 120), radius++)));
     }
 
     RunResult pick(const std::string& faces) {
@@ -51,20 +52,20 @@ TEST_F(FacesTest, ChangeWhichFrameIsBest) {
 }
 
 TEST_F(FacesTest, MalformedFilesAreRefused) {
-    const std::string ok = R"({"faces":[]})";
-    const auto oneFace = [&](const std::string& face) {
-        return R"({"frames":[)" + ok + "," + ok + R"(,{"faces":[)" + face + "]}]}";
+    const auto oneFace = [](const std::string& face) {
+        std::string file = R"({"frames":[{"faces":[]},{"faces":[]},{"faces":[)";
+        return file.append(face).append("]}]}");
     };
-    std::string eleven;
-    for (int i = 0; i < 11; ++i)
-        eleven += std::string(i == 0 ? "" : ",") + R"({"rect":[0,0,9,9]})";
+    std::string eleven = R"({"rect":[0,0,9,9]})";
+    for (int i = 0; i < 10; ++i)
+        eleven.append(R"(,{"rect":[0,0,9,9]})");
     const std::pair<std::string, std::string> cases[] = {
         {"", "not valid JSON"},
         {"{\"frames\":[", "not valid JSON"},
         {"[]", "must be an object"},
         {"{}", "\"frames\" is missing"},
         {R"({"frames":{}})", "frames: must be an array"},
-        {R"({"frames":[)" + ok + "]}", "describes 1 frames, the burst has 3"},
+        {R"({"frames":[{"faces":[]}]})", "describes 1 frames, the burst has 3"},
         {R"({"frames":[],"extra":1})", "unknown key \"extra\""},
         {R"({"frames":[{"face":[]}]})", "unknown key \"face\""},
         {oneFace(R"({"rect":[0,0,9,9],"colour":1})"), "unknown key \"colour\""},

@@ -11,6 +11,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -40,27 +41,30 @@ Encoder openEncoder(const Grey& size, AVCodecID id, AVPixelFormat format) {
     return encoder;
 }
 
+void store(uint8_t* at, int value, const AVPixFmtDescriptor& format) {
+    const int depth = format.comp[0].depth;
+    if (depth == 8)
+        *at = static_cast<uint8_t>(value);
+    else if ((format.flags & AV_PIX_FMT_FLAG_BE) != 0)
+        AV_WB16(at, static_cast<uint16_t>(value << (depth - 8)));
+    else
+        AV_WL16(at, static_cast<uint16_t>(value << (depth - 8)));
+}
+
 void fill(AVFrame& frame, const Grey& image) {
-    const AVPixFmtDescriptor* const format =
-        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-    for (int c = 0; c < format->nb_components; ++c) {
-        const AVComponentDescriptor& part = format->comp[c];
-        const bool chroma = c > 0 && (format->flags & AV_PIX_FMT_FLAG_RGB) == 0;
-        const int width = chroma ? AV_CEIL_RSHIFT(image.width, format->log2_chroma_w) : image.width;
-        const int height =
-            chroma ? AV_CEIL_RSHIFT(image.height, format->log2_chroma_h) : image.height;
+    const AVPixFmtDescriptor& format =
+        *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    for (int c = 0; c < format.nb_components; ++c) {
+        const AVComponentDescriptor& part = format.comp[c];
+        const bool chroma = c > 0 && (format.flags & AV_PIX_FMT_FLAG_RGB) == 0;
+        const int width = AV_CEIL_RSHIFT(image.width, chroma ? format.log2_chroma_w : 0);
+        const int height = AV_CEIL_RSHIFT(image.height, chroma ? format.log2_chroma_h : 0);
         for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) {
-                const int value =
-                    chroma ? 128 : image.pixels[static_cast<size_t>(y * image.width + x)];
-                uint8_t* const at = frame.data[part.plane] + y * frame.linesize[part.plane] +
-                                    x * part.step + part.offset;
-                if (part.depth == 8)
-                    *at = static_cast<uint8_t>(value);
-                else
-                    *reinterpret_cast<uint16_t*>(at) =
-                        static_cast<uint16_t>(value << (part.depth - 8));
-            }
+            for (int x = 0; x < width; ++x)
+                store(frame.data[part.plane] + y * frame.linesize[part.plane] + x * part.step +
+                          part.offset,
+                      chroma ? 128 : image.pixels[static_cast<size_t>(y * image.width + x)],
+                      format);
     }
 }
 
