@@ -11,7 +11,9 @@
  *   6. Best shot              which frame of a burst is best, which K to keep
  *   7. Moving objects         telling the engine where something moves
  *   8. Face analysis          the pre-processing record, storage for face data
- *   9. Layouts                what the compiler checks of the records above
+ *   9. Alignment              the translation between two frames
+ *  10. Changed region         where two frames differ
+ *  11. Layouts                what the compiler checks of the records above
  *
  * C99 callers see the records and the functions with plain names. C++ callers also see the
  * functions whose exported names encode their parameter types.
@@ -423,11 +425,228 @@ KELVANE_API void freeParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
 } /* extern "C++" */
 #endif
 
+/* ---------------------------------------------------------------------------------------------
+ * 9. Alignment
+ *
+ * Finds the translation between two frames of one scene with threshold bitmaps: one bit per pixel,
+ * set where the luma is above the frame's median, so that a change of exposure hardly matters
+ * (Ward, 2003). Levels are the frame sampled every 2^j pixels, down to a longer side of 64 or less
+ * (level L). The search starts without displacement at level L and at each finer level doubles the
+ * estimate and tries it and its eight neighbours: sums of grey differences at the two coarsest
+ * levels, bitmap disagreement at the next two, and the disagreement of 16 patches at the levels
+ * finer than L - 3. So it reaches displacements up to 2^(L+1) - 1 pixels.
+ *
+ * A displacement (dx, dy) means: pixel p of a frame shows what pixel p + (dx, dy) of the reference
+ * frame shows. */
+
+typedef struct _tag_ZEP_ABDEBLUR _tag_ZEP_ABDEBLUR;
+typedef struct _tag_BitMap_Struct _tag_BitMap_Struct;
+typedef struct _tag_BitPyramid_Struct _tag_BitPyramid_Struct;
+typedef struct _tag_ZEP_NS_INPUTINFO _tag_ZEP_NS_INPUTINFO;
+typedef struct _tag_ROI_INFO _tag_ROI_INFO;
+
+/* 16 patches of one level, in a 4 x 4 grid over the frame. */
+struct _tag_BitMap_Struct {
+    unsigned char* data; /* `rows` x `rowBytes`; null when `rows` is 0 */
+    int64_t widthBits;   /* over all four patch columns, a multiple of 32 */
+    int64_t rows;        /* over all four patch rows, a multiple of 4 */
+    int64_t rowBytes;    /* widthBits / 8 + 4 */
+    int64_t xOffset;     /* of each patch in its cell, in this level's pixels */
+    int64_t yOffset;
+    unsigned char valid[16]; /* 1 where the patch lies inside the frame; row by row */
+};
+
+/* The patches of the levels 0 .. maxLevel - minLevel - 1. */
+struct _tag_BitPyramid_Struct {
+    _tag_BitMap_Struct* levels;
+    int64_t maxLevel; /* L */
+    int64_t minLevel; /* the levels that the bitmap set stores beside the coarsest */
+};
+
+struct _tag_ZEP_NS_INPUTINFO {
+    int64_t count; /* 2 */
+    __tag_KIRO_OFFSCREEN* images[2];
+};
+
+#ifdef __cplusplus
+extern "C++" {
+
+/* Creates an empty alignment context; its first alignment sizes it for that call's frames.
+ * ERR_INVALID_PARAM: null `outCtx`. ERR_NO_MEMORY: the record or its histogram. */
+KELVANE_API long Alignment_Init(void* memHandle, void** outCtx);
+
+/* Releases a context and nulls the caller's variable; null is accepted. Returns ERR_NONE. */
+KELVANE_API long Alignment_Uninit(void** ctx);
+
+/* Aligns two frames of one size and format; each is read with its own pitch. `results[i]` receives
+ * {dx, dy} of frame i against frame `refIndex`, whose own pair is (0, 0). With `recompute` 0 frame
+ * 0 is taken to be the frame 1 of the previous call, whose bitmaps are kept.
+ *
+ * ERR_INVALID_PARAM: a null argument, result or plane, a count other than 2, a `refIndex` other
+ * than 0 or 1, frames that differ or that are not like those of the context's first alignment;
+ * nothing is changed.
+ * ERR_NO_MEMORY, in a context's first alignment alone: the context is left as a fresh one, and the
+ * results are zero. */
+KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
+                                       long** results, long recompute);
+
+/* The building blocks of the alignment. Sizes are in pixels unless named otherwise, and buffers
+ * are trusted to hold what their sizes say.
+ *
+ * A threshold bitmap has rows of ceil(width / 32) * 4 + 4 bytes: little-endian 32-bit words, bit k
+ * of word i for pixel 32 * i + k, zero behind the last pixel and in one more word. A grey map has
+ * a byte per pixel and rows rounded up to 4 bytes. A bitmap set holds the levels s .. L of a frame,
+ * finest first, with s = L - k when L > k and else 0: the two coarsest as grey maps, the others as
+ * bitmaps. Level s is (width >> s) x (height >> s); coarser levels are halved, rounding up. */
+
+/* The threshold of `image`: of the two cuts next to the median, the one that splits the pixels
+ * more evenly; -1 for a format without 8-bit luma and for a frame of less than two pixels. Frames
+ * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `histogram` holds 256
+ * counters of scratch, `outThreshold` may be null; context and `reserved` are not read. */
+KELVANE_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image,
+                                   unsigned char* reserved, long* outThreshold, long width,
+                                   long height, long pitch, long* histogram);
+
+/* Allocates a bitmap set, with the context's memory handle; null without an error when no level
+ * has a pixel row. `firstRowBytes` is not read. ERR_INVALID_PARAM: null, or sizes and levels that
+ * no frame has. ERR_NO_MEMORY: `*outSet` is unchanged. */
+KELVANE_API long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet,
+                                            long width, long height, long levels, long k,
+                                            long firstRowBytes);
+
+/* Fills a bitmap set; does nothing when `enable` is 0 or the set is null. */
+KELVANE_API long Creat_ComputeBitMaps_Video(unsigned char* set, __tag_KIRO_OFFSCREEN* image,
+                                            long threshold, long width, long height, long levels,
+                                            long k, long enable);
+
+/* Writes the threshold bitmap of a level: 1 where the luma is above the threshold. `dstRowBytes`
+ * bytes are written to each row. */
+KELVANE_API void ComputeBitmaps2(unsigned char* src, long width, long height, long pitch,
+                                 unsigned char* dst, long dstRowBytes, long threshold, long level,
+                                 long format);
+
+/* Halves a bitmap. A result pixel is 1 when at least 2 (`parity` even) or 3 (odd) of its four are.
+ * A missing last row is taken twice. ((srcWidth / 2) + 31) >> 5 words are made per row, and the
+ * rest of `dstRowBytes` is zero. */
+KELVANE_API void BitImageShrink2(const unsigned char* src, long srcRows, long srcWidth,
+                                 long srcRowBytes, unsigned char* dst, long dstRows, long dstWidth,
+                                 long dstRowBytes, long parity);
+
+/* Writes the grey map of a level. A row or column that the source does not reach repeats the last
+ * one. A frame too thin for the level gives its first pixel, and zero padding. */
+KELVANE_API void ComputeGraymaps2(unsigned char* src, long width, long height, long pitch,
+                                  unsigned char* dst, long dstWidth, long dstHeight, long dstStride,
+                                  long level, long format);
+
+/* Allocates a pyramid; null without an error when `levels` <= `k`. `firstRowBytes` is not read.
+ * ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
+KELVANE_API long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx,
+                                               _tag_BitPyramid_Struct** outPyramid, long width,
+                                               long height, long levels, long k,
+                                               long firstRowBytes);
+
+/* Fills every level of a pyramid; does nothing when `levels` <= `k` or `enable` is 0. */
+KELVANE_API long Creat_ComputePyramidMaps_Video(_tag_BitPyramid_Struct* pyramid,
+                                                __tag_KIRO_OFFSCREEN* image, long threshold,
+                                                long width, long height, long levels, long k,
+                                                long enable);
+
+/* Fills the patches of one level at its offsets. A patch that leaves the frame is marked invalid
+ * and not written. Returns `pitch` << `levelIndex`. */
+KELVANE_API long ComputeBitmaps2Interleave(unsigned char* src, long width, long height, long pitch,
+                                           _tag_BitMap_Struct* level, long threshold,
+                                           long levelIndex, long format);
+
+/* Releases a pyramid of the context and nulls the variable; null does nothing. */
+KELVANE_API void ReleasePyrBit(_tag_ZEP_ABDEBLUR* ctx, _tag_BitPyramid_Struct** pyramid);
+
+/* Counts where a(p) and b(p - d), d = (dx, dy), disagree over their whole overlap. */
+KELVANE_API unsigned long BitmapOperation2(unsigned char* a, unsigned char* b, long widthBits,
+                                           long rows, long rowBytes, long dx, long dy);
+
+/* The same over the area that is common to the 3 x 3 displacements around d - (cx, cy). */
+KELVANE_API unsigned long BitmapOperation2_BF(unsigned char* a, unsigned char* b, long widthBits,
+                                              long rows, long rowBytes, long dx, long dy, long cx,
+                                              long cy);
+
+/* Three counts at once, for dx - 1, dx and dx + 1: whole words alone, bits 1 to 30 of each. */
+KELVANE_API void BitmapOperationline2(unsigned char* a, unsigned char* b, long* sums,
+                                      long widthBits, long rows, long rowBytes, long dx, long dy);
+
+/* The same over the rows common to the three displacements around dy - cy. */
+KELVANE_API void BitmapOperationline2_BF(unsigned char* a, unsigned char* b, long* sums,
+                                         long widthBits, long rows, long rowBytes, long dx, long dy,
+                                         long level, long cy);
+
+/* Counts the disagreement of the patches valid in both, the working ones moved by (cx, cy), each
+ * -1, 0 or 1 (0 for other values), without the outermost pixels of each patch. */
+KELVANE_API long InterBitmapOperation2(unsigned char* refData, unsigned char* workData,
+                                       unsigned char* refValid, unsigned char* workValid,
+                                       long widthBits, long rows, long rowBytes, long cx, long cy);
+
+/* One level of the search, and recursively the coarser ones. `refSet` and `movSet` point to the
+ * data of this level (or, with more than `k` levels left, of the finest stored level); `result`
+ * receives {dx, dy} in this level's pixels, `*score` the residual when a wide bitmap level has
+ * number 2. `usePatches` 1 refines the finest levels with the pyramids; with `directLevels` every
+ * level is a stored one. ERR_INVALID_PARAM: a null set, result or score, `usePatches` above 3, or
+ * pyramids without the level that is asked for. */
+KELVANE_API long Alignment2Image2_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char* refSet,
+                                        unsigned char* movSet, unsigned char* movLuma, long width,
+                                        long height, long pitch, long levelWidth, long levelHeight,
+                                        long levelStride, long levelsLeft, long k, long* result,
+                                        _tag_BitPyramid_Struct* refPyramid,
+                                        _tag_BitPyramid_Struct* workPyramid, long refThreshold,
+                                        long movThreshold, long usePatches, long reserved,
+                                        long directLevels, long format, long* score);
+
+} /* extern "C++" */
+#endif
+
+/* ---------------------------------------------------------------------------------------------
+ * 10. Changed region
+ *
+ * Where two frames of one scene differ: the second is aligned to the first, the signed difference
+ * smoothed, cut into darker, unchanged and brighter, and cleaned by an opening and a closing. */
+
+struct _tag_ROI_INFO {
+    __tag_rect rect;    /* of the changed pixels, in the second frame; all zero for none */
+    float changedRatio; /* changed pixels in `rect` over all pixels */
+    int64_t dx;         /* displacement of the second frame against the first */
+    int64_t dy;
+};
+
+#ifdef __cplusplus
+extern "C++" {
+
+/* Creates a context for frames of one size; `format` is 0x601, 0x603 or 0x802.
+ * ERR_INVALID_PARAM: null, a size below 1, the format. ERR_NO_MEMORY: nothing is kept. */
+KELVANE_API long roiInit(void* memHandle, long width, long height, long format, void** outRoi);
+
+/* Releases a context and nulls the caller's variable; null does nothing. */
+KELVANE_API void roiUninit(void** roi);
+
+/* Finds the changed region of two frames. `alignment` must not be null; its contents are not read.
+ * `out` is written on success alone.
+ *
+ * ERR_INVALID_PARAM: a null argument or plane, frames that are not of the context's size, differ
+ * in format or have a pitch below their width, a format unlike that of the first call; a shorter
+ * side below 100 pixels (the cleaning has no radius then); a displacement as large as the frame.
+ * ERR_NO_MEMORY: the buffers of the alignment (first call), of the smoothing or the cleaning. */
+KELVANE_API long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second,
+                              _tag_DRAV_ALIGNMENT* alignment, _tag_ROI_INFO* out);
+
+/* The bounding rectangle of the nonzero bytes of plane 0; all zero when there are none, or when
+ * they share one column. */
+KELVANE_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* out);
+
+} /* extern "C++" */
+#endif
+
 #ifdef __cplusplus
 } /* extern "C" */
 
 /* ---------------------------------------------------------------------------------------------
- * 9. Layouts */
+ * 11. Layouts */
 
 static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
 static_assert(sizeof(__tag_rect) == 16, "");
@@ -452,6 +671,10 @@ static_assert(offsetof(_tag_Preprocessor_Data, records) == 32, "");
 static_assert(offsetof(_tag_Preprocessor_Data, frameCount) == 40, "");
 static_assert(offsetof(_tag_Preprocessor_Data, secondMaps) == 56, "");
 static_assert(sizeof(_tag_Preprocessor_Data) == 64, "");
+static_assert(offsetof(_tag_BitMap_Struct, valid) == 48 && sizeof(_tag_BitMap_Struct) == 64, "");
+static_assert(sizeof(_tag_BitPyramid_Struct) == 24 && sizeof(_tag_ZEP_NS_INPUTINFO) == 24, "");
+static_assert(offsetof(_tag_ROI_INFO, changedRatio) == 16, "");
+static_assert(offsetof(_tag_ROI_INFO, dx) == 24 && sizeof(_tag_ROI_INFO) == 40, "");
 #endif
 
 #endif /* KELVANE_KELVANE_H */

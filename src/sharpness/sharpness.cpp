@@ -1,11 +1,11 @@
 #include "kelvane/kelvane.h"
 
+#include "image/absolute_difference.h"
 #include "platform/allocation.h"
 #include "sharpness/region.h"
 #include "sharpness/sample_row.h"
 
-#include <algorithm>
-#include <cstdlib>
+#include <utility>
 
 namespace kelvane {
 
@@ -15,22 +15,8 @@ int64_t roundUpTo4(int64_t value) { return (value + 3) & -4; }
 
 // Sum over x >= 1 of the differences to the left and to the upper neighbour.
 int64_t differencesOf(const unsigned char* row, const unsigned char* above, int64_t columns) {
-    constexpr int64_t run = 1 << 20; // 2 * 255 * run fits the 32-bit sums that vectors use
-    int64_t total = 0;
-    for (int64_t start = 1; start < columns; start += run) {
-        const int64_t length = std::min(run, columns - start);
-        const unsigned char* const current = row + start;
-        const unsigned char* const left = current - 1;
-        const unsigned char* const upper = above + start;
-        int32_t horizontal = 0;
-        int32_t vertical = 0;
-        for (int64_t x = 0; x < length; ++x) {
-            horizontal += std::abs(left[x] - current[x]);
-            vertical += std::abs(upper[x] - current[x]);
-        }
-        total += horizontal + vertical;
-    }
-    return total;
+    return sumOfAbsoluteDifferences(row, row + 1, columns - 1) +
+           sumOfAbsoluteDifferences(above + 1, row + 1, columns - 1);
 }
 
 // `previous` and `current` each hold one sample row.

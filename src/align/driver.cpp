@@ -1,0 +1,117 @@
+// Aligning the two frames of a context.
+#include "align/context.h"
+#include "align/levels.h"
+#include "align/search.h"
+
+#include <utility>
+
+using namespace kelvane;
+
+namespace {
+
+constexpr int64_t frameSlots = 2;
+
+bool isFrameLike(const __tag_KIRO_OFFSCREEN& frame, const __tag_KIRO_OFFSCREEN& other) {
+    return frame.width == other.width && frame.height == other.height &&
+           frame.format == other.format;
+}
+
+bool areArgumentsValid(const _tag_ZEP_ABDEBLUR* ctx, const _tag_ZEP_NS_INPUTINFO* input,
+                       long refIndex, long** results) {
+    if (ctx == nullptr || input == nullptr || results == nullptr || input->count != frameSlots ||
+        refIndex < 0 || refIndex >= frameSlots)
+        return false;
+    for (int64_t i = 0; i < frameSlots; ++i) {
+        const __tag_KIRO_OFFSCREEN* const frame = input->images[i];
+        if (results[i] == nullptr || frame == nullptr || frame->planes[0] == nullptr ||
+            frame->width < 1 || frame->height < 1 || !isFrameLike(*frame, *input->images[0]))
+            return false;
+    }
+    const __tag_KIRO_OFFSCREEN& frame = *input->images[0];
+    return ctx->width == 0 || (ctx->width == frame.width && ctx->height == frame.height &&
+                               ctx->format == frame.format);
+}
+
+long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height, int64_t levels) {
+    constexpr long k = storedLevelsBelowCoarsest;
+    const long rowBytes = bitmapRowBytes(width >> finestStoredIndex(levels, k));
+    long code = ERR_NONE;
+    for (unsigned char*& set : ctx->bitmapSet) {
+        if (code == ERR_NONE)
+            code = Alloc_ComputeBitMaps_Video(ctx, &set, width, height, levels, k, rowBytes);
+    }
+    for (_tag_BitPyramid_Struct** pyramid : {&ctx->refPyramid, &ctx->workPyramid}) {
+        if (code == ERR_NONE)
+            code = Alloc_ComputeBitPyramid_Video(ctx, pyramid, width, height, levels, k, rowBytes);
+    }
+    if (code != ERR_NONE)
+        releaseFrameBuffers(ctx);
+    return code;
+}
+
+// Each frame is read with its own pitch.
+void fillSlot(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64_t slot) {
+    TorInterThreshold(ctx, image, nullptr, &ctx->threshold[slot], ctx->width, ctx->height,
+                      image->pitches[0], reinterpret_cast<long*>(ctx->histogram));
+    Creat_ComputeBitMaps_Video(ctx->bitmapSet[slot], image, ctx->threshold[slot], ctx->width,
+                               ctx->height, ctx->levels, storedLevelsBelowCoarsest, 1);
+}
+
+long findDisplacement(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64_t refSlot,
+                      int64_t slot, long* result) {
+    long score = 0;
+    const Search search = {
+        .movingLuma = image->planes[0],
+        .width = ctx->width,
+        .height = ctx->height,
+        .pitch = image->pitches[0],
+        .k = storedLevelsBelowCoarsest,
+        .refPyramid = ctx->refPyramid,
+        .workPyramid = ctx->workPyramid,
+        .movingThreshold = ctx->threshold[slot],
+        .usePatches = true,
+        .directLevels = false,
+        .format = ctx->format,
+        .score = &score,
+    };
+    const SearchLevel finest = {ctx->bitmapSet[refSlot], ctx->bitmapSet[slot], ctx->width,
+                                ctx->height, ctx->levels};
+    return searchLevel(search, finest, result);
+}
+
+} // namespace
+
+long Image_Alignment_Video(void* context, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
+                           long** results, long recompute) {
+    auto* const ctx = static_cast<_tag_ZEP_ABDEBLUR*>(context);
+    if (!areArgumentsValid(ctx, input, refIndex, results))
+        return ERR_INVALID_PARAM;
+    for (int64_t i = 0; i < frameSlots; ++i)
+        results[i][0] = results[i][1] = 0;
+
+    const __tag_KIRO_OFFSCREEN& frame = *input->images[refIndex];
+    const bool first = ctx->width == 0;
+    if (first) {
+        const int64_t levels = coarsestLevel(frame.width, frame.height);
+        const long code = allocateFrameBuffers(ctx, frame.width, frame.height, levels);
+        if (code != ERR_NONE)
+            return code;
+        ctx->width = frame.width;
+        ctx->height = frame.height;
+        ctx->levels = levels;
+        ctx->format = frame.format;
+    }
+    if (first || recompute != 0) {
+        fillSlot(ctx, input->images[0], 0);
+    } else {
+        // The second frame of the last call is the first one of this call.
+        std::swap(ctx->bitmapSet[0], ctx->bitmapSet[1]);
+        ctx->threshold[0] = ctx->threshold[1];
+    }
+    fillSlot(ctx, input->images[1], 1);
+    Creat_ComputePyramidMaps_Video(ctx->refPyramid, input->images[refIndex],
+                                   ctx->threshold[refIndex], ctx->width, ctx->height, ctx->levels,
+                                   storedLevelsBelowCoarsest, 1);
+    const int64_t moving = 1 - refIndex;
+    return findDisplacement(ctx, input->images[moving], refIndex, moving, results[moving]);
+}
