@@ -11,9 +11,12 @@
  *   6. Best shot              which frame of a burst is best, which K to keep
  *   7. Moving objects         telling the engine where something moves
  *   8. Face analysis          the pre-processing record, storage for face data
- *   9. Alignment              the translation between two frames
- *  10. Changed region         where two frames differ
- *  11. Layouts                what the compiler checks of the records above
+ *   9. Image buffers          making, releasing and copying images
+ *  10. Resizing               bilinear, one plane or an image
+ *  11. Resizing to BGR24      bilinear, with colour conversion
+ *  12. Alignment              the translation between two frames
+ *  13. Changed region         where two frames differ
+ *  14. Layouts                what the compiler checks of the records above
  *
  * C99 callers see the records and the functions with plain names. C++ callers also see the
  * functions whose exported names encode their parameter types.
@@ -30,7 +33,7 @@
  * returns, on success and on failure.
  *
  * Ownership. Images, masks, face data, result storage and the arena's buffer belong to the caller.
- * The library only reads images and masks.
+ * The library only reads images and masks, except where a function is there to write one.
  *
  * Threads. The library creates none and takes no locks. An engine and an arena each serve one call
  * at a time; different ones may be used on different threads.
@@ -426,7 +429,114 @@ KELVANE_API void freeParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
 #endif
 
 /* ---------------------------------------------------------------------------------------------
- * 9. Alignment
+ * 9. Image buffers */
+
+/* Allocates the planes of an image of format 0x601, 0x603 or 0x802 as one block and fills the
+ * descriptor. With the pitch P = `width` rounded up to a multiple of 4 and S = P * `height`:
+ *
+ *              block       planes[1]  planes[2]          pitches[0], [1], [2]
+ *     0x601    S + S / 2   block + S  block + S + S / 4  P, P / 2, P / 2
+ *     0x603    2 * S       block + S  block + S + S / 2  P, P / 2, P / 2
+ *     0x802    S + S / 2   block + S  as it was          P, P, as it was
+ *
+ * `planes[0]` is the block; it belongs to the caller until `imgFree`. The pixels are not set.
+ * `planes[0]` must be null on entry. A failing call leaves the descriptor as it was.
+ * ERR_INVALID_PARAM: another format, an image that holds planes, a null image, a size below 1 or
+ * one whose pitch or height does not fit the descriptor. ERR_NO_MEMORY: the block. */
+KELVANE_API long imgAlloc(void* memHandle, __tag_KIRO_OFFSCREEN* image, long width, long height,
+                          long format);
+
+/* Releases `planes[0]` and zero-fills the descriptor. Null does nothing. */
+KELVANE_API void imgFree(void* memHandle, __tag_KIRO_OFFSCREEN* image);
+
+/* Copies the pixels of `src` into the planes of `dst`, row by row: padding stays as it was. Both
+ * have one size and one of the formats 0x501, 0x503, 0x601, 0x603, 0x801, 0x802 and 0x803. Pitches
+ * are trusted and may differ; a negative one means a bottom-up image, its plane pointing to the
+ * row at the end of the memory.
+ * ERR_INVALID_PARAM: a null descriptor, size or format that differ, a null plane with pixels.
+ * ERR_UNSUPPORTED: another format. Nothing is written on either. */
+KELVANE_API long CopyImageData(__tag_KIRO_OFFSCREEN* dst, const __tag_KIRO_OFFSCREEN* src);
+
+/* The size at which an image is worked on: its longer side reduced to `maxSide` when it is above,
+ * both sides rounded and then raised to even numbers. `*scale` is the factor, at most 1. */
+KELVANE_API void CalSmallImgSize(long width, long height, long* outWidth, long* outHeight,
+                                 float* scale, long maxSide);
+
+/* ---------------------------------------------------------------------------------------------
+ * 10. Resizing
+ *
+ * Bilinear interpolation in fixed point: the mean of the four nearest source samples, weighted by
+ * distance. Destination sample d lies at source coordinate d * (source size / destination size),
+ * so that the first samples coincide; positions are kept to 1/128 of a sample and the result is
+ * rounded once, half up. The last source row and column are repeated beyond their positions. Only
+ * neighbours are read, so a reduction to less than half skips samples and may alias. */
+
+/* Prepares `*buffer` for one geometry. A buffer that it holds on entry is released first, and must
+ * come from the same handle; null means none. The buffer belongs to the caller, who releases it
+ * with `VantMemFree`. It is a single block of
+ *
+ *     8 + 16 * dstWidth * channels + 4 * (dstWidth + dstHeight) bytes:
+ *
+ * the index of the first column that takes the last source column alone (64-bit; dstWidth when
+ * none does), room for two rows of samples, which needs no content and keeps none, then one entry
+ * for each column and one for each row: source index in the low 16 bits, weight of the next source
+ * sample (0..128) in the high 16 bits.
+ *
+ * ERR_INVALID_PARAM: null `buffer`, a size or a channel count below 1, a source side of 65536 or
+ * more; a buffer held on entry stays. ERR_NO_MEMORY: it is released and `*buffer` is null. */
+KELVANE_API long ImageResize_AllocMem_BL(void* memHandle, long srcWidth, long srcHeight,
+                                         long channels, long dstWidth, long dstHeight,
+                                         void** buffer);
+
+/* Resizes a plane of `channels` (1 or 2) interleaved 8-bit samples per pixel with a buffer
+ * prepared for the same sizes and channels, any number of planes one after the other. Pitches are
+ * in bytes and may be negative; pointers, pitches and sizes are trusted. Equal sizes copy the
+ * rows, without a buffer and with any channel count.
+ * ERR_INVALID_PARAM: no buffer. ERR_UNSUPPORTED: another channel count. Nothing is written. */
+KELVANE_API long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight,
+                                long srcPitch, long channels, unsigned char* dst, long dstWidth,
+                                long dstHeight, long dstPitch, void** buffer);
+
+/* Resizes plane 0 of `src` into plane 0 of `dst`; other planes of `dst` stay as they were. Both
+ * have the same format, 0x601, 0x603 or 0x802. When size and the pitches of planes 0 and 1 are
+ * equal, height * pitches[0] bytes are copied in one block, padding included (a bottom-up image is
+ * copied row by row). Otherwise the resize buffer for one channel is allocated for the call.
+ * ERR_INVALID_PARAM: a null descriptor or plane 0, formats that differ or are not accepted, and
+ * what `ImageResize_AllocMem_BL` refuses. ERR_NO_MEMORY: the buffer. Nothing is written. */
+KELVANE_API long imgResize(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
+                           __tag_KIRO_OFFSCREEN* dst);
+
+/* ---------------------------------------------------------------------------------------------
+ * 11. Resizing to BGR24 */
+
+/* Resizes an image of format 0x501, 0x601, 0x802 or 0x201 to packed 24-bit pixels: `dstHeight`
+ * rows of 3 * `dstWidth` bytes, `dstPitch` bytes apart. Interpolation is that of section 10, but
+ * pixel centres coincide: destination sample d lies at (d + 0.5) * ratio - 0.5.
+ *
+ * YUV sources give blue, green, red. Each pair of destination pixels shares the rounded mean of
+ * the chroma under its pixels in one or two source rows (an odd last pixel takes its own), and is
+ * converted with the full-range coefficients of ITU-R BT.601:
+ *
+ *     blue  = Y + 1.773 * (Cb - 128)
+ *     green = Y - 0.344 * (Cb - 128) - 0.714 * (Cr - 128)
+ *     red   = Y + 1.403 * (Cr - 128)
+ *
+ * in units of 2^-14, rounded, clamped to 0..255. Cb and Cr of 0x601 both use `pitches[1]`. Chroma
+ * planes hold W/2 x H/2 samples, rounded down: the last ones serve an odd last column or row, and
+ * an image one pixel wide or high counts as grey. The three channels of 0x201 are resized alike
+ * and keep their order.
+ *
+ * A destination size of 0 or less writes nothing, which is no error. Pitches are trusted and may
+ * be negative. Scratch: one block of 60 * dstWidth + 4 * dstHeight bytes from `memHandle`.
+ *
+ * ERR_INVALID_PARAM: a null argument or a null plane with pixels, a source side below 1 or of
+ * 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY: the
+ * scratch block, which is asked for before the format is looked at. Nothing is written. */
+KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
+                                        unsigned char* dst, long dstWidth, long dstHeight,
+                                        long dstPitch);
+/* ---------------------------------------------------------------------------------------------
+ * 12. Alignment
  *
  * Finds the translation between two frames of one scene with threshold bitmaps: one bit per pixel,
  * set where the luma is above the frame's median, so that a change of exposure hardly matters
@@ -603,7 +713,7 @@ KELVANE_API long Alignment2Image2_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char* r
 #endif
 
 /* ---------------------------------------------------------------------------------------------
- * 10. Changed region
+ * 13. Changed region
  *
  * Where two frames of one scene differ: the second is aligned to the first, the signed difference
  * smoothed, cut into darker, unchanged and brighter, and cleaned by an opening and a closing. */
@@ -646,7 +756,7 @@ KELVANE_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* out)
 } /* extern "C" */
 
 /* ---------------------------------------------------------------------------------------------
- * 11. Layouts */
+ * 14. Layouts */
 
 static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
 static_assert(sizeof(__tag_rect) == 16, "");
