@@ -5,23 +5,16 @@
 
 namespace kelvane {
 
-// Chroma samples, one for every two pixels, `step` bytes apart.
+// Chroma samples, one for every two pixels, `step` bytes apart: 1, or 2 when Cb and Cr alternate.
 struct ChromaRow {
     const unsigned char* cb;
     const unsigned char* cr;
-    int64_t step; // 1 or 2
+    int64_t step;
 };
 
-// What the chroma of a pixel pair adds to its luma. Each array holds one entry for every pair.
-struct ColourOffsets {
-    int16_t* blue;
-    int16_t* green;
-    int16_t* red;
-};
-
-// Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own. `scratch` needs no
-// content.
-void writeBgrRow(const unsigned char* luma, ChromaRow chroma, int64_t width, ColourOffsets scratch,
-                 bool shuffle, unsigned char* out);
+// Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own. `shuffle` says that
+// the processor has byte shuffles and that they pay.
+void writeBgrRow(const unsigned char* luma, ChromaRow chroma, int64_t width, bool shuffle,
+                 unsigned char* out);
 
 } // namespace kelvane

@@ -159,8 +159,6 @@ void Conversion::convertYuv() {
     const int64_t chromaPlanes = hasChroma(source, layout) ? layout.planeCount : 0;
     for (int64_t plane = 0; plane < chromaPlanes; ++plane)
         chroma[plane] = makeChromaRows(layout, plane);
-    const ColourOffsets offsets = {work.take<int16_t>(pairs), work.take<int16_t>(pairs),
-                                   work.take<int16_t>(pairs)};
     auto* const lumaBytes = work.take<unsigned char>(width);
     auto* const chromaBytes = work.take<unsigned char>(2 * pairs);
     VantMemSet(chromaBytes, 128, 2 * pairs);
@@ -176,7 +174,7 @@ void Conversion::convertYuv() {
                                        std::min(lumaRows.bottom / layout.lumaRows, lastChromaRow)};
         for (int64_t plane = 0; plane < chromaPlanes; ++plane)
             chroma[plane].blend(chromaRows, 64, chromaBytes + plane * pairs);
-        writeBgrRow(lumaBytes, chromaRow, width, offsets, shuffle, out + y * pitch);
+        writeBgrRow(lumaBytes, chromaRow, width, shuffle, out + y * pitch);
     }
 }
 

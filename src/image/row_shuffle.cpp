@@ -43,15 +43,18 @@ bool shufflePays(int64_t count, int64_t rows) {
 bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, ShuffleGroup* group) {
     for (int64_t window = 0; window < 2; ++window) {
         const int64_t begin = window * windowTaps;
-        // The window of the last taps is moved left so that it ends with the row.
-        const int64_t start = std::min<int64_t>(taps[begin].first, rowBytes - windowBytes);
+        const int64_t end = begin + windowTaps;
+        // The last windows are moved left so that they end with the row.
+        int64_t start = rowBytes - windowBytes;
+        for (int64_t k = begin; k < end; ++k)
+            start = std::min<int64_t>(start, taps[k].first);
         if (start < 0)
             return false;
         group->starts[window] = static_cast<uint32_t>(start);
-        for (int64_t k = begin; k < begin + windowTaps; ++k) {
+        for (int64_t k = begin; k < end; ++k) {
             const int64_t first = taps[k].first - start;
             const int64_t second = taps[k].second - start;
-            if (first < 0 || std::max(first, second) >= windowBytes)
+            if (second >= windowBytes)
                 return false;
             group->bytes[firstByteOf(k)] = byteOf(windowIndexBase(window) + first);
             group->bytes[secondByteOf(k)] = byteOf(windowIndexBase(window) + second);
