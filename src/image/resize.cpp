@@ -101,8 +101,8 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
         return column < *fields.interpolated ? makeTap(first, first + channels, position.weight)
                                              : makeTap(first, first, 0);
     };
-    const RowResampler resampler(values + 2 * samples, samples, srcWidth * channels, dstHeight,
-                                 tapOf);
+    const RowResampler resampler(values + 2 * samples, samples, srcWidth * channels,
+                                 shufflePays(dstWidth, dstHeight), tapOf);
     RowPair pair(source, resampler, samples, values);
     for (int64_t y = 0; y < dstHeight; ++y) {
         const Position position = fields.rows[y];

@@ -82,8 +82,8 @@ public:
     Conversion(const __tag_KIRO_OFFSCREEN& sourceImage, void* block, unsigned char* destination,
                int64_t dstWidth, int64_t dstHeight, int64_t dstPitch)
         : source(sourceImage), out(destination), width(dstWidth), height(dstHeight),
-          pitch(dstPitch), work(block), rows(work.take<Position>(height)),
-          columns(work.take<Position>(width)) {
+          pitch(dstPitch), shuffle(shufflePays(width, height)), work(block),
+          rows(work.take<Position>(height)), columns(work.take<Position>(width)) {
         fillRowTable(CentreAligned(source.height, height), height, rows);
         fillColumnTable(CentreAligned(source.width, width), source.width, width, columns);
     }
@@ -95,7 +95,7 @@ private:
     template <typename TapOf>
     RowPair makeRowPair(SourcePlane plane, int64_t samples, int64_t rowBytes, TapOf tapOf) {
         void* const taps = work.take<Tap>(samples);
-        const RowResampler resampler(taps, samples, rowBytes, height, tapOf);
+        const RowResampler resampler(taps, samples, rowBytes, shuffle, tapOf);
         return {plane, resampler, samples, work.take<RowValue>(2 * samples)};
     }
 
@@ -107,6 +107,7 @@ private:
     const int64_t width;
     const int64_t height;
     const int64_t pitch;
+    const bool shuffle;
     WorkBlock work;
     Position* const rows;
     Position* const columns;
@@ -165,7 +166,6 @@ void Conversion::convertYuv() {
     const ChromaRow chromaRow = layout.planeCount == 1
                                     ? ChromaRow{chromaBytes, chromaBytes + 1, 2}
                                     : ChromaRow{chromaBytes, chromaBytes + pairs, 1};
-    const bool shuffle = shufflePays(width, height);
     const int64_t lastChromaRow = source.height / layout.lumaRows - 1;
     for (int64_t y = 0; y < height; ++y) {
         const SourceRows lumaRows = sourceRowsAt(rows[y], source.height);

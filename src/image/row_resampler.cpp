@@ -4,7 +4,7 @@ namespace kelvane {
 
 void RowResampler::resample(const unsigned char* row, RowValue* values) const {
     if (groupCount > 0)
-        resampleByShuffle(row, groups, groupCount, values);
+        resampleByShuffle(row, groups, groupCount, windows, values);
     RowValue* const rest = values + groupCount * ShuffleGroup::size;
     for (int64_t k = 0; k < tapCount; ++k) {
         const int32_t first = row[taps[k].first];

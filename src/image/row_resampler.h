@@ -16,13 +16,14 @@ class RowResampler {
 public:
     RowResampler() = default;
 
-    // `tapOf(k)` gives the tap of sample k in a source row of `rowBytes` bytes. `rows` is how many
-    // rows will be made: vector code has to pay for its preparation.
+    // `tapOf(k)` gives the tap of sample k in a source row of `rowBytes` bytes. `shuffle` says that
+    // byte shuffles are there and pay.
     template <typename TapOf>
-    RowResampler(void* storage, int64_t count, int64_t rowBytes, int64_t rows, TapOf tapOf)
+    RowResampler(void* storage, int64_t count, int64_t rowBytes, bool shuffle, TapOf tapOf)
         : groups(static_cast<ShuffleGroup*>(storage)) {
-        if (shufflePays(count, rows))
-            groupCount = makeGroups(count / ShuffleGroup::size, rowBytes, tapOf);
+        if (shuffle && !makeGroups(count, rowBytes, 1, tapOf) &&
+            !makeGroups(count, rowBytes, 2, tapOf))
+            makeGroups(count, rowBytes, 4, tapOf);
         taps = reinterpret_cast<Tap*>(groups + groupCount);
         tapCount = count - groupCount * ShuffleGroup::size;
         for (int64_t k = 0; k < tapCount; ++k)
@@ -32,21 +33,25 @@ public:
     void resample(const unsigned char* row, RowValue* values) const;
 
 private:
-    // All groups or none: when one does not fit a vector, most will not.
+    // All groups or none: when one does not fit its windows, most will not.
     template <typename TapOf>
-    int64_t makeGroups(int64_t count, int64_t rowBytes, TapOf tapOf) {
-        for (int64_t i = 0; i < count; ++i) {
+    bool makeGroups(int64_t count, int64_t rowBytes, int64_t groupWindows, TapOf tapOf) {
+        const int64_t wholeGroups = count / ShuffleGroup::size;
+        for (int64_t i = 0; i < wholeGroups; ++i) {
             Tap members[ShuffleGroup::size];
             for (int64_t k = 0; k < ShuffleGroup::size; ++k)
                 members[k] = tapOf(i * ShuffleGroup::size + k);
-            if (!makeShuffleGroup(members, rowBytes, &groups[i]))
-                return 0;
+            if (!makeShuffleGroup(members, rowBytes, groupWindows, &groups[i]))
+                return false;
         }
-        return count;
+        groupCount = wholeGroups;
+        windows = groupWindows;
+        return true;
     }
 
     ShuffleGroup* groups = nullptr;
     int64_t groupCount = 0;
+    int64_t windows = 1; // of each group
     Tap* taps = nullptr; // of the samples behind the groups
     int64_t tapCount = 0;
 };

@@ -9,7 +9,6 @@ namespace kelvane {
 namespace {
 
 constexpr int64_t windowBytes = 16;
-constexpr int64_t windowTaps = ShuffleGroup::size / 2;
 
 #if defined(KELVANE_SHUFFLE_SSSE3)
 
@@ -22,7 +21,7 @@ constexpr int64_t windowIndexBase(int64_t) { return 0; }
 
 #else
 
-// All first bytes, then all second ones; one table look-up spans both windows.
+// All first bytes, then all second ones; one table look-up spans all windows.
 constexpr int64_t firstByteOf(int64_t tap) { return tap; }
 constexpr int64_t secondByteOf(int64_t tap) { return ShuffleGroup::size + tap; }
 constexpr uint32_t encodedWeight(uint32_t weight) { return weight; }
@@ -34,14 +33,15 @@ unsigned char byteOf(int64_t value) { return static_cast<unsigned char>(value); 
 
 } // namespace
 
-bool shufflePays(int64_t count, int64_t rows) {
+bool shufflePays(int64_t width, int64_t rows) {
     // Below this much work, asking the processor what it can do costs more than it saves.
-    constexpr int64_t enoughSamples = 1 << 15;
-    return count >= ShuffleGroup::size && rows >= enoughSamples / count && hasByteShuffle();
+    constexpr int64_t enoughPixels = 1 << 15;
+    return rows >= enoughPixels / width && hasByteShuffle();
 }
 
-bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, ShuffleGroup* group) {
-    for (int64_t window = 0; window < 2; ++window) {
+bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, int64_t windows, ShuffleGroup* group) {
+    const int64_t windowTaps = ShuffleGroup::size / windows;
+    for (int64_t window = 0; window < windows; ++window) {
         const int64_t begin = window * windowTaps;
         const int64_t end = begin + windowTaps;
         // The last windows are moved left so that they end with the row.
@@ -65,32 +65,83 @@ bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, ShuffleGroup* group) {
     return true;
 }
 
+namespace {
+
 #if defined(KELVANE_SHUFFLE_SSSE3)
 
-KELVANE_TARGET_SHUFFLE void resampleByShuffle(const unsigned char* row, const ShuffleGroup* groups,
-                                              int64_t count, int16_t* values) {
+KELVANE_TARGET_SHUFFLE inline __m128i
+shuffleWindow(const unsigned char* row, const ShuffleGroup& group, int window, __m128i bytes) {
+    return _mm_shuffle_epi8(loadVector(row + group.starts[window]), bytes);
+}
+
+template <int windows>
+KELVANE_TARGET_SHUFFLE __m128i gather(const unsigned char* row, const ShuffleGroup& group);
+
+template <>
+KELVANE_TARGET_SHUFFLE inline __m128i gather<1>(const unsigned char* row,
+                                                const ShuffleGroup& group) {
+    return shuffleWindow(row, group, 0, loadVector(group.bytes));
+}
+
+template <>
+KELVANE_TARGET_SHUFFLE inline __m128i gather<2>(const unsigned char* row,
+                                                const ShuffleGroup& group) {
+    return _mm_unpacklo_epi64(shuffleWindow(row, group, 0, loadHalfVector(group.bytes)),
+                              shuffleWindow(row, group, 1, loadHalfVector(group.bytes + 8)));
+}
+
+template <>
+KELVANE_TARGET_SHUFFLE inline __m128i gather<4>(const unsigned char* row,
+                                                const ShuffleGroup& group) {
+    const __m128i bytes = loadVector(group.bytes);
+    const __m128i lower =
+        _mm_unpacklo_epi32(shuffleWindow(row, group, 0, bytes),
+                           shuffleWindow(row, group, 1, _mm_srli_si128(bytes, 4)));
+    const __m128i upper =
+        _mm_unpacklo_epi32(shuffleWindow(row, group, 2, _mm_srli_si128(bytes, 8)),
+                           shuffleWindow(row, group, 3, _mm_srli_si128(bytes, 12)));
+    return _mm_unpacklo_epi64(lower, upper);
+}
+
+template <int windows>
+KELVANE_TARGET_SHUFFLE void resampleGroups(const unsigned char* row, const ShuffleGroup* groups,
+                                           int64_t count, int16_t* values) {
     for (int64_t i = 0; i < count; ++i) {
-        const ShuffleGroup& group = groups[i];
-        const __m128i lower =
-            _mm_shuffle_epi8(loadVector(row + group.starts[0]), loadHalfVector(group.bytes));
-        const __m128i upper =
-            _mm_shuffle_epi8(loadVector(row + group.starts[1]), loadHalfVector(group.bytes + 8));
         const __m128i negated =
-            _mm_maddubs_epi16(_mm_unpacklo_epi64(lower, upper), loadVector(group.weights));
+            _mm_maddubs_epi16(gather<windows>(row, groups[i]), loadVector(groups[i].weights));
         storeVector(values + ShuffleGroup::size * i, _mm_sub_epi16(_mm_setzero_si128(), negated));
     }
 }
 
 #elif defined(KELVANE_SHUFFLE_NEON)
 
-void resampleByShuffle(const unsigned char* row, const ShuffleGroup* groups, int64_t count,
-                       int16_t* values) {
+template <int windows>
+uint8x16_t gather(const unsigned char* row, const ShuffleGroup& group);
+
+template <>
+inline uint8x16_t gather<1>(const unsigned char* row, const ShuffleGroup& group) {
+    return vqtbl1q_u8(vld1q_u8(row + group.starts[0]), vld1q_u8(group.bytes));
+}
+
+template <>
+inline uint8x16_t gather<2>(const unsigned char* row, const ShuffleGroup& group) {
+    const uint8x16x2_t table = {vld1q_u8(row + group.starts[0]), vld1q_u8(row + group.starts[1])};
+    return vqtbl2q_u8(table, vld1q_u8(group.bytes));
+}
+
+template <>
+inline uint8x16_t gather<4>(const unsigned char* row, const ShuffleGroup& group) {
+    const uint8x16x4_t table = {vld1q_u8(row + group.starts[0]), vld1q_u8(row + group.starts[1]),
+                                vld1q_u8(row + group.starts[2]), vld1q_u8(row + group.starts[3])};
+    return vqtbl4q_u8(table, vld1q_u8(group.bytes));
+}
+
+template <int windows>
+void resampleGroups(const unsigned char* row, const ShuffleGroup* groups, int64_t count,
+                    int16_t* values) {
     for (int64_t i = 0; i < count; ++i) {
-        const ShuffleGroup& group = groups[i];
-        const uint8x16x2_t windows = {vld1q_u8(row + group.starts[0]),
-                                      vld1q_u8(row + group.starts[1])};
-        const uint8x16_t samples = vqtbl2q_u8(windows, vld1q_u8(group.bytes));
-        const uint8x16_t weights = vld1q_u8(group.weights);
+        const uint8x16_t samples = gather<windows>(row, groups[i]);
+        const uint8x16_t weights = vld1q_u8(groups[i].weights);
         const uint16x8_t first = vmull_u8(vget_low_u8(samples), vget_low_u8(weights));
         const uint16x8_t sum = vmlal_high_u8(first, samples, weights);
         vst1q_s16(values + ShuffleGroup::size * i, vreinterpretq_s16_u16(sum));
@@ -99,8 +150,19 @@ void resampleByShuffle(const unsigned char* row, const ShuffleGroup* groups, int
 
 #else
 
-void resampleByShuffle(const unsigned char*, const ShuffleGroup*, int64_t, int16_t*) {}
+template <int windows>
+void resampleGroups(const unsigned char*, const ShuffleGroup*, int64_t, int16_t*) {}
 
 #endif
+
+} // namespace
+
+void resampleByShuffle(const unsigned char* row, const ShuffleGroup* groups, int64_t count,
+                       int64_t windows, int16_t* values) {
+    const auto resample = windows == 1   ? resampleGroups<1>
+                          : windows == 2 ? resampleGroups<2>
+                                         : resampleGroups<4>;
+    resample(row, groups, count, values);
+}
 
 } // namespace kelvane
