@@ -14,9 +14,11 @@
  *   9. Image buffers          making, releasing and copying images
  *  10. Resizing               bilinear, one plane or an image
  *  11. Resizing to BGR24      bilinear, with colour conversion
- *  12. Alignment              the translation between two frames
- *  13. Changed region         where two frames differ
- *  14. Layouts                what the compiler checks of the records above
+ *  12. Smoothing              box and Gaussian filters
+ *  13. Morphology             erosion, dilation, opening, closing
+ *  14. Alignment              the translation between two frames
+ *  15. Changed region         where two frames differ
+ *  16. Layouts                what the compiler checks of the records above
  *
  * C99 callers see the records and the functions with plain names. C++ callers also see the
  * functions whose exported names encode their parameter types.
@@ -536,7 +538,84 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
                                         unsigned char* dst, long dstWidth, long dstHeight,
                                         long dstPitch);
 /* ---------------------------------------------------------------------------------------------
- * 12. Alignment
+ * 12. Smoothing
+ *
+ * Planes of `width` x `height` pixels, one byte each, or three interleaved bytes each when the
+ * format is 0x201; any other format value means one byte. Channels are filtered independently.
+ * Source and destination share size and pitch (bytes, at least width * channels); they are the
+ * same buffer or do not overlap.
+ *
+ * A box filter with running column sums (McDonnell, 1981) and a fixed-point reciprocal of the
+ * window's area: the time per pixel does not depend on the radii. A Gaussian is approximated by
+ * repeated box filtering (Wells, 1986). */
+
+/* Replaces every pixel by the mean of the window from `left` pixels before it to `right` pixels
+ * behind it and from `top` rows above to `bottom` rows below. The window ends at the image border,
+ * and the mean is taken over the pixels that remain: floor(sum * floor(2^23 / area) / 2^23), which
+ * is the truncated mean or one less (a plane of 255 becomes 254 under most windows), and 0 for
+ * windows of more than 2^23 pixels. Padding bytes are not written.
+ *
+ * Memory, in this order, with the window's clipped widths lying between wmin and wmax and its
+ * heights between hmin and hmax: width * channels * 4 bytes; in place, when n > 0, n * pitch bytes
+ * with n = min(top + 1, height - top - 1); (wmax - wmin + 1) * (hmax - hmin + 1) * 4 bytes.
+ * For radii that fit the image wmin = min(left, right) + 1 and wmax = left + right + 1.
+ *
+ * ERR_INVALID_PARAM: null source or destination, a negative radius, left + right or top + bottom
+ * of 0, an empty plane, a pitch that is too small. ERR_NO_MEMORY: one of the blocks. Nothing is
+ * written in either case. */
+KELVANE_API long GB_BoxBlurA(void* memHandle, const unsigned char* source, long width, long height,
+                             long pitch, long format, unsigned char* destination, long left,
+                             long top, long right, long bottom);
+
+/* Approximates a Gaussian blur of kernel size `size` (pixels; an even one counts as the next odd
+ * one) by box filters of radius r = size / 2 in all directions: three when the pitch equals the
+ * width, otherwise two; the second and third work in place on the destination.
+ *
+ * A size of 1 or less copies height * pitch bytes, padding included, unless source and destination
+ * are the same. A plane no wider than 2r is left alone: the destination is not written.
+ *
+ * ERR_INVALID_PARAM: null source or destination, an empty plane, a pitch that is too small; nothing
+ * is written. ERR_NO_MEMORY: a pass ran out of memory; the destination holds the passes before. */
+KELVANE_API long GB_GaussianBlurA(void* memHandle, const unsigned char* source, long width,
+                                  long height, long pitch, long format, unsigned char* destination,
+                                  long size);
+
+/* ---------------------------------------------------------------------------------------------
+ * 13. Morphology
+ *
+ * Erosion replaces every byte by the minimum of the bytes under a rectangle, dilation by the
+ * maximum. For radius r the rectangle around pixel (x, y) covers the columns x - r to x + r and the
+ * rows y - r to y + r + 1: it is one row taller than wide and reaches one row further down than
+ * up. What lies outside the image takes no part. Masks and grey levels are treated alike.
+ *
+ * Images of `width` x `height` pixels of 1 to 4 interleaved bytes, each byte position filtered
+ * independently, rows `pitch` bytes apart. Source and destination share size and pitch; they are
+ * the same buffer or do not overlap. Padding bytes are not written.
+ *
+ * Rows are filtered by doubling and tripling spans, columns by the ends and beginnings of blocks
+ * (van Herk, 1992; Gil and Werman, 1993): the time per pixel grows with the logarithm of r.
+ *
+ * Memory: one block of (2r + 1) * channels + (S + 8) * (2r + 4) + 151 bytes, rounded down to a
+ * multiple of 4, where S is channels * (width + 2r + 18) rounded up to a multiple of 4.
+ *
+ * ERR_INVALID_PARAM: null source or destination, radius 0. ERR_NO_MEMORY: the block; also a width
+ * below 1, channels outside 1 to 4, a negative radius. Nothing is written in either case. A height
+ * of 0 or less is no error and writes nothing; the pitch is not checked. */
+
+KELVANE_API long sbrErode(void* memHandle, const unsigned char* source, long width, long height,
+                          long pitch, long channels, unsigned char* destination, long radius);
+KELVANE_API long sbrDilate(void* memHandle, const unsigned char* source, long width, long height,
+                           long pitch, long channels, unsigned char* destination, long radius);
+
+/* Opening: erosion, then dilation in place on the destination; closing: the other way round. The
+ * block is allocated and released by each step. When the second step runs out of memory the
+ * destination holds the result of the first. */
+KELVANE_API long sbrOpen(void* memHandle, const unsigned char* source, long width, long height,
+                         long pitch, long channels, unsigned char* destination, long radius);
+KELVANE_API long sbrClose(void* memHandle, const unsigned char* source, long width, long height,
+                          long pitch, long channels, unsigned char* destination, long radius);
+/* ---------------------------------------------------------------------------------------------
+ * 14. Alignment
  *
  * Finds the translation between two frames of one scene with threshold bitmaps: one bit per pixel,
  * set where the luma is above the frame's median, so that a change of exposure hardly matters
@@ -713,7 +792,7 @@ KELVANE_API long Alignment2Image2_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char* r
 #endif
 
 /* ---------------------------------------------------------------------------------------------
- * 13. Changed region
+ * 15. Changed region
  *
  * Where two frames of one scene differ: the second is aligned to the first, the signed difference
  * smoothed, cut into darker, unchanged and brighter, and cleaned by an opening and a closing. */
@@ -756,7 +835,7 @@ KELVANE_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* out)
 } /* extern "C" */
 
 /* ---------------------------------------------------------------------------------------------
- * 14. Layouts */
+ * 16. Layouts */
 
 static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
 static_assert(sizeof(__tag_rect) == 16, "");

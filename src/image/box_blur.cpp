@@ -1,0 +1,159 @@
+// Box filter with windows of any size: running column sums and a table of reciprocals.
+#include "kelvane/kelvane.h"
+
+#include "image/box_rows.h"
+#include "image/smoothing.h"
+#include "platform/allocation.h"
+
+#include <algorithm>
+
+namespace kelvane {
+
+namespace {
+
+// The lengths along one axis of the windows, which end at the image border.
+struct WindowSpan {
+    int64_t shortest;
+    int64_t longest;
+
+    int64_t count() const { return longest - shortest + 1; }
+};
+
+// Both radii are below `length`. A window at one of the two ends is the shortest.
+WindowSpan windowSpan(int64_t before, int64_t after, int64_t length) {
+    return {.shortest = std::min(before, after) + 1,
+            .longest = after < length - before ? before + after + 1 : length};
+}
+
+struct BoxFilter {
+    const unsigned char* source;
+    unsigned char* destination;
+    int64_t width;
+    int64_t height;
+    int64_t pitch;
+    int channels;
+    int64_t left; // radii, each below the image's size: what lies beyond changes no window
+    int64_t top;
+    int64_t right;
+    int64_t bottom;
+};
+
+struct WorkingMemory {
+    uint32_t* columnSums;
+    unsigned char* savedRows; // a ring of source rows that filtering in place overwrites
+    int64_t savedCount;
+    uint32_t* reciprocals; // one row per window height, one entry per window width
+};
+
+int64_t savedRowCount(const BoxFilter& filter) {
+    const bool inPlace = filter.source == filter.destination;
+    return inPlace ? std::min(filter.top + 1, filter.height - filter.top - 1) : 0;
+}
+
+void release(void* memHandle, const WorkingMemory& memory) {
+    VantMemFree(memHandle, memory.reciprocals);
+    VantMemFree(memHandle, memory.columnSums);
+    VantMemFree(memHandle, memory.savedRows);
+}
+
+bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
+              int64_t reciprocalColumns, WorkingMemory* memory) {
+    constexpr int64_t counterSize = sizeof(uint32_t);
+    memory->columnSums = static_cast<uint32_t*>(
+        allocZeroedArray(memHandle, filter.width, filter.channels * counterSize));
+    if (memory->columnSums == nullptr)
+        return false;
+    memory->savedCount = savedRowCount(filter);
+    if (memory->savedCount > 0) {
+        memory->savedRows =
+            static_cast<unsigned char*>(allocArray(memHandle, memory->savedCount, filter.pitch));
+        if (memory->savedRows == nullptr)
+            return false;
+    }
+    int64_t rowSize = 0;
+    if (!__builtin_mul_overflow(reciprocalColumns, counterSize, &rowSize))
+        memory->reciprocals =
+            static_cast<uint32_t*>(allocArray(memHandle, reciprocalRows, rowSize));
+    return memory->reciprocals != nullptr;
+}
+
+// floor(2^23 / area); dividing twice gives the same and needs no area that could overflow.
+void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32_t* entry) {
+    for (int64_t height = heights.shortest; height <= heights.longest; ++height) {
+        const int64_t columnReciprocal = (int64_t{1} << reciprocalBits) / height;
+        for (int64_t width = widths.shortest; width <= widths.longest; ++width)
+            *entry++ = static_cast<uint32_t>(columnReciprocal / width);
+    }
+}
+
+void filterRows(const BoxFilter& filter, const WindowSpan& heights, int64_t reciprocalColumns,
+                const WorkingMemory& memory) {
+    const BoxRowOperations operations = boxRowOperations(filter.channels);
+    const BoxRow row = {.width = filter.width, .left = filter.left, .right = filter.right};
+    const auto sourceRow = [&](int64_t y) { return filter.source + y * filter.pitch; };
+    const auto savedRow = [&](int64_t y) {
+        return memory.savedRows + y % memory.savedCount * filter.pitch;
+    };
+
+    for (int64_t y = 0; y < filter.bottom; ++y)
+        operations.accumulate(sourceRow(y), nullptr, filter.width, memory.columnSums);
+    for (int64_t y = 0; y < filter.height; ++y) {
+        const int64_t entering = y + filter.bottom;
+        const int64_t leaving = y - filter.top - 1;
+        const unsigned char* added = nullptr;
+        const unsigned char* removed = nullptr;
+        if (entering < filter.height)
+            added = sourceRow(entering);
+        if (leaving >= 0)
+            removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
+        if (added != nullptr || removed != nullptr)
+            operations.accumulate(added, removed, filter.width, memory.columnSums);
+        // The row that left made room in the ring for this one.
+        if (memory.savedCount > 0 && y < filter.height - filter.top - 1)
+            VantMemCpy(savedRow(y), sourceRow(y), filter.width * filter.channels);
+
+        const int64_t windowHeight =
+            std::min(entering, filter.height - 1) - std::max<int64_t>(leaving, -1);
+        operations.divide(memory.columnSums, row,
+                          memory.reciprocals +
+                              (windowHeight - heights.shortest) * reciprocalColumns,
+                          filter.destination + y * filter.pitch);
+    }
+}
+
+long run(void* memHandle, const BoxFilter& filter) {
+    const WindowSpan widths = windowSpan(filter.left, filter.right, filter.width);
+    const WindowSpan heights = windowSpan(filter.top, filter.bottom, filter.height);
+    WorkingMemory memory = {};
+    const bool allocated = allocate(memHandle, filter, heights.count(), widths.count(), &memory);
+    if (allocated) {
+        fillReciprocals(heights, widths, memory.reciprocals);
+        filterRows(filter, heights, widths.count(), memory);
+    }
+    release(memHandle, memory);
+    return allocated ? ERR_NONE : ERR_NO_MEMORY;
+}
+
+} // namespace
+
+} // namespace kelvane
+
+extern "C" long GB_BoxBlurA(void* memHandle, const unsigned char* source, long width, long height,
+                            long pitch, long format, unsigned char* destination, long left,
+                            long top, long right, long bottom) {
+    using namespace kelvane;
+    if (source == nullptr || destination == nullptr || left < 0 || top < 0 || right < 0 ||
+        bottom < 0 || (left == 0 && right == 0) || (top == 0 && bottom == 0) ||
+        !isSmoothablePlane(width, height, pitch, format))
+        return ERR_INVALID_PARAM;
+    return run(memHandle, {.source = source,
+                           .destination = destination,
+                           .width = width,
+                           .height = height,
+                           .pitch = pitch,
+                           .channels = smoothingChannels(format),
+                           .left = std::min(left, width - 1),
+                           .top = std::min(top, height - 1),
+                           .right = std::min(right, width - 1),
+                           .bottom = std::min(bottom, height - 1)});
+}

@@ -1,0 +1,32 @@
+// Gaussian smoothing by repeated box filtering.
+#include "kelvane/kelvane.h"
+
+#include "image/smoothing.h"
+
+using namespace kelvane;
+
+extern "C" long GB_GaussianBlurA(void* memHandle, const unsigned char* source, long width,
+                                 long height, long pitch, long format, unsigned char* destination,
+                                 long size) {
+    long planeSize = 0;
+    if (source == nullptr || destination == nullptr ||
+        !isSmoothablePlane(width, height, pitch, format) ||
+        __builtin_mul_overflow(height, pitch, &planeSize))
+        return ERR_INVALID_PARAM;
+    if (size <= 1) {
+        if (source != destination)
+            VantMemCpy(destination, source, planeSize);
+        return ERR_NONE;
+    }
+    const long radius = size / 2;
+    if (radius > (width - 1) / 2)
+        return ERR_NONE;
+    const int passes = pitch == width ? 3 : 2;
+    for (int pass = 0; pass < passes; ++pass) {
+        const long code = GB_BoxBlurA(memHandle, pass == 0 ? source : destination, width, height,
+                                      pitch, format, destination, radius, radius, radius, radius);
+        if (code != ERR_NONE)
+            return code;
+    }
+    return ERR_NONE;
+}

@@ -1,0 +1,15 @@
+// What the smoothing functions accept.
+#pragma once
+
+#include "kelvane/kelvane.h"
+
+namespace kelvane {
+
+inline int smoothingChannels(int64_t format) { return format == KELVANE_FORMAT_BGR24 ? 3 : 1; }
+
+// A plane without pixels, or with rows that overlap, is refused rather than left undefined.
+inline bool isSmoothablePlane(int64_t width, int64_t height, int64_t pitch, int64_t format) {
+    return width > 0 && height > 0 && pitch / smoothingChannels(format) >= width;
+}
+
+} // namespace kelvane

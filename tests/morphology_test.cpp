@@ -1,0 +1,222 @@
+// Erosion and dilation against their definition, computed rectangle by rectangle.
+#include "guarded_buffer.h"
+
+#include "kelvane/kelvane.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <random>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+struct Case {
+    long width, height, pitch, channels, radius;
+
+    long imageSize() const { return (height - 1) * pitch + width * channels; }
+};
+
+std::ostream& operator<<(std::ostream& out, const Case& c) {
+    return out << c.width << "x" << c.height << " pitch " << c.pitch << " channels " << c.channels
+               << " radius " << c.radius;
+}
+
+using Function = decltype(sbrErode);
+
+// Bytes that are no pixels keep what `destination` held.
+template <typename Choose>
+Bytes definition(const Case& c, Choose choose, const Bytes& source, Bytes destination) {
+    for (long y = 0; y < c.height; ++y) {
+        for (long x = 0; x < c.width; ++x) {
+            for (long channel = 0; channel < c.channels; ++channel) {
+                unsigned char chosen = source[size_t(y * c.pitch + x * c.channels + channel)];
+                for (long v = std::max(0L, y - c.radius);
+                     v <= std::min(c.height - 1, y + c.radius + 1); ++v)
+                    for (long u = std::max(0L, x - c.radius);
+                         u <= std::min(c.width - 1, x + c.radius); ++u)
+                        chosen =
+                            choose(chosen, source[size_t(v * c.pitch + u * c.channels + channel)]);
+                destination[size_t(y * c.pitch + x * c.channels + channel)] = chosen;
+            }
+        }
+    }
+    return destination;
+}
+
+Bytes eroded(const Case& c, const Bytes& source, const Bytes& destination) {
+    return definition(
+        c, [](unsigned char a, unsigned char b) { return std::min(a, b); }, source, destination);
+}
+
+Bytes dilated(const Case& c, const Bytes& source, const Bytes& destination) {
+    return definition(
+        c, [](unsigned char a, unsigned char b) { return std::max(a, b); }, source, destination);
+}
+
+long call(Function& function, void* memory, const Case& c, const unsigned char* source,
+          unsigned char* destination) {
+    return function(memory, source, c.width, c.height, c.pitch, c.channels, destination, c.radius);
+}
+
+long blockSize(const Case& c) {
+    const long stride = (c.channels * (c.width + 2 * c.radius + 18) + 3) / 4 * 4;
+    return ((2 * c.radius + 1) * c.channels + (stride + 8) * (2 * c.radius + 4) + 151) / 4 * 4;
+}
+
+long arenaSize(const Case& c) { return (blockSize(c) + 7) / 8 * 8 + 32; }
+
+class Random {
+public:
+    long between(long low, long high) {
+        return std::uniform_int_distribution<long>(low, high)(engine_);
+    }
+    Bytes fill(long size) {
+        Bytes bytes(static_cast<size_t>(size));
+        const long kind = between(0, 6);
+        for (size_t i = 0; i < bytes.size(); ++i) {
+            long value = between(0, 255);
+            if (kind == 0 || kind == 1)
+                value = kind * 255;
+            else if (kind == 2)
+                value = i % 2 * 255;
+            else if (kind == 3) // lone marks
+                value = between(0, 60) == 0 ? 255 : 0;
+            bytes[i] = static_cast<unsigned char>(value);
+        }
+        return bytes;
+    }
+    Case morphologyCase() {
+        Case c = {between(1, between(0, 3) == 0 ? 140 : 24), between(1, 24), 0, between(1, 4),
+                  between(1, 5)};
+        if (between(0, 3) == 0)
+            c.radius = between(1, 2 * std::max(c.width, c.height));
+        c.pitch = c.width * c.channels + between(0, 1) * between(0, 40);
+        return c;
+    }
+
+private:
+    std::mt19937_64 engine_{20141103};
+};
+
+// Every buffer ends, or begins, at an inaccessible page.
+TEST(Morphology, EqualsTheDefinitionSeparatelyAndInPlace) {
+    Random random;
+    for (int round = 0; round < 5000; ++round) {
+        const Case c = random.morphologyCase();
+        SCOPED_TRACE(testing::Message() << c);
+        const Bytes image = random.fill(c.imageSize());
+        const Bytes before = random.fill(c.imageSize());
+        GuardedBuffer source(image, round % 2 == 0);
+        GuardedBuffer destination(before, round % 2 == 0);
+        ASSERT_EQ(call(sbrErode, nullptr, c, source.data(), destination.data()), ERR_NONE);
+        ASSERT_EQ(destination.copy(), eroded(c, image, before));
+        ASSERT_EQ(call(sbrDilate, nullptr, c, source.data(), destination.data()), ERR_NONE);
+        ASSERT_EQ(destination.copy(), dilated(c, image, before));
+        ASSERT_EQ(source.copy(), image);
+        ASSERT_EQ(
+            call(round % 3 == 0 ? sbrErode : sbrDilate, nullptr, c, source.data(), source.data()),
+            ERR_NONE);
+        ASSERT_EQ(source.copy(),
+                  round % 3 == 0 ? eroded(c, image, image) : dilated(c, image, image));
+    }
+}
+
+TEST(Morphology, EqualsTheDefinitionForEveryWidthAndRadius) {
+    Random random;
+    for (long width = 1; width <= 70; ++width) {
+        for (long radius = 1; radius <= 45; radius += 1 + radius / 9) {
+            const long channels = width % 4 + 1;
+            const Case c = {width, 3, width * channels, channels, radius};
+            SCOPED_TRACE(testing::Message() << c);
+            const Bytes image = random.fill(c.imageSize());
+            Bytes result = image;
+            ASSERT_EQ(call(sbrErode, nullptr, c, image.data(), result.data()), ERR_NONE);
+            ASSERT_EQ(result, eroded(c, image, image));
+        }
+    }
+}
+
+TEST(Morphology, OpensAndCloses) {
+    Random random;
+    for (int round = 0; round < 1000; ++round) {
+        const Case c = random.morphologyCase();
+        SCOPED_TRACE(testing::Message() << c);
+        const Bytes image = random.fill(c.imageSize());
+        const Bytes opened = dilated(c, eroded(c, image, image), eroded(c, image, image));
+        const Bytes closed = eroded(c, dilated(c, image, image), dilated(c, image, image));
+        Bytes result = image;
+        ASSERT_EQ(call(sbrOpen, nullptr, c, image.data(), result.data()), ERR_NONE);
+        ASSERT_EQ(result, opened);
+        ASSERT_EQ(call(sbrClose, nullptr, c, image.data(), result.data()), ERR_NONE);
+        ASSERT_EQ(result, closed);
+        result = image;
+        ASSERT_EQ(call(sbrOpen, nullptr, c, result.data(), result.data()), ERR_NONE);
+        ASSERT_EQ(result, opened);
+    }
+}
+
+TEST(Morphology, UsesExactlyItsStatedMemory) {
+    Random random;
+    for (int round = 0; round < 2000; ++round) {
+        const Case c = random.morphologyCase();
+        SCOPED_TRACE(testing::Message() << c);
+        const Bytes image = random.fill(c.imageSize());
+        Bytes result = image;
+        std::vector<uint64_t> pool(static_cast<size_t>(arenaSize(c) / 8));
+        void* const small = VantMemMgrCreate(pool.data(), arenaSize(c) - 8);
+        for (Function* function : {&sbrErode, &sbrDilate, &sbrOpen, &sbrClose})
+            ASSERT_EQ(call(*function, small, c, image.data(), result.data()), ERR_NO_MEMORY);
+        ASSERT_EQ(result, image);
+        void* const arena = VantMemMgrCreate(pool.data(), arenaSize(c));
+        for (Function* function : {&sbrOpen, &sbrClose})
+            ASSERT_EQ(call(*function, arena, c, image.data(), result.data()), ERR_NONE);
+        ASSERT_EQ(GetMaxAllocMemSize(arena), arenaSize(c) - 32);
+    }
+}
+
+TEST(Morphology, RefusesWhatItCannotHandle) {
+    const Bytes image(64, 7);
+    Bytes out = image;
+    std::vector<uint64_t> pool(1024);
+    void* const arena = VantMemMgrCreate(pool.data(), 8192);
+    for (void* const memory : {static_cast<void*>(nullptr), arena}) {
+        for (Function* function : {&sbrErode, &sbrDilate, &sbrOpen, &sbrClose}) {
+            const auto code = [&](const Case& c) {
+                return call(*function, memory, c, image.data(), out.data());
+            };
+            for (const Case& c : {Case{0, 8, 8, 1, 1},
+                                  {-8, 8, 8, 1, 1},
+                                  {8, 8, 8, 0, 1},
+                                  {8, 8, 8, 5, 1},
+                                  {8, 8, 8, (1L << 32) + 1, 1},
+                                  {8, 8, 8, 1, -1},
+                                  {8, 8, 8, 1, LONG_MIN},
+                                  {8, 8, 8, 1, LONG_MAX},
+                                  {8, 8, 8, 1, INT_MAX - 1L},
+                                  {8, 8, 8, 1, 1L << 31},
+                                  {8, 8, 8, 1, 1L << 32},
+                                  {8, 8, 8, 1, (1L << 62) + 1},
+                                  {LONG_MAX, 8, 8, 4, 1},
+                                  {1L << 62, 8, 8, 4, 1}})
+                EXPECT_EQ(code(c), ERR_NO_MEMORY) << c;
+            EXPECT_EQ(code({8, 8, 8, 1, 0}), ERR_INVALID_PARAM);
+            EXPECT_EQ(call(*function, memory, {8, 8, 8, 1, 1}, nullptr, out.data()),
+                      ERR_INVALID_PARAM);
+            EXPECT_EQ(call(*function, memory, {8, 8, 8, 1, 1}, image.data(), nullptr),
+                      ERR_INVALID_PARAM);
+            EXPECT_EQ(code({8, 0, 8, 1, 1}), ERR_NONE);
+            EXPECT_EQ(code({8, LONG_MIN, 8, 1, 1}), ERR_NONE);
+        }
+    }
+    EXPECT_EQ(out, image);
+    EXPECT_EQ(GetMaxAllocMemSize(arena), 8192 - 32);
+    // Even without rows the block must be there.
+    void* const tiny = VantMemMgrCreate(pool.data(), 64);
+    EXPECT_EQ(call(sbrErode, tiny, {8, 0, 8, 1, 1}, image.data(), out.data()), ERR_NO_MEMORY);
+}
+
+} // namespace
