@@ -171,8 +171,8 @@ Vector32Pair lastPixelRepeated(Vector32Pair a) {
         return {last, last};
     } else {
         const uint32x4_t rotated = vextq_u32(a.high, a.high, 1); // lanes 1, 2, 3, 0
-        return {vcopyq_laneq_u32(rotated, 3, rotated, 0),
-                vcopyq_laneq_u32(vextq_u32(rotated, rotated, 1), 2, rotated, 0)};
+        const uint32x4_t low = vcopyq_laneq_u32(rotated, 3, rotated, 0);
+        return {low, vextq_u32(low, vdupq_laneq_u32(low, 1), 1)};
     }
 }
 

@@ -7,8 +7,10 @@ namespace kelvane {
 
 namespace {
 
-// The block is larger than the rows need; callers size their pools by it. Sizes are computed in
-// 128 bits, where no width and no radius makes them wrap; 0 when the block cannot be allocated.
+constexpr int64_t largestRadius = INT32_MAX - 1; // a block for more exceeds 64 bits
+
+// The block is larger than the rows need; callers size their pools by it. 128 bits hold the size
+// for every width; 0 when it exceeds 64.
 int64_t workingBlockSize(int64_t width, int channels, int64_t radius) {
     const __int128 reach = 2 * static_cast<__int128>(radius);
     const __int128 stride = (channels * (width + reach + 18) + 3) & -4;
@@ -21,7 +23,7 @@ long filter(void* memHandle, ExtremumFilter* filterImage, const unsigned char* s
     if (destination == nullptr || source == nullptr || radius == 0)
         return ERR_INVALID_PARAM;
     // Callers have always seen these as a want of memory.
-    if (width <= 0 || channels < 1 || channels > 4 || radius < 0)
+    if (width <= 0 || channels < 1 || channels > 4 || radius < 0 || radius > largestRadius)
         return ERR_NO_MEMORY;
     const int64_t blockSize = workingBlockSize(width, static_cast<int>(channels), radius);
     void* const block = blockSize > 0 ? VantMemAlloc(memHandle, blockSize) : nullptr;
