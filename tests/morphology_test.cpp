@@ -2,6 +2,8 @@
 #include "guarded_buffer.h"
 
 #include "kelvane/kelvane.h"
+#include "platform/vector_support.h"
+#include "roi/extremum_filter.h"
 
 #include <gtest/gtest.h>
 
@@ -138,6 +140,37 @@ TEST(Morphology, EqualsTheDefinitionForEveryWidthAndRadius) {
             ASSERT_EQ(result, eroded(c, image, image));
         }
     }
+}
+
+#if defined(__x86_64__)
+// Small images never take the wider vectors unless asked to.
+TEST(Morphology, EqualsTheDefinitionWithWiderVectors) {
+    if (!kelvane::processorHasAvx2())
+        GTEST_SKIP() << "no AVX2";
+    Random random;
+    for (int round = 0; round < 3000; ++round) {
+        const Case c = random.morphologyCase();
+        SCOPED_TRACE(testing::Message() << c);
+        const Bytes image = random.fill(c.imageSize());
+        GuardedBuffer inPlace(image, round % 2 == 0);
+        const kelvane::ExtremumTask task = {inPlace.data(), inPlace.data(), c.width, c.height,
+                                            c.pitch,        c.channels,     c.radius};
+        Bytes working(size_t((2 * c.radius + 4) * c.channels * (c.width + 2 * c.radius)));
+        kelvane::filterMinimumAvx2(task, working.data());
+        const Bytes once = eroded(c, image, image);
+        ASSERT_EQ(inPlace.copy(), once);
+        kelvane::filterMaximumAvx2(task, working.data());
+        ASSERT_EQ(inPlace.copy(), dilated(c, once, once));
+    }
+}
+#endif
+
+TEST(Morphology, EqualsTheDefinitionForALargeImage) {
+    const Case c = {701, 400, 710, 1, 3};
+    const Bytes image = Random().fill(c.imageSize());
+    Bytes result = image;
+    ASSERT_EQ(call(sbrErode, nullptr, c, result.data(), result.data()), ERR_NONE);
+    ASSERT_EQ(result, eroded(c, image, image));
 }
 
 TEST(Morphology, OpensAndCloses) {

@@ -1,7 +1,9 @@
 // Box and Gaussian smoothing against their definition, computed window by window.
 #include "guarded_buffer.h"
 
+#include "image/box_rows.h"
 #include "kelvane/kelvane.h"
+#include "platform/vector_support.h"
 
 #include <gtest/gtest.h>
 
@@ -229,6 +231,59 @@ TEST(BoxBlur, RefusesInvalidArguments) {
     EXPECT_EQ(boxBlur(nullptr, fine, image.data(), nullptr), ERR_INVALID_PARAM);
     EXPECT_EQ(out, image);
     EXPECT_EQ(code({4, 4, 4, 0, 0, 0, 1, 1}), ERR_NONE);
+}
+
+#if defined(__x86_64__)
+// Small images never take the wider vectors, so their rows are compared one by one.
+TEST(BoxRows, AreTheSameWithEveryInstructionSet) {
+    if (!kelvane::processorHasAvx2())
+        GTEST_SKIP() << "no AVX2";
+    Random random;
+    for (int round = 0; round < 6000; ++round) {
+        const int channels = random.between(0, 1) ? 1 : 3;
+        const long width = random.between(1, 150);
+        const auto plain = kelvane::boxRowOperations(channels);
+        const auto wide = kelvane::boxRowOperationsAvx2(channels);
+        std::vector<uint32_t> sums(size_t(width * channels));
+        std::vector<uint32_t> wideSums = sums;
+        const bool atEnd = round % 2 == 0;
+        const auto accumulate = [&](unsigned char* added, unsigned char* removed) {
+            plain.accumulate(added, removed, width, sums.data());
+            wide.accumulate(added, removed, width, wideSums.data());
+            ASSERT_EQ(sums, wideSums) << width << " " << channels;
+        };
+        GuardedBuffer first(random.fill(width * channels), atEnd);
+        GuardedBuffer second(random.fill(width * channels), atEnd);
+        const long rows = random.between(1, 12);
+        for (long i = 0; i < rows; ++i)
+            accumulate(first.data(), nullptr);
+        accumulate(second.data(), first.data());
+        accumulate(second.data(), nullptr);
+        accumulate(nullptr, second.data());
+
+        const kelvane::BoxRow row = {width, random.between(0, width - 1),
+                                     random.between(0, width - 1)};
+        std::vector<uint32_t> reciprocals;
+        for (long length = std::min(row.left, row.right) + 1; length <= width; ++length)
+            reciprocals.push_back(static_cast<uint32_t>((1L << 23) / (rows * length)));
+        Bytes expected(size_t(width * channels));
+        GuardedBuffer result(expected, atEnd);
+        plain.divide(sums.data(), row, reciprocals.data(), expected.data());
+        wide.divide(sums.data(), row, reciprocals.data(), result.data());
+        ASSERT_EQ(result.copy(), expected) << width << " " << channels;
+    }
+}
+#endif
+
+// Large enough for every vector to be worthwhile.
+TEST(BoxBlur, EqualsTheDefinitionForALargeImage) {
+    for (const long format : {0L, 0x201L}) {
+        const Case c = {701, 400, 701 * 3 + 5, format, 2, 1, 7, 3};
+        const Bytes image = Random().fill(c.planeSize());
+        Bytes result = image;
+        ASSERT_EQ(boxBlur(nullptr, c, result.data(), result.data()), ERR_NONE);
+        ASSERT_EQ(result, definition(c, image, image));
+    }
 }
 
 Bytes gaussianDefinition(const Case& size, long kernel, const Bytes& source,

@@ -4,6 +4,7 @@
 #include "image/box_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
+#include "platform/vector_support.h"
 
 #include <algorithm>
 
@@ -86,9 +87,17 @@ void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32
     }
 }
 
+BoxRowOperations fastestRowOperations(const BoxFilter& filter) {
+#if defined(__x86_64__)
+    if (usesAvx2(filter.width, filter.height))
+        return boxRowOperationsAvx2(filter.channels);
+#endif
+    return boxRowOperations(filter.channels);
+}
+
 void filterRows(const BoxFilter& filter, const WindowSpan& heights, int64_t reciprocalColumns,
                 const WorkingMemory& memory) {
-    const BoxRowOperations operations = boxRowOperations(filter.channels);
+    const BoxRowOperations operations = fastestRowOperations(filter);
     const BoxRow row = {.width = filter.width, .left = filter.left, .right = filter.right};
     const auto sourceRow = [&](int64_t y) { return filter.source + y * filter.pitch; };
     const auto savedRow = [&](int64_t y) {

@@ -27,7 +27,8 @@ struct BoxRowOperations {
                    unsigned char* destination);
 };
 
-// `channels` is 1 or 3.
+// `channels` is 1 or 3. Both give the same bytes and the same counters.
 BoxRowOperations boxRowOperations(int channels);
+BoxRowOperations boxRowOperationsAvx2(int channels); // x86-64 alone, where `usesAvx2` says so
 
 } // namespace kelvane

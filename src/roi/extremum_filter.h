@@ -24,4 +24,8 @@ using ExtremumFilter = void(const ExtremumTask& task, unsigned char* working);
 ExtremumFilter filterMinimum;
 ExtremumFilter filterMaximum;
 
+// The same with AVX2, which the two above use where it pays. On x86-64 alone.
+ExtremumFilter filterMinimumAvx2;
+ExtremumFilter filterMaximumAvx2;
+
 } // namespace kelvane
