@@ -38,7 +38,9 @@ trap 'exit 1' HUP INT TERM
 # Root would get a warning that apt's own user cannot write here.
 sandbox=""
 [ "$(id -u)" -ne 0 ] || sandbox="-oAPT::Sandbox::User=root"
-(cd "$work" && apt-get -qq $sandbox download opencv-doc >/dev/null) ||
+download() { (cd "$work" && apt-get -qq $sandbox download opencv-doc >/dev/null); }
+# A new machine may have no package list yet.
+download 2>/dev/null || { [ "$(id -u)" -eq 0 ] && apt-get -qq update && download; } ||
     give_up "apt-get could not download opencv-doc (is the package list there? apt-get update)"
 
 data=./usr/share/doc/opencv-doc/examples/data
