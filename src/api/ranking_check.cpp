@@ -2,19 +2,19 @@
 
 #include "image/format.h"
 
-#include <algorithm>
-
 namespace kelvane {
 
 namespace {
 
-bool areAtMost(const uint64_t* values, int64_t n, uint64_t highest) {
-    return std::all_of(values, values + n, [=](uint64_t value) { return value <= highest; });
-}
-
 bool isInsideFrame(const __tag_rect& rect, const __tag_KIRO_OFFSCREEN& frame) {
     return rect.left < rect.right && rect.top < rect.bottom && rect.left >= 0 && rect.top >= 0 &&
            rect.right <= frame.width && rect.bottom <= frame.height;
+}
+
+bool isFaceValid(const _tag_DRAV_FACEINFO& faces, int64_t j, const __tag_KIRO_OFFSCREEN& frame) {
+    return isInsideFrame(faces.rects[j], frame) && faces.codes[j] <= 16 &&
+           (faces.eyes == nullptr || faces.eyes[j] <= 2) &&
+           (faces.smiles == nullptr || faces.smiles[j] <= 3);
 }
 
 // Whether some frame so far has supplied the optional arrays: later faces then need them too.
@@ -36,11 +36,12 @@ bool areFacesValid(const _tag_DRAV_FACEINFO* faces, const __tag_KIRO_OFFSCREEN& 
         return false;
     seen.eyes |= faces->eyes != nullptr;
     seen.smiles |= faces->smiles != nullptr;
-    return std::all_of(faces->rects, faces->rects + faces->count,
-                       [&](const __tag_rect& rect) { return isInsideFrame(rect, frame); }) &&
-           areAtMost(faces->codes, faces->count, 16) &&
-           (faces->eyes == nullptr || areAtMost(faces->eyes, faces->count, 2)) &&
-           (faces->smiles == nullptr || areAtMost(faces->smiles, faces->count, 3));
+    // Face by face, so that an absurd count reads no further than the first face at fault.
+    for (int64_t j = 0; j < faces->count; ++j) {
+        if (!isFaceValid(*faces, j, frame))
+            return false;
+    }
+    return true;
 }
 
 bool isAlignmentValid(const _tag_DRAV_ALIGNMENT* alignment, int64_t n) {

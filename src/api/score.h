@@ -12,7 +12,7 @@ constexpr float sharpnessScale = 10000.0f;
 long scoreFrame(_tag_DRAV_ENGINE* engine, const __tag_KIRO_OFFSCREEN* frame,
                 const _tag_DRAV_FACEINFO* faces);
 
-// Rescales n values in place so that the largest becomes 9999; all zero when none is positive.
+// Rescales n values in place so that the largest becomes 9999; all zero when all are negative.
 void normalizeScores(int64_t* column, int64_t n);
 
 // Forms `finalScore` of all n frames from the normalised table.
