@@ -1,0 +1,1 @@
+#include "interface_test.c"

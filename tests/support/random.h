@@ -1,0 +1,42 @@
+// Random numbers that can be repeated: the seed is printed and taken from KELVANE_TEST_SEED.
+#pragma once
+
+#include "kelvane/kelvane.h"
+
+#include <cstdlib>
+#include <initializer_list>
+#include <iostream>
+#include <random>
+
+class Random {
+public:
+    Random() {
+        const char* const wanted = std::getenv("KELVANE_TEST_SEED");
+        const uint64_t seed = wanted != nullptr ? std::strtoull(wanted, nullptr, 10) : 20150306;
+        std::cout << "KELVANE_TEST_SEED=" << seed << '\n';
+        engine_.seed(seed);
+    }
+
+    // Both bounds included.
+    template <typename Integer = int64_t>
+    Integer between(int64_t low, int64_t high) {
+        return static_cast<Integer>(std::uniform_int_distribution<int64_t>(low, high)(engine_));
+    }
+    bool chance(int64_t percent) { return between(1, 100) <= percent; }
+    template <typename T>
+    T oneOf(std::initializer_list<T> values) {
+        return values.begin()[between(0, static_cast<int64_t>(values.size()) - 1)];
+    }
+    __tag_rect rectInside(int32_t width, int32_t height) {
+        const auto left = between<int32_t>(0, width - 1);
+        const auto top = between<int32_t>(0, height - 1);
+        return {left, top, between<int32_t>(left + 1, width), between<int32_t>(top + 1, height)};
+    }
+    void fill(unsigned char* bytes, int64_t count) {
+        for (int64_t i = 0; i < count; ++i)
+            bytes[i] = static_cast<unsigned char>(engine_());
+    }
+
+private:
+    std::mt19937_64 engine_;
+};
