@@ -84,6 +84,27 @@ void divideUncut(const uint32_t* ahead, const uint32_t* behind, int64_t count, u
         destination[i] = mean(ahead[i] - behind[i], reciprocal);
 }
 
+// Windows that end at the row's end and shrink by one per pixel; `reciprocal` is that of the first.
+// Turning the reciprocals around beforehand leaves a loop without a descending index, which GCC
+// does not vectorise when its types differ in size.
+template <int channels>
+void divideTail(const uint32_t* total, const uint32_t* behind, const uint32_t* reciprocal,
+                int64_t width, unsigned char* __restrict destination) {
+    constexpr int64_t run = 64;
+    uint32_t turned[run];
+    for (int64_t start = 0; start < width; start += run) {
+        const int64_t length = std::min(run, width - start);
+        for (int64_t x = 0; x < length; ++x)
+            turned[x] = reciprocal[-start - x];
+        const uint32_t* const first = behind + start * channels;
+        unsigned char* const out = destination + start * channels;
+        for (int64_t x = 0; x < length; ++x) {
+            for (int c = 0; c < channels; ++c)
+                out[x * channels + c] = mean(total[c] - first[x * channels + c], turned[x]);
+        }
+    }
+}
+
 // From left to right a row has windows cut on the left, windows that are whole or cut on both
 // sides, and windows cut on the right.
 template <int channels>
@@ -112,12 +133,9 @@ void divide(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals
                 destination[x * channels + c] = mean(total[c], reciprocals[row.width - shortest]);
         }
     }
-    const uint32_t* const shrinking = reciprocals + (row.width + row.left - shortest);
-    for (int64_t x = tailStart; x < row.width; ++x) {
-        const uint32_t* const behind = sums + (x - uncutOnLeft) * channels;
-        for (int c = 0; c < channels; ++c)
-            destination[x * channels + c] = mean(total[c] - behind[c], *(shrinking - x));
-    }
+    divideTail<channels>(total, sums + (tailStart - uncutOnLeft) * channels,
+                         reciprocals + (row.width + row.left - tailStart - shortest),
+                         row.width - tailStart, destination + tailStart * channels);
 }
 
 BoxRowOperations rowOperations(int channels) {
