@@ -83,11 +83,29 @@ void filterRow(const unsigned char* row, int64_t width, int64_t channels, int64_
     }
 }
 
+// Turns every row from `first` on into the extremum of itself and the rows up to `last`.
+template <typename Extremum>
+void makeEnds(unsigned char* block, int64_t stride, int64_t first, int64_t last, int64_t count) {
+    for (int64_t i = last - 1; i >= first; --i)
+        fold<Extremum>(block + (i + 1) * stride, count, block + i * stride);
+}
+
+// Either part may be null, but not both.
+template <typename Extremum>
+void join(const unsigned char* end, const unsigned char* beginning, int64_t count,
+          unsigned char* out) {
+    if (end != nullptr && beginning != nullptr)
+        combine<Extremum>(end, beginning, count, out);
+    else
+        std::memcpy(out, end != nullptr ? end : beginning, bytes(count));
+}
+
 // Down the columns the rows fall into blocks of the rectangle's height, so that every rectangle is
 // the end of one block and the beginning of the next: the extremum of a block's rows from one row
 // on, and of the next block's rows up to another (van Herk; Gil and Werman). Ends are made in
-// place once a block is complete, and each gives its place to a row of the next block when it has
-// been used.
+// place once a block is complete, and each leaves its place to a row of the next block after its
+// use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
+// memory is spent on those outside the image.
 template <typename Extremum>
 void filterImage(const ExtremumTask& task, unsigned char* working) {
     const int64_t columnRadius = std::min(task.radius, task.width - 1);
@@ -95,45 +113,36 @@ void filterImage(const ExtremumTask& task, unsigned char* working) {
     const int64_t rowBytes = task.width * task.channels;
     const int64_t stride = rowBytes + 2 * columnRadius * task.channels;
     const int64_t blockRows = 2 * rowRadius + 2;
+    const int64_t firstInImage = rowRadius;
+    const int64_t lastInImage = rowRadius + task.height - 1;
     unsigned char* const scratch = working;
     unsigned char* const beginning = scratch + stride;
     unsigned char* const block = beginning + stride;
 
-    // Positions count the rows from `rowRadius` above the image, where the first rectangle starts.
-    const int64_t firstPosition = rowRadius;
-    const int64_t lastPosition = rowRadius + task.height - 1;
-    for (int64_t start = 0; start < task.height + blockRows - 1; start += blockRows) {
-        for (int64_t i = 0; i < blockRows; ++i) {
-            const int64_t position = start + i;
-            unsigned char* const slot = block + i * stride;
-            const int64_t y = position - blockRows + 1; // the rectangle that ends here
-            if (y >= task.height)
-                return;
-            const bool isInImage = position >= firstPosition && position <= lastPosition;
-            if (isInImage) {
-                filterRow<Extremum>(task.source + (position - rowRadius) * task.pitch, task.width,
+    const int64_t rowCount = task.height + blockRows - 1;
+    for (int64_t start = 0; start < rowCount; start += blockRows) {
+        const int64_t length = std::min(blockRows, rowCount - start);
+        for (int64_t i = 0; i < length; ++i) {
+            const int64_t row = start + i;
+            if (row >= firstInImage && row <= lastInImage) {
+                unsigned char* const slot = block + i * stride;
+                filterRow<Extremum>(task.source + (row - rowRadius) * task.pitch, task.width,
                                     task.channels, columnRadius, slot, scratch);
-                if (i == 0 || position == firstPosition)
+                if (i == 0 || row == firstInImage)
                     std::memcpy(beginning, slot, bytes(rowBytes));
                 else
                     fold<Extremum>(slot, rowBytes, beginning);
             }
+            const int64_t y = row - blockRows + 1; // the rectangle from row y to this one
             if (y < 0)
                 continue;
-            unsigned char* const out = task.destination + y * task.pitch;
-            const unsigned char* const end =
-                block + std::max(i + 1, y < blockRows ? firstPosition : 0) * stride;
-            if (i + 1 == blockRows)
-                std::memcpy(out, beginning, bytes(rowBytes));
-            else if (start > lastPosition)
-                std::memcpy(out, end, bytes(rowBytes));
-            else
-                combine<Extremum>(end, beginning, rowBytes, out);
+            const int64_t endStart = start == blockRows ? std::max(i + 1, firstInImage) : i + 1;
+            join<Extremum>(i + 1 < blockRows ? block + endStart * stride : nullptr,
+                           start <= lastInImage ? beginning : nullptr, rowBytes,
+                           task.destination + y * task.pitch);
         }
-        const int64_t first = std::max<int64_t>(firstPosition - start, 0);
-        const int64_t last = std::min(blockRows - 1, lastPosition - start);
-        for (int64_t i = last - 1; i >= first; --i)
-            fold<Extremum>(block + (i + 1) * stride, rowBytes, block + i * stride);
+        makeEnds<Extremum>(block, stride, std::max<int64_t>(firstInImage - start, 0),
+                           std::min(blockRows - 1, lastInImage - start), rowBytes);
     }
 }
 
