@@ -1,5 +1,5 @@
 // Box and Gaussian smoothing against their definition, computed window by window.
-#include "guarded_buffer.h"
+#include "random_images.h"
 
 #include "image/box_rows.h"
 #include "kelvane/kelvane.h"
@@ -9,12 +9,9 @@
 
 #include <algorithm>
 #include <climits>
-#include <random>
 #include <vector>
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
 
 struct Case {
     long width, height, pitch, format;
@@ -84,54 +81,38 @@ long arenaSize(const Case& c, bool inPlace) {
            block(std::max(reciprocals, 32L)) + 16;
 }
 
-class Random {
-public:
-    long between(long low, long high) {
-        return std::uniform_int_distribution<long>(low, high)(engine_);
+// Mostly small, at times about the size of the image, at times far beyond it.
+long randomRadius(Random& random, long size) {
+    switch (random.between(0, 9)) {
+    case 0: return LONG_MAX - random.between(0, 2);
+    case 1: return (1L << random.between(20, 62)) + random.between(-1, 1);
+    case 2:
+    case 3: return random.between(std::max(size - 3, 0L), 2 * size + 2);
+    default: return random.between(0, 6);
     }
-    // Mostly small, at times about the size of the image, at times far beyond it.
-    long radius(long size) {
-        switch (between(0, 9)) {
-        case 0: return LONG_MAX - between(0, 2);
-        case 1: return (1L << between(20, 62)) + between(-1, 1);
-        case 2:
-        case 3: return between(std::max(size - 3, 0L), 2 * size + 2);
-        default: return between(0, 6);
-        }
-    }
-    Bytes fill(long size) {
-        Bytes bytes(static_cast<size_t>(size));
-        const long kind = between(0, 5);
-        for (size_t i = 0; i < bytes.size(); ++i) {
-            const long value = kind == 0 ? 0 : kind == 1 ? 255 : kind == 2 ? (i & 1) * 255 : -1;
-            bytes[i] = static_cast<unsigned char>(value >= 0 ? value : between(0, 255));
-        }
-        return bytes;
-    }
-    Case boxCase() {
-        const long width = between(1, between(0, 3) == 0 ? 150 : 40);
-        const long height = between(1, 20);
-        const long format = between(0, 2) == 0 ? 0x201 : between(0, 1) * 0x601;
-        Case c = {width, height, 0, format, 0, 0, 0, 0};
-        c.pitch = width * c.channels() + between(0, 1) * between(0, 40);
-        do {
-            c.left = radius(width);
-            c.right = radius(width);
-            c.top = radius(height);
-            c.bottom = radius(height);
-        } while ((c.left == 0 && c.right == 0) || (c.top == 0 && c.bottom == 0));
-        return c;
-    }
+}
 
-private:
-    std::mt19937_64 engine_{20141103};
-};
+// Widths reach over several vectors of every kind.
+Case randomCase(Random& random) {
+    const long width = random.between(1, random.between(0, 2) == 0 ? 150 : 40);
+    const long height = random.between(1, 20);
+    const long format = random.between(0, 2) == 0 ? 0x201 : random.between(0, 1) * 0x601;
+    Case c = {width, height, 0, format, 0, 0, 0, 0};
+    c.pitch = width * c.channels() + random.between(0, 1) * random.between(0, 40);
+    do {
+        c.left = randomRadius(random, width);
+        c.right = randomRadius(random, width);
+        c.top = randomRadius(random, height);
+        c.bottom = randomRadius(random, height);
+    } while ((c.left == 0 && c.right == 0) || (c.top == 0 && c.bottom == 0));
+    return c;
+}
 
 // Every buffer ends, or begins, at an inaccessible page.
 TEST(BoxBlur, EqualsTheDefinitionSeparatelyAndInPlace) {
     Random random;
     for (int round = 0; round < 6000; ++round) {
-        const Case c = random.boxCase();
+        const Case c = randomCase(random);
         SCOPED_TRACE(testing::Message() << c);
         const Bytes image = random.fill(c.planeSize());
         const Bytes before = random.fill(c.planeSize());
@@ -146,24 +127,7 @@ TEST(BoxBlur, EqualsTheDefinitionSeparatelyAndInPlace) {
     }
 }
 
-// Every width around the vectors' sizes, with small and large windows.
-TEST(BoxBlur, EqualsTheDefinitionForEveryWidth) {
-    Random random;
-    for (long width = 1; width <= 140; ++width) {
-        for (const long radius : {1L, 5L, 6L, 9L}) {
-            const Case c = {width,  30,     3 * width, width % 2 ? 0x201 : 0,
-                            radius, radius, radius,    radius};
-            SCOPED_TRACE(testing::Message() << c);
-            const Bytes image = random.fill(c.planeSize());
-            Bytes result = image;
-            ASSERT_EQ(boxBlur(nullptr, c, image.data(), result.data()), ERR_NONE);
-            ASSERT_EQ(result, definition(c, image, image));
-        }
-    }
-}
-
-// A white plane: window sums just below 2^32 would need more than 2^24 pixels, where every mean is
-// 0; around 2^23 pixels the reciprocals become 1 and 0.
+// Around 2^23 pixels the reciprocals fall from 1 to 0.
 TEST(BoxBlur, KeepsVeryLargeWindowsExact) {
     const long width = 3000;
     const long height = 2800;
@@ -171,22 +135,17 @@ TEST(BoxBlur, KeepsVeryLargeWindowsExact) {
     ASSERT_EQ(GB_BoxBlurA(nullptr, image.data(), width, height, width, 0, image.data(), LONG_MAX,
                           LONG_MAX, 1499, 0),
               ERR_NONE);
-    for (const auto& [x, y] : {std::pair{0L, 0L}, {100L, 2000L}, {1499L, 2795L}, {1500L, 2799L}}) {
+    for (const auto& [x, y] : {std::pair{0L, 0L}, {100L, 2000L}, {1499L, 2795L}, {2000L, 2799L}}) {
         const long area = std::min(x + 1500, width) * (y + 1);
         const long expected = 255 * area * ((1L << 23) / area) >> 23;
         EXPECT_EQ(image[size_t(y * width + x)], expected) << x << " " << y;
     }
-    Bytes huge(size_t(3000) * 2800, 255);
-    ASSERT_EQ(GB_BoxBlurA(nullptr, huge.data(), width, height, width, 0, huge.data(), 1, 1,
-                          LONG_MAX, LONG_MAX),
-              ERR_NONE);
-    EXPECT_EQ(huge.front(), 0);
 }
 
 TEST(BoxBlur, UsesExactlyItsStatedMemory) {
     Random random;
     for (int round = 0; round < 2000; ++round) {
-        Case c = random.boxCase();
+        Case c = randomCase(random);
         if (std::max({c.left, c.top, c.right, c.bottom}) > 1000)
             continue;
         SCOPED_TRACE(testing::Message() << c);
@@ -204,7 +163,9 @@ TEST(BoxBlur, UsesExactlyItsStatedMemory) {
         ASSERT_EQ(GetMaxAllocMemSize(small), freeBytes);
         ASSERT_EQ(source, image);
         ASSERT_EQ(other, image);
-        ASSERT_EQ(boxBlur(arenaOf(arenaSize(c, inPlace)), c, source.data(), destination), ERR_NONE);
+        void* const arena = arenaOf(arenaSize(c, inPlace));
+        ASSERT_EQ(boxBlur(arena, c, source.data(), destination), ERR_NONE);
+        ASSERT_EQ(GetMaxAllocMemSize(arena), arenaSize(c, inPlace) - 32);
     }
 }
 
@@ -303,8 +264,9 @@ Bytes gaussianDefinition(const Case& size, long kernel, const Bytes& source,
 TEST(GaussianBlur, RepeatsTheBoxFilter) {
     Random random;
     for (int round = 0; round < 1500; ++round) {
-        Case c = random.boxCase();
-        const long kernel = random.between(0, 3) == 0 ? random.radius(50) : random.between(-1, 9);
+        Case c = randomCase(random);
+        const long kernel =
+            random.between(0, 3) == 0 ? randomRadius(random, 50) : random.between(-1, 9);
         SCOPED_TRACE(testing::Message() << c << " kernel " << kernel);
         // The copy of small kernels takes the padding of the last row along.
         const Bytes image = random.fill(c.height * c.pitch);
