@@ -159,7 +159,12 @@ TEST(ImageResize, CopiesOneLayoutInOneBlockAndResizesTheRest) {
     EXPECT_TRUE(std::equal(to.begin(), to.begin() + 32, from.begin())); // padding included
     EXPECT_EQ(to[32], 9);
 
-    // Bottom-up images of one layout, and pitches of other planes that differ: row by row.
+    // Row by row when another pitch differs, and for bottom-up images.
+    to.assign(64, 9);
+    dst.pitches[1] = 8;
+    EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_NONE);
+    EXPECT_TRUE(std::equal(to.begin(), to.begin() + 6, from.begin()));
+    EXPECT_EQ(to[6], 9);
     to.assign(64, 9);
     Image bottomUp = lumaImage(6, 4, -8, from);
     bottomUp.planes[0] += 24;
