@@ -32,7 +32,7 @@ public:
 
     // Random bytes, or one of the patterns that drive arithmetic to its ends.
     void fill(std::mt19937& random) {
-        const unsigned kind = random() % 6;
+        const auto kind = random() % 6;
         for (size_t i = 0; i < size; ++i)
             bytes[i] = static_cast<unsigned char>(kind == 0   ? 0
                                                   : kind == 1 ? 255

@@ -1,41 +1,38 @@
-#include "guarded_rows.h"
-
 #include "kelvane/kelvane.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace {
 
 using Image = __tag_KIRO_OFFSCREEN;
 
 TEST(ImageAlloc, LaysOutEveryFormatInExactlyItsBlock) {
-    for (const auto& [format, size, second, chromaPitch] :
-         {std::tuple{0x601L, 48L, 40L, 4}, std::tuple{0x603L, 64L, 48L, 4},
-          std::tuple{0x802L, 48L, 0L, 8}}) {
-        std::vector<int64_t> memory(static_cast<size_t>(size + 32) / 8);
-        const long bytes = size + 32;
-        Image image{};
-        std::memset(&image.pitches[2], 0x5A, 8);
-        void* arena = VantMemMgrCreate(memory.data(), bytes - 8);
-        const Image before = image;
+    for (const auto& [format, size, third, chromaPitch] :
+         {std::tuple{0x601u, 48L, 40L, 4}, std::tuple{0x603u, 64L, 48L, 4},
+          std::tuple{0x802u, 48L, 0L, 8}}) {
+        int64_t memory[12];
+        const Image empty{0, 0, 0, {}, {7, 7, 7, 7}};
+        Image image = empty;
+        void* arena = VantMemMgrCreate(memory, size + 24);
         EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_NO_MEMORY);
-        EXPECT_EQ(std::memcmp(&image, &before, sizeof image), 0);
+        EXPECT_EQ(std::memcmp(&image, &empty, sizeof image), 0);
 
-        arena = VantMemMgrCreate(memory.data(), bytes);
-        ASSERT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_NONE);
-        unsigned char* const block = image.planes[0];
-        EXPECT_EQ(block, static_cast<unsigned char*>(arena) + 16);
-        EXPECT_EQ(image.planes[1], block + 32);
-        EXPECT_EQ(image.planes[2], format == 0x802 ? nullptr : block + second);
-        EXPECT_EQ(image.pitches[0], 8);
-        EXPECT_EQ(image.pitches[1], chromaPitch);
-        EXPECT_EQ(image.pitches[2], format == 0x802 ? 0x5A5A5A5A : chromaPitch);
-        EXPECT_EQ(image.pitches[3], 0x5A5A5A5A);
-        EXPECT_EQ(image.width, 6);
-        EXPECT_EQ(image.height, 4);
-        EXPECT_EQ(image.format, format);
+        arena = VantMemMgrCreate(memory, size + 32);
+        EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_NONE);
+        auto* const block = static_cast<unsigned char*>(arena) + 16;
+        Image expected{format, 6, 4, {block, block + 32}, {8, chromaPitch, 7, 7}};
+        if (format != 0x802) {
+            expected.planes[2] = block + third;
+            expected.pitches[2] = chromaPitch;
+        }
+        EXPECT_EQ(std::memcmp(&image, &expected, sizeof image), 0) << format;
         EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_INVALID_PARAM);
 
         imgFree(arena, &image);
@@ -81,147 +78,107 @@ TEST(CopyImage, CopiesPixelsAndNoPadding) {
     std::mt19937 random(8);
     for (const PlaneSizes& sizes : planeSizes) {
         SCOPED_TRACE(sizes.format);
-        Image src{};
-        src.format = sizes.format;
-        src.width = 7;
-        src.height = 5;
-        Image dst = src;
-        std::vector<std::unique_ptr<GuardedRows>> from, to;
-        std::vector<std::vector<unsigned char>> expected;
+        Image src{sizes.format, 7, 5, {}, {-16, -16, -16, 0}}; // bottom-up
+        Image dst{sizes.format, 7, 5, {}, {20, 20, 20, 0}};
+        unsigned char from[3][80], to[3][100], expected[3][100];
+        std::generate(from[0], from[0] + sizeof from, [&] { return random() & 255; });
+        std::memset(to, 0xA5, sizeof to);
+        std::memset(expected, 0xA5, sizeof expected);
         for (size_t k = 0; k < sizes.planes.size(); ++k) {
-            const auto [rowBytes, rows] = sizes.planes[k];
-            from.push_back(std::make_unique<GuardedRows>(rowBytes, rows, rowBytes + 2));
-            to.push_back(std::make_unique<GuardedRows>(rowBytes, rows, rowBytes + 5));
-            from[k]->fill(random);
-            to[k]->fill(0xA5);
-            // The source is bottom-up.
-            src.planes[k] = from[k]->data() + (rows - 1) * (rowBytes + 2);
-            src.pitches[k] = static_cast<int32_t>(-(rowBytes + 2));
-            dst.planes[k] = to[k]->data();
-            dst.pitches[k] = static_cast<int32_t>(rowBytes + 5);
-            expected.push_back(to[k]->content());
-            for (long y = 0; y < rows; ++y)
-                std::memcpy(expected[k].data() + y * (rowBytes + 5),
-                            src.planes[k] + y * src.pitches[k], static_cast<size_t>(rowBytes));
+            src.planes[k] = from[k] + 64;
+            dst.planes[k] = to[k];
+            for (long y = 0; y < sizes.planes[k].second; ++y)
+                std::memcpy(expected[k] + 20 * y, src.planes[k] - 16 * y,
+                            static_cast<size_t>(sizes.planes[k].first));
         }
         // A plane that is missing is found before the first one is written.
         for (size_t k = 0; k < sizes.planes.size(); ++k) {
             Image lacking = src;
             lacking.planes[k] = nullptr;
             EXPECT_EQ(CopyImageData(&dst, &lacking), ERR_INVALID_PARAM);
-            EXPECT_EQ(to[0]->content()[0], 0xA5);
             lacking = dst;
             lacking.planes[k] = nullptr;
             EXPECT_EQ(CopyImageData(&lacking, &src), ERR_INVALID_PARAM);
+            EXPECT_EQ(to[0][0], 0xA5);
         }
         EXPECT_EQ(CopyImageData(&dst, &src), ERR_NONE);
-        for (size_t k = 0; k < sizes.planes.size(); ++k)
-            EXPECT_TRUE(to[k]->content() == expected[k]) << k;
+        EXPECT_EQ(std::memcmp(to, expected, sizeof to), 0);
     }
 }
 
 TEST(CopyImage, RefusesImagesThatDoNotMatch) {
-    Image src{};
-    src.format = 0x601;
-    src.width = 4;
-    src.height = 4;
-    for (const auto change : {+[](Image& i) { i.format = 0x603; }, +[](Image& i) { i.width = 5; },
-                              +[](Image& i) { i.height = 5; }}) {
-        Image dst = src;
-        change(dst);
+    Image src{0x601, 4, 4, {}, {}};
+    for (Image dst :
+         {Image{0x603, 4, 4, {}, {}}, Image{0x601, 5, 4, {}, {}}, Image{0x601, 4, 5, {}, {}}})
         EXPECT_EQ(CopyImageData(&dst, &src), ERR_INVALID_PARAM);
-    }
     EXPECT_EQ(CopyImageData(nullptr, &src), ERR_INVALID_PARAM);
     EXPECT_EQ(CopyImageData(&src, nullptr), ERR_INVALID_PARAM);
-    Image packed = src;
-    packed.format = 0x201;
-    Image other = packed;
-    EXPECT_EQ(CopyImageData(&other, &packed), ERR_UNSUPPORTED);
-}
-
-Image lumaImage(int32_t width, int32_t height, int32_t pitch, std::vector<unsigned char>& plane) {
-    Image image{};
-    image.format = 0x802;
-    image.width = width;
-    image.height = height;
-    image.pitches[0] = pitch;
-    image.planes[0] = plane.data();
-    return image;
+    src.format = 0x201;
+    EXPECT_EQ(CopyImageData(&src, &src), ERR_UNSUPPORTED);
 }
 
 TEST(ImageResize, CopiesOneLayoutInOneBlockAndResizesTheRest) {
-    std::vector<unsigned char> from(64), to(64, 9);
-    for (size_t i = 0; i < from.size(); ++i)
+    unsigned char from[32], to[33];
+    for (int i = 0; i < 32; ++i)
         from[i] = static_cast<unsigned char>(3 * i);
-    const Image src = lumaImage(6, 4, 8, from);
-    Image dst = lumaImage(6, 4, 8, to);
-    EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_NONE);
-    EXPECT_TRUE(std::equal(to.begin(), to.begin() + 32, from.begin())); // padding included
+    Image src{0x802, 6, 4, {from}, {8}};
+    Image dst{0x802, 6, 4, {to}, {8}};
+    const auto resize = [&](void* memHandle) {
+        std::memset(to, 9, sizeof to);
+        return imgResize(memHandle, &src, &dst);
+    };
+    EXPECT_EQ(resize(nullptr), ERR_NONE);
+    EXPECT_EQ(std::memcmp(to, from, 32), 0); // padding included
     EXPECT_EQ(to[32], 9);
 
     // Row by row when another pitch differs, and for bottom-up images.
-    to.assign(64, 9);
     dst.pitches[1] = 8;
-    EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_NONE);
-    EXPECT_TRUE(std::equal(to.begin(), to.begin() + 6, from.begin()));
+    EXPECT_EQ(resize(nullptr), ERR_NONE);
+    EXPECT_EQ(std::memcmp(to + 24, from + 24, 6), 0);
     EXPECT_EQ(to[6], 9);
-    to.assign(64, 9);
-    Image bottomUp = lumaImage(6, 4, -8, from);
-    bottomUp.planes[0] += 24;
-    Image flipped = lumaImage(6, 4, -8, to);
-    flipped.planes[0] += 24;
-    EXPECT_EQ(imgResize(nullptr, &bottomUp, &flipped), ERR_NONE);
-    EXPECT_TRUE(std::equal(to.begin(), to.begin() + 6, from.begin()));
+    src = {0x802, 6, 4, {from + 24}, {-8}};
+    dst = {0x802, 6, 4, {to + 24}, {-8}};
+    EXPECT_EQ(resize(nullptr), ERR_NONE);
+    EXPECT_EQ(std::memcmp(to, from, 6), 0);
     EXPECT_EQ(to[6], 9);
-    EXPECT_EQ(to[24 + 5], from[24 + 5]);
 
-    to.assign(64, 9);
-    Image half = lumaImage(3, 2, 8, to); // every second sample of every second row
-    std::vector<int64_t> memory(16);     // 32 + 8 + 16 * 3 + 4 * (3 + 2), rounded to 8
-    void* const arena = VantMemMgrCreate(memory.data(), 32 + 80);
-    EXPECT_EQ(imgResize(VantMemMgrCreate(memory.data(), 32 + 72), &src, &half), ERR_NO_MEMORY);
-    EXPECT_EQ(to, std::vector<unsigned char>(64, 9));
-    EXPECT_EQ(imgResize(VantMemMgrCreate(memory.data(), 32 + 80), &src, &half), ERR_NONE);
+    // Every second sample of every second row. The buffer: 8 + 16 * 3 + 4 * (3 + 2), rounded to 8.
+    src = {0x802, 6, 4, {from}, {8}};
+    dst = {0x802, 3, 2, {to}, {8}};
+    int64_t memory[14];
+    EXPECT_EQ(resize(VantMemMgrCreate(memory, 32 + 72)), ERR_NO_MEMORY);
+    EXPECT_EQ(to[0], 9);
+    void* const arena = VantMemMgrCreate(memory, 32 + 80);
+    EXPECT_EQ(resize(arena), ERR_NONE);
     EXPECT_EQ(GetMaxAllocMemSize(arena), 80);
-    EXPECT_EQ(to[0], from[0]);
-    EXPECT_EQ(to[2], from[4]);
-    EXPECT_EQ(to[3], 9);
-    EXPECT_EQ(to[8 + 1], from[2 * 8 + 2]);
+    const unsigned char expected[] = {from[0], from[2], from[4], 9, 9, 9, 9, 9, from[16], from[18]};
+    EXPECT_EQ(std::memcmp(to, expected, sizeof expected), 0);
 }
 
 TEST(ImageResize, RefusesImagesItCannotResize) {
-    std::vector<unsigned char> from(64), to(64);
-    const Image src = lumaImage(6, 4, 8, from);
-    for (const auto change :
-         {+[](Image& i) { i.planes[0] = nullptr; }, +[](Image& i) { i.format = 0x601; },
-          +[](Image& i) { i.width = 0; }, +[](Image& i) { i.height = -3; }}) {
-        Image dst = lumaImage(3, 2, 8, to);
-        change(dst);
+    unsigned char pixels[32] = {};
+    Image src{0x802, 6, 4, {pixels}, {8}};
+    for (Image dst : {Image{0x802, 3, 2, {}, {8}}, Image{0x601, 3, 2, {pixels}, {8}},
+                      Image{0x802, 0, 2, {pixels}, {8}}, Image{0x802, 3, -2, {pixels}, {8}}})
         EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_INVALID_PARAM);
-    }
-    Image packed = src;
-    packed.format = 0x801;
-    Image dst = packed;
-    EXPECT_EQ(imgResize(nullptr, &packed, &dst), ERR_INVALID_PARAM);
-    EXPECT_EQ(imgResize(nullptr, nullptr, &dst), ERR_INVALID_PARAM);
+    EXPECT_EQ(imgResize(nullptr, nullptr, &src), ERR_INVALID_PARAM);
     EXPECT_EQ(imgResize(nullptr, &src, nullptr), ERR_INVALID_PARAM);
+    src.format = 0x801;
+    EXPECT_EQ(imgResize(nullptr, &src, &src), ERR_INVALID_PARAM);
 }
 
 TEST(WorkingSize, KeepsTheRatioWithinTheLongestSide) {
-    struct Case {
-        long width, height, maxSide, outWidth, outHeight;
-        float scale;
-    };
-    for (const Case& c :
-         {Case{4000, 3000, 800, 800, 600, 0.2f}, Case{1920, 1080, 800, 800, 450, 800.0f / 1920},
-          Case{600, 1001, 800, 480, 800, 800.0f / 1001}, Case{799, 600, 800, 800, 600, 1.0f},
-          Case{0, 0, 800, 0, 0, 1.0f}}) {
-        long width = -1, height = -1;
+    const long cases[][4] = {{4000, 3000, 800, 600}, {1920, 1080, 800, 450}, {600, 1001, 480, 800},
+                             {799, 600, 800, 600},   {3, 801, 4, 800},       {0, 0, 0, 0}};
+    for (const auto& [width, height, smallWidth, smallHeight] : cases) {
+        long outWidth = -1, outHeight = -1;
         float scale = -1.0f;
-        CalSmallImgSize(c.width, c.height, &width, &height, &scale, c.maxSide);
-        EXPECT_EQ(width, c.outWidth);
-        EXPECT_EQ(height, c.outHeight);
-        EXPECT_EQ(scale, c.scale);
+        CalSmallImgSize(width, height, &outWidth, &outHeight, &scale, 800);
+        EXPECT_EQ(outWidth, smallWidth);
+        EXPECT_EQ(outHeight, smallHeight);
+        EXPECT_EQ(scale, std::max(width, height) > 800
+                             ? 800.0f / static_cast<float>(std::max(width, height))
+                             : 1.0f);
     }
 }
 

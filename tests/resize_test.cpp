@@ -11,7 +11,6 @@ namespace {
 struct Geometry {
     long srcWidth, srcHeight, channels, dstWidth, dstHeight;
 
-    bool operator==(const Geometry&) const = default;
     long bufferSize() const { return 8 + 16 * dstWidth * channels + 4 * (dstWidth + dstHeight); }
 };
 
@@ -120,9 +119,9 @@ void expectExact(const Geometry& g, std::mt19937& random) {
 
 TEST(Resize, EqualsItsDefinitionForRandomGeometries) {
     std::mt19937 random(1);
-    const auto side = [&](long most) { return 1 + static_cast<long>(random() % most); };
+    const auto side = [&](unsigned most) { return 1 + static_cast<long>(random() % most); };
     for (int round = 0; round < 3000; ++round) {
-        const long most = round % 50 == 0 ? 700 : round % 5 == 0 ? 90 : 12;
+        const unsigned most = round % 50 == 0 ? 700 : round % 5 == 0 ? 90 : 12;
         expectExact({side(most), side(most), 1 + round % 2, side(most), side(most)}, random);
         if (HasFatalFailure() || HasNonfatalFailure())
             return;
@@ -182,27 +181,24 @@ TEST(Resize, RefusesWhatItCannotPrepare) {
     void* const arena = VantMemMgrCreate(memory, sizeof memory);
     void* const held = VantMemAlloc(arena, 16);
     const long free = GetMaxAllocMemSize(arena);
+    const auto prepare = [&](const Geometry& g, void** buffer) {
+        return ImageResize_AllocMem_BL(arena, g.srcWidth, g.srcHeight, g.channels, g.dstWidth,
+                                       g.dstHeight, buffer);
+    };
     for (const Geometry& g :
          {Geometry{0, 4, 1, 4, 4}, Geometry{4, -1, 1, 4, 4}, Geometry{65536, 4, 1, 4, 4},
           Geometry{4, 65536, 1, 4, 4}, Geometry{4, 4, 0, 4, 4}, Geometry{4, 4, 1, 0, 4},
           Geometry{4, 4, 1, 4, -4}}) {
         void* buffer = held;
-        EXPECT_EQ(ImageResize_AllocMem_BL(arena, g.srcWidth, g.srcHeight, g.channels, g.dstWidth,
-                                          g.dstHeight, &buffer),
-                  ERR_INVALID_PARAM)
-            << describe(g);
+        EXPECT_EQ(prepare(g, &buffer), ERR_INVALID_PARAM) << describe(g);
         EXPECT_EQ(buffer, held);
         EXPECT_EQ(GetMaxAllocMemSize(arena), free);
     }
-    EXPECT_EQ(ImageResize_AllocMem_BL(arena, 4, 4, 1, 4, 4, nullptr), ERR_INVALID_PARAM);
+    EXPECT_EQ(prepare({4, 4, 1, 4, 4}, nullptr), ERR_INVALID_PARAM);
+    void* buffer = nullptr;
     for (const Geometry& g : {Geometry{4, 4, 1, INT64_MAX / 4, 4}, Geometry{4, 4, 1, 4, INT64_MAX},
-                              Geometry{4, 4, INT64_MAX / 2, 4, 4}}) {
-        void* buffer = nullptr;
-        EXPECT_EQ(ImageResize_AllocMem_BL(arena, g.srcWidth, g.srcHeight, g.channels, g.dstWidth,
-                                          g.dstHeight, &buffer),
-                  ERR_NO_MEMORY)
-            << describe(g);
-    }
+                              Geometry{4, 4, INT64_MAX / 2, 4, 4}})
+        EXPECT_EQ(prepare(g, &buffer), ERR_NO_MEMORY) << describe(g);
 }
 
 TEST(Resize, RefusesWhatItCannotResize) {

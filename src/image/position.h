@@ -17,7 +17,8 @@ struct Position {
 
 static_assert(sizeof(Position) == 4 && std::endian::native == std::endian::little);
 
-constexpr int64_t sourceSideLimit = 65536; // of the 16-bit index
+// Source sides below 2^16, for the sake of the index.
+inline bool isSourceSide(int64_t side) { return side > 0 && side <= UINT16_MAX; }
 
 // The position of a source coordinate of at least -0.5.
 inline Position positionOf(float coordinate) {

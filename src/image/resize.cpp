@@ -49,8 +49,6 @@ void copyRows(SourcePlane source, int64_t rowBytes, unsigned char* dst, int64_t 
         VantMemCpy(dst + y * dstPitch, source.bytes + y * source.pitch, rowBytes);
 }
 
-bool isSourceSide(int64_t side) { return side > 0 && side < sourceSideLimit; }
-
 } // namespace
 
 } // namespace kelvane

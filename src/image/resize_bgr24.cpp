@@ -64,8 +64,6 @@ bool hasChroma(const __tag_KIRO_OFFSCREEN& image, const ChromaLayout& layout) {
     return image.width > 1 && image.height >= layout.lumaRows;
 }
 
-bool isSourceSide(int32_t side) { return side > 0 && side < sourceSideLimit; }
-
 bool hasPlanes(const __tag_KIRO_OFFSCREEN& image) {
     if (image.planes[0] == nullptr)
         return false;
