@@ -18,16 +18,25 @@ TEST(ImageAlloc, LaysOutEveryFormatInExactlyItsBlock) {
          {std::tuple{0x601u, 48L, 40L, 4}, std::tuple{0x603u, 64L, 48L, 4},
           std::tuple{0x802u, 48L, 0L, 8}}) {
         int64_t memory[12];
-        const Image empty{0, 0, 0, {}, {7, 7, 7, 7}};
-        Image image = empty;
+        Image image, untouched, expected;
+        for (Image* record : {&image, &untouched, &expected}) {
+            std::memset(static_cast<void*>(record), 7, sizeof *record);
+            record->planes[0] = nullptr;
+        }
         void* arena = VantMemMgrCreate(memory, size + 24);
         EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_NO_MEMORY);
-        EXPECT_EQ(std::memcmp(&image, &empty, sizeof image), 0);
+        EXPECT_EQ(std::memcmp(&image, &untouched, sizeof image), 0);
 
         arena = VantMemMgrCreate(memory, size + 32);
         EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_NONE);
         auto* const block = static_cast<unsigned char*>(arena) + 16;
-        Image expected{format, 6, 4, {block, block + 32}, {8, chromaPitch, 7, 7}};
+        expected.format = format;
+        expected.width = 6;
+        expected.height = 4;
+        expected.planes[0] = block;
+        expected.planes[1] = block + 32;
+        expected.pitches[0] = 8;
+        expected.pitches[1] = chromaPitch;
         if (format != 0x802) {
             expected.planes[2] = block + third;
             expected.pitches[2] = chromaPitch;
@@ -36,8 +45,8 @@ TEST(ImageAlloc, LaysOutEveryFormatInExactlyItsBlock) {
         EXPECT_EQ(imgAlloc(arena, &image, 6, 4, format), ERR_INVALID_PARAM);
 
         imgFree(arena, &image);
-        const Image zero{};
-        EXPECT_EQ(std::memcmp(&image, &zero, sizeof image), 0);
+        const unsigned char zeros[sizeof(Image)] = {};
+        EXPECT_EQ(std::memcmp(&image, zeros, sizeof image), 0);
         EXPECT_EQ(GetMaxAllocMemSize(arena), size);
     }
     imgFree(nullptr, nullptr);

@@ -97,7 +97,7 @@ void imgFree(void* memHandle, __tag_KIRO_OFFSCREEN* image) {
     if (image == nullptr)
         return;
     VantMemFree(memHandle, image->planes[0]);
-    *image = {};
+    VantMemSet(image, 0, sizeof *image); // padding included, unlike an assignment
 }
 
 long CopyImageData(__tag_KIRO_OFFSCREEN* dst, const __tag_KIRO_OFFSCREEN* src) {
