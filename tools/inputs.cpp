@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <string_view>
 
@@ -16,7 +15,7 @@ constexpr std::array<std::string_view, 19> pictureExtensions = {
     ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic", ".heif",
     ".avif", ".bmp",  ".pgm", ".ppm",  ".pnm", ".pam",  ".jp2", ".j2k",  ".jxl"};
 
-char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool isPictureName(const fs::path& path) {
@@ -49,7 +48,7 @@ bool naturalLess(std::string_view a, std::string_view b) {
         } else {
             const char first = lower(a[i++]), second = lower(b[j++]);
             if (first != second)
-                return first < second;
+                return static_cast<unsigned char>(first) < static_cast<unsigned char>(second);
         }
     }
     if (i < a.size() || j < b.size())

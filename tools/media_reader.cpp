@@ -95,11 +95,10 @@ void MediaReader::openFormat() {
     AVIOContext* file = nullptr;
     check(avio_open(&file, ("file:" + path_).c_str(), AVIO_FLAG_READ));
     file_.reset(file);
-    if (avio_feof(file) != 0 || avio_size(file) == 0)
-        fail("the file is empty");
-
     uint8_t start[3] = {};
     const int count = avio_read(file, start, sizeof start);
+    if (count == 0 || count == AVERROR_EOF)
+        fail("the file is empty");
     check(count);
     const AVInputFormat* jpegFormat = nullptr;
     if (startsLikeJpeg({start, static_cast<size_t>(count)}))

@@ -52,31 +52,38 @@ int64_t frameNumber(const Measurement& measured, size_t i) {
     return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
 }
 
-// One line for all frames that share a peculiarity, such as a conversion.
-template <typename Predicate>
-std::string note(const Measurement& measured, const std::string& text, Predicate applies) {
-    const std::vector<MeasuredFrame>& frames = measured.frames;
-    const auto count = static_cast<size_t>(std::count_if(frames.begin(), frames.end(), applies));
-    if (count == 0)
-        return "";
-    const MeasuredFrame& first = *std::find_if(frames.begin(), frames.end(), applies);
-    std::string which = count == frames.size() && count > 1 ? "all frames"
-                        : count > 1                         ? counted(count, "frame") + " from "
-                                                            : "";
-    if (which != "all frames")
-        which += longName(measured, first);
-    return "Note: " + which + ": " + text + " (" +
-           (text.starts_with("conv")
-                ? first.pixelFormat
-                : std::to_string(first.width) + " x " + std::to_string(first.height)) +
-           ").\n";
+// One line about `count` frames that share something, naming the first of them.
+std::string note(const Measurement& measured, size_t count, const MeasuredFrame& first,
+                 const std::string& text) {
+    std::string which = longName(measured, first);
+    if (count == measured.frames.size() && count > 1)
+        which = "all frames";
+    else if (count > 1)
+        which = counted(count, "frame") + " from " + which;
+    return "Note: " + which + ": " + text + ".\n";
 }
 
 std::string notes(const Measurement& measured) {
-    return note(measured, "converted to 8-bit 4:2:0 before measuring",
-                [](const MeasuredFrame& frame) { return frame.converted; }) +
-           note(measured, "measured without the last column or row of an odd size",
-                [](const MeasuredFrame& frame) { return frame.cropped; });
+    size_t converted = 0, cropped = 0;
+    const MeasuredFrame* firstConverted = nullptr;
+    const MeasuredFrame* firstCropped = nullptr;
+    for (const MeasuredFrame& frame : measured.frames) {
+        if (frame.converted && converted++ == 0)
+            firstConverted = &frame;
+        if (frame.cropped && cropped++ == 0)
+            firstCropped = &frame;
+    }
+    std::string text;
+    if (converted > 0)
+        text +=
+            note(measured, converted, *firstConverted,
+                 "converted to 8-bit 4:2:0 before measuring (" + firstConverted->pixelFormat + ")");
+    if (cropped > 0)
+        text += note(measured, cropped, *firstCropped,
+                     "measured without the last column or row of an odd size (" +
+                         std::to_string(firstCropped->width) + " x " +
+                         std::to_string(firstCropped->height) + ")");
+    return text;
 }
 
 std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {

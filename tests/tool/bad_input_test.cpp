@@ -31,7 +31,7 @@ TEST_F(BadInputTest, TruncatedPicturesAreRefused) {
     for (const auto& [name, bytes] : pictures) {
         write(name, bytes);
         ASSERT_EQ(runTool({"blur", path(name)}).status, 0) << name;
-        for (const size_t percent : {1, 10, 25, 50, 75, 90, 99}) {
+        for (const size_t percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u}) {
             SCOPED_TRACE(name + " cut at " + std::to_string(percent) + " %");
             write(name, bytes.substr(0, bytes.size() * percent / 100));
             expectRefused(runTool({"blur", path(name)}), name);
