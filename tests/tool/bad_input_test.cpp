@@ -39,6 +39,18 @@ TEST_F(BadInputTest, TruncatedPicturesAreRefused) {
     }
 }
 
+TEST_F(BadInputTest, DamagedPicturesAreRefused) {
+    const Grey scene = makeScene(160, 120);
+    std::string png = encodePicture(scene, AV_CODEC_ID_PNG, AV_PIX_FMT_RGB24);
+    png[png.size() / 2] = static_cast<char>(png[png.size() / 2] ^ 1);
+    write("a.png", png);
+    expectRefused(runTool({"blur", path("a.png")}), "a.png");
+    // Half of the coded data is missing, but there is an end.
+    const std::string jpeg = encodePicture(scene, AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P);
+    write("a.jpg", jpeg.substr(0, jpeg.size() / 2).append("\xFF\xD9"));
+    expectRefused(runTool({"blur", path("a.jpg")}), "a.jpg");
+}
+
 // Cameras append a preview or a film to a JPEG; without the last marker the picture itself is cut.
 TEST_F(BadInputTest, JpegEndsAtItsMarker) {
     const std::string jpeg =

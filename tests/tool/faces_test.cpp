@@ -14,41 +14,46 @@ protected:
             write(name, toPgm(boxBlur(makeScene(161, 120), radius++)));
     }
 
-    RunResult pick(const std::string& faces) {
+    RunResult pick(const std::string& faces,
+                   const std::vector<std::string>& names = {"f0.pgm", "f1.pgm", "f2.pgm"}) {
         write("faces.txt", faces);
-        return runTool({"pick", path("f0.pgm"), path("f1.pgm"), path("f2.pgm"), "--json", "--faces",
-                        path("faces.txt")});
+        std::vector<std::string> words = {"pick", "--json", "--faces", path("faces.txt")};
+        for (const std::string& name : names)
+            words.push_back(path(name));
+        return runTool(words);
     }
 
-    // The burst with one face in each frame.
-    Json pickFaces(const std::vector<Json>& details) {
+    // The best of three equal frames, each with the same face but for what is told here.
+    int bestOfEqual(const std::vector<Json>& details) {
         Json file;
         for (Json face : details) {
-            face["rect"] = {10, 10, 60, 80};
+            face["rect"] = {160, 10, 161, 80}; // in the column that is not measured
             file["frames"].push_back({{"faces", {face}}});
         }
-        const RunResult result = pick(file.dump());
+        const RunResult result = pick(file.dump(), {"f0.pgm", "f0.pgm", "f0.pgm"});
         EXPECT_EQ(result.status, 0) << result.err;
-        return result.json();
+        return result.status == 0 ? result.json()["best"].get<int>() : -1;
     }
 };
 
-TEST_F(FacesTest, ChangeWhichFrameIsBest) {
-    EXPECT_EQ(pickFaces({Json::object(), Json::object(), Json::object()})["best"], 0);
-    EXPECT_EQ(
-        pickFaces({{{"eyes_open", false}}, {{"eyes_open", true}}, {{"eyes_open", false}}})["best"],
-        1);
-    // Ten smiling faces outweigh any difference in sharpness.
-    Json smiling = Json::array();
-    for (int i = 0; i < 10; ++i)
-        smiling.push_back({{"rect", {0, 0, 161, 120}}, {"smile", 80}, {"eyes_open", true}});
-    const Json none = {{"faces", Json::array()}};
-    const Json file = {{"frames", {none, none, {{"faces", smiling}}}}};
-    EXPECT_EQ(pick(file.dump()).json()["best"], 2);
-    Json coded = file;
-    for (Json& face : coded["frames"][2]["faces"])
-        face = {{"rect", {160, 0, 161, 120}}, {"code", 13}};
-    EXPECT_EQ(pick(coded.dump()).json()["best"], 0);
+TEST_F(FacesTest, EachStateCounts) {
+    const Json unknown = Json::object();
+    EXPECT_EQ(bestOfEqual({unknown, unknown, unknown}), 0);
+    EXPECT_EQ(bestOfEqual({{{"eyes_open", false}}, unknown, unknown}), 1);
+    EXPECT_EQ(bestOfEqual({unknown, unknown, {{"eyes_open", true}}}), 2);
+    EXPECT_EQ(bestOfEqual({{{"smile", 0}}, {{"smile", 30}}, {{"smile", 0}}}), 1);
+    EXPECT_EQ(bestOfEqual({{{"smile", 30}}, unknown, {{"smile", 80}}}), 2);
+    EXPECT_EQ(bestOfEqual({{{"code", 13}}, {{"code", 12}}, unknown}), 1);
+}
+
+TEST_F(FacesTest, ClosedEyesLoseToBlurAndManySmilesBeatSharpness) {
+    const std::string closed = R"({"frames":[{"faces":[{"rect":[0,0,9,9],"eyes_open":false}]},
+                                             {"faces":[]},{"faces":[]}]})";
+    EXPECT_EQ(pick(closed).json()["best"], 1);
+    Json smiling = {{"frames", {{{"faces", Json::array()}}, {{"faces", Json::array()}}}}};
+    const Json face = {{"rect", {0, 0, 161, 120}}, {"smile", 80}, {"eyes_open", true}};
+    smiling["frames"].push_back({{"faces", std::vector<Json>(10, face)}});
+    EXPECT_EQ(pick(smiling.dump()).json()["best"], 2);
 }
 
 TEST_F(FacesTest, MalformedFilesAreRefused) {

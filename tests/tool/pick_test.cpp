@@ -99,6 +99,12 @@ TEST_F(PickTest, TakesEveryNthFileUpToALimit) {
     EXPECT_EQ(runTool({"blur", folder, "--every", "2", "--json"}).json()["frames"].size(), 2u);
 }
 
+TEST_F(PickTest, PrintsJsonForAnyFileName) {
+    write("img\xFF.pgm", toPgm(frames[0]));
+    const Json json = runTool({"blur", folder, "--json"}).json();
+    EXPECT_EQ(json["frames"].back()["name"], "img\uFFFD.pgm");
+}
+
 TEST_F(PickTest, BlurListsTheSharpestFirst) {
     const RunResult result = runTool({"blur", path("img1.pgm"), path("img3.pgm")});
     EXPECT_EQ(result.status, 0);
