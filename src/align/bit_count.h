@@ -1,22 +1,30 @@
-// Population counts.
+// Population counts, shaped so that compilers count in vectors.
 #pragma once
 
-#include <bit>
 #include <cstdint>
 
 namespace kelvane {
 
-// Where the machine has no instruction for it, the counts of ever wider fields are added in
-// parallel, inline: a call per word would stop the compiler from counting in vectors.
-inline int64_t countBits(uint64_t word) {
-#if defined(__POPCNT__) || defined(__aarch64__)
-    return std::popcount(word);
-#else
-    word -= word >> 1 & 0x5555555555555555;
-    word = (word & 0x3333333333333333) + (word >> 2 & 0x3333333333333333);
-    word = (word + (word >> 4)) & 0x0F0F0F0F0F0F0F0F;
-    return static_cast<int64_t>(word * 0x0101010101010101 >> 56);
-#endif
+// The count of each byte in that byte: the counts of ever wider fields are added in parallel.
+template <typename Word>
+constexpr Word countsOfBytes(Word word) {
+    constexpr Word ones = static_cast<Word>(~Word{0});
+    word -= word >> 1 & ones / 3;
+    word = (word & ones / 5) + (word >> 2 & ones / 5);
+    return (word + (word >> 4)) & ones / 17;
+}
+
+// Each byte of a word holds the sum of so many counts without overflow.
+constexpr int64_t countsPerByte = 31;
+
+constexpr int64_t sumOfBytes(uint32_t counts) {
+    const uint32_t pairs = (counts & 0x00FF00FF) + (counts >> 8 & 0x00FF00FF);
+    return (pairs & 0xFFFF) + (pairs >> 16);
+}
+
+constexpr int64_t sumOfBytes(uint64_t counts) {
+    return sumOfBytes(static_cast<uint32_t>(counts)) +
+           sumOfBytes(static_cast<uint32_t>(counts >> 32));
 }
 
 } // namespace kelvane

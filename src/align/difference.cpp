@@ -27,12 +27,17 @@ uint32_t shiftedWord(const unsigned char* words, unsigned shift) {
 int64_t countRow(const unsigned char* a, const unsigned char* b, unsigned shift, int64_t bits) {
     const int64_t words = bits >> 5;
     int64_t count = 0;
-    for (int64_t i = 0; i < words; ++i)
-        count += countBits(load<uint32_t>(a + 4 * i) ^ shiftedWord(b + 4 * i, shift));
+    for (int64_t start = 0; start < words; start += countsPerByte) {
+        const int64_t end = std::min(words, start + countsPerByte);
+        uint32_t counts = 0;
+        for (int64_t i = start; i < end; ++i)
+            counts += countsOfBytes(load<uint32_t>(a + 4 * i) ^ shiftedWord(b + 4 * i, shift));
+        count += sumOfBytes(counts);
+    }
     if (const int64_t rest = bits % 32; rest != 0) {
         const uint32_t differing =
             load<uint32_t>(a + 4 * words) ^ shiftedWord(b + 4 * words, shift);
-        count += countBits(uint32_t{differing << (32 - rest)});
+        count += sumOfBytes(countsOfBytes(uint32_t{differing << (32 - rest)}));
     }
     return count;
 }
@@ -56,19 +61,22 @@ int64_t countArea(const unsigned char* planeA, const unsigned char* planeB, int6
 void countRowOfThree(const unsigned char* a, const unsigned char* b, unsigned shift, int64_t words,
                      int64_t counts[3]) {
     constexpr uint32_t interior = 0x7FFFFFFE;
-    int64_t right = 0;
-    int64_t same = 0;
-    int64_t left = 0;
-    for (int64_t i = 0; i < words; ++i) {
-        const uint32_t wordA = load<uint32_t>(a + 4 * i) & interior;
-        const uint32_t wordB = shiftedWord(b + 4 * i, shift);
-        right += countBits(wordA ^ (wordB & ~3u) >> 1);
-        same += countBits(wordA ^ (wordB & interior));
-        left += countBits(wordA ^ (wordB & 0x3FFFFFFF) << 1);
+    for (int64_t start = 0; start < words; start += countsPerByte) {
+        const int64_t end = std::min(words, start + countsPerByte);
+        uint32_t right = 0;
+        uint32_t same = 0;
+        uint32_t left = 0;
+        for (int64_t i = start; i < end; ++i) {
+            const uint32_t wordA = load<uint32_t>(a + 4 * i) & interior;
+            const uint32_t wordB = shiftedWord(b + 4 * i, shift);
+            right += countsOfBytes(wordA ^ (wordB & ~3u) >> 1);
+            same += countsOfBytes(wordA ^ (wordB & interior));
+            left += countsOfBytes(wordA ^ (wordB & 0x3FFFFFFF) << 1);
+        }
+        counts[0] += sumOfBytes(right);
+        counts[1] += sumOfBytes(same);
+        counts[2] += sumOfBytes(left);
     }
-    counts[0] += right;
-    counts[1] += same;
-    counts[2] += left;
 }
 
 void countThree(const unsigned char* planeA, const unsigned char* planeB, long* sums,
@@ -88,33 +96,67 @@ void countThree(const unsigned char* planeA, const unsigned char* planeB, long* 
     std::copy_n(counts, 3, sums);
 }
 
+constexpr int64_t patchesPerSide = 4;
+
+// Eight columns of bytes of one patch row of a level, all four patches side by side.
+struct PatchColumns {
+    int64_t first; // byte in the row
+    int64_t count; // 1..8
+    uint64_t counted;
+};
+
 // Up to eight bytes as a word, without reading more.
 uint64_t loadBytes(const unsigned char* bytes, int64_t count) {
     if (count == 8)
         return load<uint64_t>(bytes);
     uint64_t word = 0;
-    VantMemCpy(&word, bytes, count);
+    for (int64_t i = 0; i < count; ++i)
+        word |= uint64_t{bytes[i]} << (8 * i);
     return word;
 }
 
-// Disagreement of one patch row of `bytes` bytes; its first and last bit, whose neighbours belong
-// to other patches, do not count.
-int64_t countPatchRow(const unsigned char* ref, const unsigned char* work, int64_t bytes,
-                      int64_t cx) {
+// Which bits of the columns count: those of patches valid in both levels, without the outermost
+// bits of each patch, whose neighbours belong to others.
+uint64_t countedBits(const PatchColumns& columns, int64_t patchBytes, const bool valid[]) {
+    uint64_t bits = 0;
+    for (int64_t i = 0; i < columns.count; ++i) {
+        const int64_t patch = (columns.first + i) / patchBytes;
+        const int64_t inPatch = (columns.first + i) % patchBytes;
+        uint64_t byte = valid[patch] ? 0xFF : 0;
+        if (inPatch == 0)
+            byte &= 0xFE;
+        if (inPatch == patchBytes - 1)
+            byte &= 0x7F;
+        bits |= byte << (8 * i);
+    }
+    return bits;
+}
+
+// The working bits that stand against the reference bits after a move by `cx`. What comes in from
+// outside the row falls on bits that do not count.
+uint64_t movedBits(const unsigned char* row, const PatchColumns& columns, int64_t cx) {
+    const unsigned char* const bytes = row + columns.first;
+    const uint64_t word = loadBytes(bytes, columns.count);
+    if (cx < 0)
+        return word >> 1 | uint64_t{bytes[columns.count]} << (8 * columns.count - 1);
+    if (cx > 0)
+        return word << 1 | (columns.first > 0 ? bytes[-1] >> 7 : 0);
+    return word;
+}
+
+// Disagreement of `rows` rows in some columns.
+int64_t countPatchColumns(const unsigned char* ref, const unsigned char* work, int64_t rows,
+                          int64_t rowBytes, const PatchColumns& columns, int64_t cx) {
     int64_t count = 0;
-    for (int64_t x = 0; x < bytes; x += 8) {
-        const int64_t length = std::min<int64_t>(8, bytes - x);
-        uint64_t moved = loadBytes(work + x, length);
-        if (cx < 0)
-            moved = moved >> 1 | uint64_t{work[x + length]} << (8 * length - 1);
-        else if (cx > 0)
-            moved = moved << 1 | (x > 0 ? work[x - 1] >> 7 : 0);
-        uint64_t counted = length == 8 ? ~uint64_t{0} : (uint64_t{1} << 8 * length) - 1;
-        if (x == 0)
-            counted &= ~uint64_t{1};
-        if (x + length == bytes)
-            counted &= ~(uint64_t{1} << (8 * length - 1));
-        count += countBits((loadBytes(ref + x, length) ^ moved) & counted);
+    for (int64_t start = 0; start < rows; start += countsPerByte) {
+        const int64_t end = std::min(rows, start + countsPerByte);
+        uint64_t counts = 0;
+        for (int64_t i = start; i < end; ++i) {
+            const uint64_t refBits = loadBytes(ref + i * rowBytes + columns.first, columns.count);
+            const uint64_t workBits = movedBits(work + i * rowBytes, columns, cx);
+            counts += countsOfBytes((refBits ^ workBits) & columns.counted);
+        }
+        count += sumOfBytes(counts);
     }
     return count;
 }
@@ -166,20 +208,27 @@ void BitmapOperationline2_BF(unsigned char* a, unsigned char* b, long* sums, lon
 long InterBitmapOperation2(unsigned char* refData, unsigned char* workData, unsigned char* refValid,
                            unsigned char* workValid, long widthBits, long rows, long rowBytes,
                            long cx, long cy) {
-    constexpr int64_t patchesPerRow = 4;
     const int64_t patchBytes = widthBits / 32;
-    const int64_t patchRows = rows / 4;
+    const int64_t patchRows = rows / patchesPerSide;
     if (cx < -1 || cx > 1 || cy < -1 || cy > 1)
         return 0;
     int64_t count = 0;
-    for (int64_t patch = 0; patch < 16; ++patch) {
-        if (refValid[patch] != 1 || workValid[patch] != 1)
-            continue;
-        const int64_t top = patch / patchesPerRow * patchRows;
-        const int64_t left = patch % patchesPerRow * patchBytes;
-        for (int64_t i = 1; i < patchRows - 1; ++i)
-            count += countPatchRow(refData + (top + i) * rowBytes + left,
-                                   workData + (top + i - cy) * rowBytes + left, patchBytes, cx);
+    for (int64_t r = 0; r < patchesPerSide; ++r) {
+        bool valid[patchesPerSide];
+        for (int64_t c = 0; c < patchesPerSide; ++c) {
+            const int64_t patch = r * patchesPerSide + c;
+            valid[c] = refValid[patch] == 1 && workValid[patch] == 1;
+        }
+        // The first and last row of each patch lack a neighbour in it.
+        const int64_t first = r * patchRows + 1;
+        for (int64_t x = 0; x < patchesPerSide * patchBytes; x += 8) {
+            PatchColumns columns = {x, std::min<int64_t>(8, patchesPerSide * patchBytes - x), 0};
+            columns.counted = countedBits(columns, patchBytes, valid);
+            if (columns.counted != 0)
+                count += countPatchColumns(refData + first * rowBytes,
+                                           workData + (first - cy) * rowBytes, patchRows - 2,
+                                           rowBytes, columns, cx);
+        }
     }
     return count;
 }

@@ -42,18 +42,17 @@ void fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
     }
 }
 
+// Without branches, so that rows are classified in vectors.
 unsigned char classOf(unsigned char difference) {
-    if (difference < 100)
-        return darker;
-    return difference > 150 ? brighter : unchanged;
+    constexpr unsigned char aboveDarker = unchanged - darker;
+    constexpr unsigned char aboveUnchanged = brighter - unchanged;
+    return static_cast<unsigned char>(darker + (difference >= 100 ? aboveDarker : 0) +
+                                      (difference > 150 ? aboveUnchanged : 0));
 }
 
-void classify(_tag_ROI_CONTEXT& roi) {
-    for (int64_t y = 0; y < roi.height; ++y) {
-        unsigned char* const row = roi.mask + y * roi.maskPitch();
-        for (int64_t x = 0; x < roi.width; ++x)
-            row[x] = classOf(row[x]);
-    }
+void classifyRow(unsigned char* row, int64_t count) {
+    for (int64_t x = 0; x < count; ++x)
+        row[x] = classOf(row[x]);
 }
 
 long cleanMask(_tag_ROI_CONTEXT& roi) {
@@ -63,7 +62,8 @@ long cleanMask(_tag_ROI_CONTEXT& roi) {
                                  shorter >> 7);
     if (code != ERR_NONE)
         return code;
-    classify(roi);
+    for (int64_t y = 0; y < roi.height; ++y)
+        classifyRow(roi.mask + y * pitch, roi.width);
     const int64_t radius = shorter / 100;
     code = sbrOpen(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 1, roi.mask, radius);
     if (code != ERR_NONE)
