@@ -1,6 +1,8 @@
 #pragma once
 
 #include "kelvane/kelvane.h"
+#include "luma_image.h"
+#include "moving_objects.h"
 
 #include <cstdint>
 #include <span>
@@ -21,9 +23,13 @@ public:
 
     _tag_DRAV_BLURRESULT measure(const __tag_KIRO_OFFSCREEN& image);
 
-    // Ranks frames that were measured before; `record` is a pre-processing record.
+    // For the next ranking, which then needs the frames' luma.
+    void setMovingObjects(MovingObjects& objects, int32_t width, int32_t height);
+
+    // Ranks frames that were measured before; `record` is a pre-processing record. `lumas` holds a
+    // picture for each frame, or none when no moving objects were set.
     Ranking rank(std::span<_tag_DRAV_BLURRESULT> blurs, std::span<unsigned char> record,
-                 int64_t keep);
+                 int64_t keep, std::span<LumaImage> lumas = {});
 
 private:
     _tag_DRAV_ENGINE* engine_ = nullptr;

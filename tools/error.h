@@ -20,3 +20,15 @@ private:
 class BadPicture : public InputError {
     using InputError::InputError;
 };
+
+// Output that could not be written although its place is a sound one: a full disk, for example.
+class WriteError : public std::runtime_error {
+public:
+    WriteError(std::string name, const std::string& reason)
+        : std::runtime_error(reason), name_(std::move(name)) {}
+
+    const std::string& name() const { return name_; }
+
+private:
+    std::string name_;
+};

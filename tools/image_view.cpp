@@ -48,13 +48,13 @@ Match matchFormat(int format) {
     }
 }
 
+} // namespace
+
 bool isFullRange(const AVFrame& frame) {
     const AVPixFmtDescriptor* const format = descriptor(frame);
     return frame.color_range == AVCOL_RANGE_JPEG || format->nb_components < 3 ||
            hasFlag(format, AV_PIX_FMT_FLAG_RGB) || hasFlag(format, AV_PIX_FMT_FLAG_PAL);
 }
-
-} // namespace
 
 const AVFrame& ImageViewer::convert(const AVFrame& frame, const std::string& name) {
     const auto format = static_cast<AVPixelFormat>(frame.format);

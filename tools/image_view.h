@@ -13,6 +13,9 @@ extern "C" {
 
 #include "media_reader.h"
 
+// Whether the luma of a frame uses all values from 0 to 255, or would after a conversion.
+bool isFullRange(const AVFrame& frame);
+
 struct ImageView {
     __tag_KIRO_OFFSCREEN image;
     bool converted; // into memory of the viewer, valid until its next call

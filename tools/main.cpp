@@ -24,6 +24,11 @@ Output run(const Options& options, PhaseTimes& times) {
     switch (options.command) {
     case Command::pick: return runPick(options, times);
     case Command::blur: return runBlur(options, times);
+    case Command::resize: return runResize(options, times);
+    case Command::smooth: return runSmooth(options, times);
+    case Command::morph: return runMorph(options, times);
+    case Command::align: return runAlign(options, times);
+    case Command::changes: return runChanges(options, times);
     case Command::version: return runVersion();
     }
     return {};
@@ -46,6 +51,8 @@ int runTool(int argc, char** argv) {
     if (!parseOptions(argc, argv, options))
         return 0;
     const Output output = run(options, times);
+    if (output.file)
+        writeOutputFile(*output.file);
     for (const Skipped& skipped : output.skipped)
         complain(skipped.name, "skipped: " + skipped.reason);
     if (std::fwrite(output.text.data(), 1, output.text.size(), stdout) != output.text.size() ||
@@ -67,6 +74,9 @@ int main(int argc, char** argv) {
     } catch (const InputError& error) {
         complain(error.name(), error.what());
         return badInput;
+    } catch (const WriteError& error) {
+        complain(error.name(), error.what());
+        return failure;
     } catch (const std::bad_alloc&) {
         complain("memory", "not enough for this input");
         return failure;

@@ -3,6 +3,7 @@
 #include "error.h"
 #include "frame_source.h"
 #include "image_view.h"
+#include "text.h"
 
 #include <algorithm>
 #include <numeric>
@@ -12,10 +13,6 @@ extern "C" {
 }
 
 namespace {
-
-std::string sizeText(int width, int height) {
-    return std::to_string(width) + " x " + std::to_string(height);
-}
 
 void checkSize(const SourceFrame& frame, const MeasuredFrame& first) {
     const AVFrame& pixels = *frame.pixels;
@@ -40,7 +37,8 @@ void sortByScore(Measurement& measured) {
 
 } // namespace
 
-Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, PhaseTimes& times) {
+Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, PhaseTimes& times,
+                          LumaStore* store) {
     Measurement measured;
     ImageViewer viewer;
     ReadSummary summary = readFrames(options, times, [&](const SourceFrame& frame) {
@@ -59,6 +57,8 @@ Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, P
                                    .converted = view.converted,
                                    .cropped = view.cropped,
                                    .blur = engine.measure(view.image)});
+        if (store != nullptr)
+            store->add(view.image, frame.path);
     });
     measured.isVideo = summary.isVideo;
     measured.skipped = std::move(summary.skipped);

@@ -2,6 +2,7 @@
 
 #include "engine.h"
 #include "inputs.h"
+#include "luma_store.h"
 #include "options.h"
 #include "phase_times.h"
 
@@ -33,4 +34,6 @@ struct Measurement {
 
 enum class Sizes { any, equal };
 
-Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, PhaseTimes& times);
+// Measures the frames of the inputs; their luma goes to `store` unless that is null.
+Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, PhaseTimes& times,
+                          LumaStore* store = nullptr);

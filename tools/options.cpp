@@ -4,11 +4,24 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <charconv>
 #include <iostream>
+#include <map>
 
 namespace {
 
 const CLI::Range positive(int64_t{1}, int64_t{INT32_MAX});
+
+// The library's box filter has no reciprocal for windows beyond 2^23 pixels: 2895 x 2895 is the
+// largest square below.
+const CLI::Range kernelSizes(int64_t{1}, int64_t{2895});
+const CLI::Range radii(int64_t{1}, int64_t{1000});
+constexpr int64_t largestSide = 16000; // above it FFmpeg has no picture
+
+void addTiming(CLI::App& command, Options& options) {
+    command.add_flag("--timing", options.timing, "Print to stderr where the time went");
+}
 
 void addFrameOptions(CLI::App& command, Options& options) {
     command
@@ -22,7 +35,87 @@ void addFrameOptions(CLI::App& command, Options& options) {
         ->type_name("N");
     command.add_flag("--json", options.json, "Print JSON instead of a table");
     command.add_flag("--skip-bad", options.skipBad, "Leave out what cannot be decoded");
-    command.add_flag("--timing", options.timing, "Print to stderr where the time went");
+    addTiming(command, options);
+}
+
+void addPictureOptions(CLI::App& command, Options& options) {
+    command.add_option("IN", options.first, "A picture")->required();
+    command.add_option("OUT", options.output, "The PNG file to write")->required();
+    command.add_flag("--force", options.force, "Replace OUT when it exists");
+    addTiming(command, options);
+}
+
+void addPairOptions(CLI::App& command, Options& options) {
+    command.add_option("A", options.first, "A picture, the reference")->required();
+    command.add_option("B", options.second, "Another one of the same size")->required();
+    command.add_flag("--json", options.json, "Print JSON instead of text");
+    addTiming(command, options);
+}
+
+// "640x480"; anything else is refused.
+OutputSize parseSize(const std::string& text) {
+    OutputSize size = {};
+    const char* const end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    const bool split = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+    const auto height = std::from_chars(split ? width.ptr + 1 : end, end, size.height);
+    if (height.ec != std::errc() || height.ptr != end)
+        throw CLI::ValidationError("--size", "must be like 640x480, not " + text);
+    if (std::min(size.width, size.height) < 1 || std::max(size.width, size.height) > largestSide)
+        throw CLI::ValidationError("--size", "sides must be 1 to 16000, not " + text);
+    return size;
+}
+
+void addPictureCommands(CLI::App& app, Options& options) {
+    CLI::App& resize = *app.add_subcommand("resize", "Resize a picture bilinearly");
+    addPictureOptions(resize, options);
+    resize
+        .add_option_function<std::string>(
+            "--size", [&](const std::string& text) { options.outputSize = parseSize(text); },
+            "The new size, such as 640x480")
+        ->required()
+        ->type_name("WxH");
+
+    CLI::App& smooth =
+        *app.add_subcommand("smooth", "Smooth the luma of a picture, about like a Gaussian");
+    addPictureOptions(smooth, options);
+    smooth.add_option("--size", options.kernel, "Size of the kernel in pixels")
+        ->required()
+        ->check(kernelSizes)
+        ->type_name("N");
+
+    static const std::map<std::string, Morphology> operations = {{"erode", Morphology::erode},
+                                                                 {"dilate", Morphology::dilate},
+                                                                 {"open", Morphology::open},
+                                                                 {"close", Morphology::close}};
+    CLI::App& morph = *app.add_subcommand("morph", "Erode or dilate the luma of a picture");
+    addPictureOptions(morph, options);
+    morph.add_option("--op", options.operation, "erode, dilate, open or close")
+        ->required()
+        ->transform(CLI::Transformer(operations).description(""))
+        ->type_name("OP");
+    morph.add_option("--radius", options.radius, "Radius of the rectangle in pixels")
+        ->required()
+        ->check(radii)
+        ->type_name("R");
+}
+
+void addPairCommands(CLI::App& app, Options& options) {
+    CLI::App& align = *app.add_subcommand("align", "Find the shift between two pictures");
+    addPairOptions(align, options);
+    CLI::App& changes = *app.add_subcommand("changes", "Find where two pictures differ");
+    addPairOptions(changes, options);
+    changes.add_option("--overlay", options.output, "Draw what changed into A and write that PNG")
+        ->type_name("OUT");
+    changes.add_flag("--force", options.force, "Replace OUT when it exists");
+}
+
+Command commandOf(const CLI::App& app) {
+    static const std::map<std::string, Command> commands = {
+        {"pick", Command::pick},       {"blur", Command::blur},      {"resize", Command::resize},
+        {"smooth", Command::smooth},   {"morph", Command::morph},    {"align", Command::align},
+        {"changes", Command::changes}, {"version", Command::version}};
+    return commands.at(app.get_subcommands().front()->get_name());
 }
 
 // "--keep: Value 0 not in range" names the option first; other complaints name nothing.
@@ -37,7 +130,9 @@ InputError argumentError(const std::string& what) {
 } // namespace
 
 bool parseOptions(int argc, char** argv, Options& options) {
-    CLI::App app("Finds the best frames of a burst and scores pictures by sharpness", "kelvane");
+    CLI::App app("Finds the best frames of a burst, scores pictures by sharpness, and compares and "
+                 "filters them",
+                 "kelvane");
     app.require_subcommand(1);
 
     CLI::App& pick = *app.add_subcommand("pick", "Rank a burst: the best frame, and which to keep");
@@ -47,10 +142,14 @@ bool parseOptions(int argc, char** argv, Options& options) {
         ->type_name("K");
     pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
         ->type_name("FILE");
+    pick.add_flag("--moving", options.moving,
+                  "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
 
     CLI::App& blur = *app.add_subcommand("blur", "Score pictures, the sharpest first");
     addFrameOptions(blur, options);
 
+    addPictureCommands(app, options);
+    addPairCommands(app, options);
     app.add_subcommand("version", "Print the versions of the library and of what it runs on");
 
     try {
@@ -61,9 +160,6 @@ bool parseOptions(int argc, char** argv, Options& options) {
     } catch (const CLI::ParseError& error) {
         throw argumentError(error.what());
     }
-    if (pick.parsed())
-        options.command = Command::pick;
-    else if (blur.parsed())
-        options.command = Command::blur;
+    options.command = commandOf(app);
     return true;
 }

@@ -4,15 +4,31 @@
 #include <string>
 #include <vector>
 
-enum class Command { pick, blur, version };
+enum class Command { pick, blur, resize, smooth, morph, align, changes, version };
+
+enum class Morphology { erode, dilate, open, close };
+
+struct OutputSize {
+    int32_t width;
+    int32_t height;
+};
 
 struct Options {
     Command command = Command::version;
     std::vector<std::string> inputs;
+    std::string first; // the picture, or the first of two
+    std::string second;
+    std::string output; // a PNG file; empty for none
+    bool force = false; // replace it
+    OutputSize outputSize = {};
+    int64_t kernel = 0;
+    Morphology operation = Morphology::erode;
+    int64_t radius = 0;
     int64_t keep = 1;
     int64_t every = 1;
     int64_t max = 0; // 0: no limit
     std::string facesFile;
+    bool moving = false;
     bool json = false;
     bool skipBad = false;
     bool timing = false;

@@ -1,21 +1,20 @@
 #include "report.h"
 
+#include "json_output.h"
 #include "text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>
 #include <span>
 #include <unistd.h>
 
-using Json = nlohmann::ordered_json;
+using Json = OrderedJson;
 
 namespace {
 
 using Row = std::vector<std::string>;
 
-std::string formatTable(const std::vector<Row>& rows, std::span<const bool> leftAligned,
+std::string formatTable(const std::vector<Row>& rows, std::span<const char> leftAligned,
                         size_t boldRow) {
     std::vector<size_t> widths(leftAligned.size());
     for (const Row& row : rows)
@@ -115,12 +114,6 @@ Json toJson(const Measurement& measured, const MeasuredFrame& frame, size_t inde
             {"blur", frame.blur.score}};
 }
 
-Json head(const char* command) {
-    _tag_VERSION_INFO version = {};
-    DRAV_GetVersion(&version);
-    return {{"schema", 1}, {"library", version.version}, {"command", command}};
-}
-
 Json skippedJson(const Measurement& measured) {
     Json skipped = Json::array();
     for (const Skipped& file : measured.skipped)
@@ -128,9 +121,31 @@ Json skippedJson(const Measurement& measured) {
     return skipped;
 }
 
-// File names need not be UTF-8; JSON has to be.
-std::string print(const Json& json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+std::string objectText(const MovingObject& object) {
+    const __tag_rect& rect = object.rect;
+    return object.found ? sizeText(rect.right - rect.left, rect.bottom - rect.top) + " at " +
+                              std::to_string(rect.left) + "," + std::to_string(rect.top)
+                        : "-";
+}
+
+std::string areaText(const MovingObject& object) {
+    return object.found ? std::to_string(object.area) : "-";
+}
+
+// What became of the search for moving objects, in one sentence.
+std::string movingSentence(const MovingObjects& moving) {
+    if (moving.found == 0)
+        return "Moving: nothing was found; ranked without.\n";
+    const std::string where = "Moving: an object in " + std::to_string(moving.found) + " of " +
+                              counted(moving.ofFrames.size(), "frame");
+    return where + (moving.used ? "; its sharpness, size and place count.\n"
+                                : ", too few to count; ranked without.\n");
+}
+
+Json objectJson(const MovingObject& object, bool used) {
+    if (!object.found)
+        return nullptr;
+    return {{"rect", toJson(object.rect)}, {"area", object.area}, {"used", used}};
 }
 
 bool isChosen(const Ranking& ranking, size_t i) {
@@ -140,39 +155,54 @@ bool isChosen(const Ranking& ranking, size_t i) {
 
 } // namespace
 
-std::string pickTable(const Measurement& measured, const Ranking& ranking) {
+std::string pickTable(const Measurement& measured, const Ranking& ranking,
+                      const MovingObjects* moving) {
     const auto best = static_cast<size_t>(ranking.best);
     std::vector<Row> rows = {
         {"frame", measured.isVideo ? "time" : "file", "blur score", "chosen", "best"}};
+    if (moving != nullptr)
+        rows[0].insert(rows[0].begin() + 3, {"moving object", "area"});
     for (size_t i = 0; i < measured.frames.size(); ++i) {
         const MeasuredFrame& frame = measured.frames[i];
         rows.push_back({std::to_string(frameNumber(measured, i)), placeText(measured, frame),
                         std::to_string(frame.blur.score), isChosen(ranking, i) ? "yes" : "",
                         i == best ? "best" : ""});
+        if (moving != nullptr)
+            rows.back().insert(rows.back().begin() + 3,
+                               {objectText(moving->ofFrames[i]), areaText(moving->ofFrames[i])});
     }
-    const bool left[] = {false, !measured.isVideo, false, true, true};
+    const bool file = !measured.isVideo;
+    const std::vector<char> left =
+        moving != nullptr ? std::vector<char>{false, file, false, true, false, true, true}
+                          : std::vector<char>{false, file, false, true, true};
     const size_t boldRow = isatty(STDOUT_FILENO) == 1 ? best + 1 : rows.size();
     const MeasuredFrame& winner = measured.frames[best];
     return formatTable(rows, left, boldRow) + notes(measured) +
+           (moving != nullptr ? movingSentence(*moving) : "") +
            "Best: " + longName(measured, winner) + ", " + comparedWithMedian(measured, winner) +
            "; kept " + std::to_string(ranking.chosen.size()) + " of " +
            std::to_string(measured.frames.size()) + ".\n";
 }
 
-std::string pickJson(const Measurement& measured, const Ranking& ranking) {
-    Json json = head("pick");
+std::string pickJson(const Measurement& measured, const Ranking& ranking,
+                     const MovingObjects* moving) {
+    Json json = jsonHead("pick");
     json["frames"] = Json::array();
     for (size_t i = 0; i < measured.frames.size(); ++i) {
         Json frame = toJson(measured, measured.frames[i], i);
         frame["chosen"] = isChosen(ranking, i);
         frame["best"] = static_cast<int64_t>(i) == ranking.best;
+        if (moving != nullptr)
+            frame["moving"] = objectJson(moving->ofFrames[i], moving->used);
         json["frames"].push_back(std::move(frame));
     }
+    if (moving != nullptr)
+        json["moving_used"] = moving->used;
     json["order"] = measured.order;
     json["chosen"] = ranking.chosen;
     json["best"] = ranking.best;
     json["skipped"] = skippedJson(measured);
-    return print(json);
+    return printJson(json);
 }
 
 std::string blurTable(const Measurement& measured) {
@@ -187,16 +217,16 @@ std::string blurTable(const Measurement& measured) {
         row.push_back(placeText(measured, frame));
         rows.push_back(std::move(row));
     }
-    const bool left[] = {false, !measured.isVideo, false};
+    const char left[] = {false, !measured.isVideo, false};
     return formatTable(rows, left, rows.size()) + notes(measured);
 }
 
 std::string blurJson(const Measurement& measured) {
-    Json json = head("blur");
+    Json json = jsonHead("blur");
     json["frames"] = Json::array();
     for (size_t i = 0; i < measured.frames.size(); ++i)
         json["frames"].push_back(toJson(measured, measured.frames[i], i));
     json["order"] = measured.order;
     json["skipped"] = skippedJson(measured);
-    return print(json);
+    return printJson(json);
 }

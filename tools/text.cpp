@@ -40,6 +40,16 @@ std::string fixed(double value, int decimals) {
     return buffer;
 }
 
+std::string sizeText(int32_t width, int32_t height) {
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+std::string pairText(int64_t x, int64_t y) {
+    std::string text("(");
+    text.append(std::to_string(x)).append(", ").append(std::to_string(y)).append(")");
+    return text;
+}
+
 std::string counted(size_t count, std::string_view noun) {
     return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
 }

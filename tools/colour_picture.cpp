@@ -1,0 +1,117 @@
+#include "colour_picture.h"
+
+#include "error.h"
+#include "image_view.h"
+#include "library.h"
+#include "picture.h"
+
+#include <new>
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace {
+
+using ScalerPointer = std::unique_ptr<SwsContext, void (*)(SwsContext*)>;
+
+// Whether the chroma is that of ITU-R BT.601, with which the library converts it to colours. A
+// picture that does not say is taken to be like a JPEG.
+bool hasLibraryChroma(const AVFrame& frame) {
+    return frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_BT470BG ||
+           frame.colorspace == AVCOL_SPC_SMPTE170M;
+}
+
+// The library's format that has the same planes, or 0. It takes all luma for full range: what a
+// video stores in 16..235 would come out grey and dull, so limited range has to be expanded.
+uint32_t directFormat(const AVFrame& frame) {
+    if (frame.format == AV_PIX_FMT_BGR24)
+        return KELVANE_FORMAT_BGR24;
+    if (!isFullRange(frame) || !hasLibraryChroma(frame))
+        return 0;
+    switch (frame.format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVJ420P:
+        return frame.linesize[1] == frame.linesize[2] ? KELVANE_FORMAT_YUV420 : 0;
+    case AV_PIX_FMT_NV21: return KELVANE_FORMAT_YUV420_CRCB;
+    case AV_PIX_FMT_YUYV422: return frame.width % 2 == 0 ? KELVANE_FORMAT_YUYV : 0;
+    default: return 0;
+    }
+}
+
+ScalerPointer makeScaler(const AVFrame& frame, bool fullRange) {
+    ScalerPointer scaler(sws_alloc_context(), sws_freeContext);
+    if (!scaler)
+        throw std::bad_alloc();
+    const auto set = [&](const char* name, int64_t value) {
+        av_opt_set_int(scaler.get(), name, value, 0);
+    };
+    set("srcw", frame.width);
+    set("srch", frame.height);
+    set("src_format", frame.format);
+    set("dstw", frame.width);
+    set("dsth", frame.height);
+    set("dst_format", AV_PIX_FMT_YUV420P);
+    set("sws_flags", SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT);
+    // The ranges before the start: with equal ones a planar source would be copied as it is.
+    set("src_range", fullRange ? 1 : 0);
+    set("dst_range", 1);
+    if (sws_init_context(scaler.get(), nullptr, nullptr) < 0)
+        return {nullptr, sws_freeContext};
+    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(frame.colorspace), fullRange ? 1 : 0,
+                             sws_getCoefficients(SWS_CS_ITU601), 1, 0, 1 << 16, 1 << 16);
+    return scaler;
+}
+
+FramePointer toFullRange(const AVFrame& frame, const std::string& name) {
+    const char* const reason = "its pixel format cannot be converted";
+    if (sws_isSupportedInput(static_cast<AVPixelFormat>(frame.format)) == 0)
+        throw BadPicture(name, reason);
+    const ScalerPointer scaler = makeScaler(frame, isFullRange(frame));
+    if (!scaler)
+        throw BadPicture(name, reason);
+    FramePointer converted = newFrame();
+    converted->format = AV_PIX_FMT_YUV420P;
+    converted->width = frame.width;
+    converted->height = frame.height;
+    if (av_frame_get_buffer(converted.get(), 0) < 0)
+        throw std::bad_alloc();
+    if (sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, converted->data,
+                  converted->linesize) != frame.height)
+        throw BadPicture(name, reason);
+    return converted;
+}
+
+} // namespace
+
+ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
+    ColourPicture picture;
+    picture.pixels_ = readPicture(path, times);
+    if (picture.pixels_->width > UINT16_MAX || picture.pixels_->height > UINT16_MAX)
+        throw BadPicture(path, "a side of more than 65535 pixels");
+    uint32_t format = directFormat(*picture.pixels_);
+    if (format == 0) {
+        const PhaseTimer timer(times.conversion);
+        picture.pixels_ = toFullRange(*picture.pixels_, path);
+        format = KELVANE_FORMAT_YUV420;
+    }
+    const AVFrame& frame = *picture.pixels_;
+    picture.image_ = {.format = format,
+                      .width = frame.width,
+                      .height = frame.height,
+                      .planes = {frame.data[0], frame.data[1], frame.data[2]},
+                      .pitches = {frame.linesize[0], frame.linesize[1], frame.linesize[2]}};
+    return picture;
+}
+
+BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& times) const {
+    const PhaseTimer timer(times.library);
+    const int64_t pitch = 3 * int64_t{width};
+    BgrPicture result = {width, height, {}};
+    result.pixels.resize(static_cast<size_t>(pitch * height));
+    checkResult(
+        ImageResize_BL_ToBGR24(nullptr, &image_, result.pixels.data(), width, height, pitch),
+        "ImageResize_BL_ToBGR24");
+    return result;
+}
