@@ -90,9 +90,12 @@ void addPictureCommands(CLI::App& app, Options& options) {
                                                                  {"close", Morphology::close}};
     CLI::App& morph = *app.add_subcommand("morph", "Erode or dilate the luma of a picture");
     addPictureOptions(morph, options);
-    morph.add_option("--op", options.operation, "erode, dilate, open or close")
+    morph
+        .add_option_function<std::string>(
+            "--op", [&](const std::string& name) { options.operation = operations.at(name); },
+            "erode, dilate, open or close")
         ->required()
-        ->transform(CLI::Transformer(operations).description(""))
+        ->check(CLI::IsMember(&operations))
         ->type_name("OP");
     morph.add_option("--radius", options.radius, "Radius of the rectangle in pixels")
         ->required()

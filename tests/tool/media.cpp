@@ -109,6 +109,14 @@ Grey makeScene(int width, int height) {
     return image;
 }
 
+Grey crop(const Grey& image, int left, int top, int width, int height) {
+    Grey part = {width, height, {}};
+    for (int y = top; y < top + height; ++y)
+        for (int x = left; x < left + width; ++x)
+            part.pixels.push_back(image.pixels[static_cast<size_t>(y * image.width + x)]);
+    return part;
+}
+
 Grey boxBlur(const Grey& image, int radius) {
     Grey blurred = image;
     const auto at = [&](int x, int y) {
@@ -159,6 +167,27 @@ std::string encodePicture(const Grey& image, AVCodecID codec, AVPixelFormat form
     encode(encoder.get(), &image, 0, take);
     encode(encoder.get(), nullptr, 0, take);
     return bytes;
+}
+
+DecodedPng decodePng(const std::string& bytes) {
+    const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_PNG);
+    AVCodecContext* decoder = avcodec_alloc_context3(codec);
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    require(av_new_packet(packet, static_cast<int>(bytes.size())) >= 0, "no packet");
+    std::copy(bytes.begin(), bytes.end(), packet->data);
+    require(avcodec_open2(decoder, codec, nullptr) >= 0, "no decoder");
+    require(avcodec_send_packet(decoder, packet) >= 0, "packet refused");
+    require(avcodec_receive_frame(decoder, frame) >= 0, "no picture");
+    DecodedPng png = {frame->width, frame->height, frame->format == AV_PIX_FMT_GRAY8 ? 1 : 3, {}};
+    require(png.channels == 1 || frame->format == AV_PIX_FMT_RGB24, "another pixel format");
+    for (int y = 0; y < png.height; ++y)
+        png.pixels.insert(png.pixels.end(), frame->data[0] + y * frame->linesize[0],
+                          frame->data[0] + y * frame->linesize[0] + png.width * png.channels);
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&decoder);
+    return png;
 }
 
 void writeVideo(const std::string& path, const std::vector<Grey>& frames, AVCodecID codec,

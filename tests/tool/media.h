@@ -18,6 +18,9 @@ struct Grey {
 
 Grey makeScene(int width, int height);
 
+// The part of `width` x `height` pixels from (left, top) on.
+Grey crop(const Grey& image, int left, int top, int width, int height);
+
 // Each pixel the mean of the square of 2 * radius + 1 around it.
 Grey boxBlur(const Grey& image, int radius);
 
@@ -28,6 +31,15 @@ int libraryScore(const Grey& image);
 
 // Encodes through libavcodec, the grey values as luma (or as R, G and B) and neutral chroma.
 std::string encodePicture(const Grey& image, AVCodecID codec, AVPixelFormat format);
+
+// A decoded PNG: grey bytes, or red, green and blue.
+struct DecodedPng {
+    int width = 0;
+    int height = 0;
+    int channels = 0;
+    std::vector<uint8_t> pixels;
+};
+DecodedPng decodePng(const std::string& bytes);
 
 // A video of 10 frames a second.
 void writeVideo(const std::string& path, const std::vector<Grey>& frames, AVCodecID codec,
