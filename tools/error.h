@@ -4,16 +4,21 @@
 #include <string>
 #include <utility>
 
-// What ends a run because of its input: reported as one line `kelvane: NAME: reason`.
-class InputError : public std::runtime_error {
+// What ends a run with one line `kelvane: NAME: reason`.
+class NamedError : public std::runtime_error {
 public:
-    InputError(std::string name, const std::string& reason)
+    NamedError(std::string name, const std::string& reason)
         : std::runtime_error(reason), name_(std::move(name)) {}
 
     const std::string& name() const { return name_; }
 
 private:
     std::string name_;
+};
+
+// The input, which includes the arguments, cannot be used.
+class InputError : public NamedError {
+    using NamedError::NamedError;
 };
 
 // One picture or frame that cannot be used; `--skip-bad` leaves it out.
@@ -21,14 +26,7 @@ class BadPicture : public InputError {
     using InputError::InputError;
 };
 
-// Output that could not be written although its place is a sound one: a full disk, for example.
-class WriteError : public std::runtime_error {
-public:
-    WriteError(std::string name, const std::string& reason)
-        : std::runtime_error(reason), name_(std::move(name)) {}
-
-    const std::string& name() const { return name_; }
-
-private:
-    std::string name_;
+// Output could not be written although its place is a sound one: a full disk, for example.
+class WriteError : public NamedError {
+    using NamedError::NamedError;
 };

@@ -111,6 +111,7 @@ MovingObjects findMovingObjects(std::vector<LumaImage>& frames) {
     const bool commonAlone = leavesItsPlace(evidence);
     MovingObjects objects;
     for (size_t i = 0; i < frames.size(); ++i) {
+        objects.compared += evidence[i].comparisons > 0 ? 1 : 0;
         keepObject(evidence[i], commonAlone, i == 0 || i + 1 == frames.size());
         objects.ofFrames.push_back(toObject(evidence[i], frames[i]));
         objects.found += objects.ofFrames.back().found ? 1 : 0;

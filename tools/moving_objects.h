@@ -15,7 +15,8 @@ struct MovingObject {
 struct MovingObjects {
     std::vector<MovingObject> ofFrames;
     int64_t found = 0;
-    bool used = false; // found in more than half of the frames: only then they are ranked by
+    int64_t compared = 0; // frames with a neighbour that shows the same scene
+    bool used = false;    // found in more than half of the frames: only then they are ranked by
 };
 
 // Finds what moves in each frame of a burst of equal frames, whose shorter side is at least

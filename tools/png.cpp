@@ -8,7 +8,7 @@
 
 namespace {
 
-using DecoderPointer = std::unique_ptr<AVCodecContext, DecoderDeleter>;
+using EncoderPointer = std::unique_ptr<AVCodecContext, DecoderDeleter>;
 
 void check(int result, const char* what) {
     if (result == AVERROR(ENOMEM))
@@ -42,7 +42,7 @@ std::string encodePng(const PixelsView& pixels) {
     const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
     if (codec == nullptr)
         throw std::runtime_error("this FFmpeg has no PNG encoder");
-    const DecoderPointer encoder(avcodec_alloc_context3(codec));
+    const EncoderPointer encoder(avcodec_alloc_context3(codec));
     const PacketPointer packet(av_packet_alloc());
     if (!encoder || !packet)
         throw std::bad_alloc();

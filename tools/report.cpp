@@ -134,12 +134,15 @@ std::string areaText(const MovingObject& object) {
 
 // What became of the search for moving objects, in one sentence.
 std::string movingSentence(const MovingObjects& moving) {
-    if (moving.found == 0)
-        return "Moving: nothing was found; ranked without.\n";
-    const std::string where = "Moving: an object in " + std::to_string(moving.found) + " of " +
-                              counted(moving.ofFrames.size(), "frame");
-    return where + (moving.used ? "; its sharpness, size and place count.\n"
-                                : ", too few to count; ranked without.\n");
+    const size_t n = moving.ofFrames.size();
+    std::string text = moving.found == 0 ? "Moving: nothing was found"
+                                         : "Moving: an object in " + std::to_string(moving.found) +
+                                               " of " + counted(n, "frame");
+    if (const auto alone = n - static_cast<size_t>(moving.compared); alone > 0 && n > 1)
+        text += " (" + std::to_string(alone) + " not comparable with the neighbours)";
+    if (moving.used)
+        return text + "; its sharpness, size and place count.\n";
+    return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
 }
 
 Json objectJson(const MovingObject& object, bool used) {

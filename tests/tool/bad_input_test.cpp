@@ -31,24 +31,12 @@ TEST_F(BadInputTest, TruncatedPicturesAreRefused) {
     for (const auto& [name, bytes] : pictures) {
         write(name, bytes);
         ASSERT_EQ(runTool({"blur", path(name)}).status, 0) << name;
-        for (const size_t percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u}) {
+        for (const unsigned percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u}) {
             SCOPED_TRACE(name + " cut at " + std::to_string(percent) + " %");
             write(name, bytes.substr(0, bytes.size() * percent / 100));
             expectRefused(runTool({"blur", path(name)}), name);
         }
     }
-}
-
-TEST_F(BadInputTest, DamagedPicturesAreRefused) {
-    const Grey scene = makeScene(160, 120);
-    std::string png = encodePicture(scene, AV_CODEC_ID_PNG, AV_PIX_FMT_RGB24);
-    png[png.size() / 2] = static_cast<char>(png[png.size() / 2] ^ 1);
-    write("a.png", png);
-    expectRefused(runTool({"blur", path("a.png")}), "a.png");
-    // Half of the coded data is missing, but there is an end.
-    const std::string jpeg = encodePicture(scene, AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P);
-    write("a.jpg", jpeg.substr(0, jpeg.size() / 2).append("\xFF\xD9"));
-    expectRefused(runTool({"blur", path("a.jpg")}), "a.jpg");
 }
 
 // Cameras append a preview or a film to a JPEG; without the last marker the picture itself is cut.

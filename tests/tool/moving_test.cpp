@@ -100,6 +100,7 @@ TEST_F(MovingTest, AnotherSceneIsNoMovement) {
     const Json json = pick({"--json", "--moving"}).json();
     EXPECT_EQ(json["frames"][1]["moving"], Json());
     EXPECT_EQ(json["frames"][0]["moving"]["used"], true);
+    EXPECT_NE(pick({"--moving"}).out.find("2 of 3 frames (1 not comparable"), std::string::npos);
 }
 
 TEST_F(MovingTest, NeedsFramesThatAreLargeEnough) {
