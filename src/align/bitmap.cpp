@@ -1,6 +1,7 @@
 // Threshold bitmaps of one level, and halving them.
 #include "align/luma.h"
 #include "align/threshold_bits.h"
+#include "platform/unaligned.h"
 
 #include <algorithm>
 
@@ -34,10 +35,8 @@ template <bool tieSets>
 void halveRow(const unsigned char* upper, const unsigned char* lower, int64_t words,
               unsigned char* halved) {
     for (int64_t i = 0; i < words; ++i) {
-        uint64_t pair[2];
-        VantMemCpy(&pair[0], upper + 8 * i, 8);
-        VantMemCpy(&pair[1], lower + 8 * i, 8);
-        const uint32_t word = halveWords<tieSets>(pair[0], pair[1]);
+        const uint32_t word = halveWords<tieSets>(loadUnaligned<uint64_t>(upper + 8 * i),
+                                                  loadUnaligned<uint64_t>(lower + 8 * i));
         VantMemCpy(halved + 4 * i, &word, 4);
     }
 }

@@ -4,24 +4,17 @@
 #include "align/bit_count.h"
 #include "align/overlap.h"
 #include "image/absolute_difference.h"
+#include "platform/unaligned.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace kelvane {
 
 namespace {
 
-template <typename Word>
-Word load(const unsigned char* bytes) {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
 // The 32 bits of a row that start `shift` (0..31) bits into a word. Loads the next word too.
 uint32_t shiftedWord(const unsigned char* words, unsigned shift) {
-    return static_cast<uint32_t>(load<uint64_t>(words) >> shift);
+    return static_cast<uint32_t>(loadUnaligned<uint64_t>(words) >> shift);
 }
 
 int64_t countRow(const unsigned char* a, const unsigned char* b, unsigned shift, int64_t bits) {
@@ -31,12 +24,13 @@ int64_t countRow(const unsigned char* a, const unsigned char* b, unsigned shift,
         const int64_t end = std::min(words, start + countsPerByte);
         uint32_t counts = 0;
         for (int64_t i = start; i < end; ++i)
-            counts += countsOfBytes(load<uint32_t>(a + 4 * i) ^ shiftedWord(b + 4 * i, shift));
+            counts +=
+                countsOfBytes(loadUnaligned<uint32_t>(a + 4 * i) ^ shiftedWord(b + 4 * i, shift));
         count += sumOfBytes(counts);
     }
     if (const int64_t rest = bits % 32; rest != 0) {
         const uint32_t differing =
-            load<uint32_t>(a + 4 * words) ^ shiftedWord(b + 4 * words, shift);
+            loadUnaligned<uint32_t>(a + 4 * words) ^ shiftedWord(b + 4 * words, shift);
         count += sumOfBytes(countsOfBytes(uint32_t{differing << (32 - rest)}));
     }
     return count;
@@ -67,7 +61,7 @@ void countRowOfThree(const unsigned char* a, const unsigned char* b, unsigned sh
         uint32_t same = 0;
         uint32_t left = 0;
         for (int64_t i = start; i < end; ++i) {
-            const uint32_t wordA = load<uint32_t>(a + 4 * i) & interior;
+            const uint32_t wordA = loadUnaligned<uint32_t>(a + 4 * i) & interior;
             const uint32_t wordB = shiftedWord(b + 4 * i, shift);
             right += countsOfBytes(wordA ^ (wordB & ~3u) >> 1);
             same += countsOfBytes(wordA ^ (wordB & interior));
@@ -108,7 +102,7 @@ struct PatchColumns {
 // Up to eight bytes as a word, without reading more.
 uint64_t loadBytes(const unsigned char* bytes, int64_t count) {
     if (count == 8)
-        return load<uint64_t>(bytes);
+        return loadUnaligned<uint64_t>(bytes);
     uint64_t word = 0;
     for (int64_t i = 0; i < count; ++i)
         word |= uint64_t{bytes[i]} << (8 * i);

@@ -27,49 +27,56 @@ long realCount(long n) {
     return n <= most ? n : 1;
 }
 
+// One block of `Record`s whose address stands in a field of the first parameter record. A failure
+// releases the block that the parameters held before.
+template <typename Record>
+Record* allocateBlock(void* memHandle, _tag_DRAV_PARAM* params, long n,
+                      void (*release)(void*, _tag_DRAV_PARAM*, long)) {
+    void* const block = allocZeroedArray(memHandle, n, sizeof(Record));
+    if (block == nullptr)
+        release(memHandle, params, realCount(n));
+    return static_cast<Record*>(block);
+}
+
+template <typename Record>
+void releaseBlock(void* memHandle, _tag_DRAV_PARAM* params, long n,
+                  Record* _tag_DRAV_PARAM::*field) {
+    if (params == nullptr || params[0].*field == nullptr)
+        return;
+    VantMemFree(memHandle, params[0].*field);
+    for (long i = 0; i < std::max(n, 1L); ++i)
+        params[i].*field = nullptr;
+}
+
 } // namespace
 
 long allocParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n) {
     if (params == nullptr || n < 1)
         return ERR_INVALID_PARAM;
-    auto* const records =
-        static_cast<FaceRecord*>(allocZeroedArray(memHandle, n, sizeof(FaceRecord)));
-    if (records == nullptr) {
-        freeParamsFace(memHandle, params, realCount(n));
+    auto* const records = allocateBlock<FaceRecord>(memHandle, params, n, freeParamsFace);
+    if (records == nullptr)
         return ERR_NO_MEMORY;
-    }
     attachFaces(records, params, n);
     return ERR_NONE;
 }
 
 void freeParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n) {
-    if (params == nullptr || params[0].faces == nullptr)
-        return;
-    VantMemFree(memHandle, params[0].faces);
-    for (long i = 0; i < std::max(n, 1L); ++i)
-        params[i].faces = nullptr;
+    releaseBlock(memHandle, params, n, &_tag_DRAV_PARAM::faces);
 }
 
 long allocParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n) {
     if (params == nullptr || n < 1)
         return ERR_INVALID_PARAM;
-    auto* const entries = static_cast<_tag_DRAV_ALIGNMENT*>(
-        allocZeroedArray(memHandle, n, sizeof(_tag_DRAV_ALIGNMENT)));
-    if (entries == nullptr) {
-        freeParamsAlign(memHandle, params, realCount(n));
+    auto* const entries = allocateBlock<_tag_DRAV_ALIGNMENT>(memHandle, params, n, freeParamsAlign);
+    if (entries == nullptr)
         return ERR_NO_MEMORY;
-    }
     for (long i = 0; i < n; ++i)
         params[i].alignment = &entries[i];
     return ERR_NONE;
 }
 
 void freeParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n) {
-    if (params == nullptr || params[0].alignment == nullptr)
-        return;
-    VantMemFree(memHandle, params[0].alignment);
-    for (long i = 0; i < std::max(n, 1L); ++i)
-        params[i].alignment = nullptr;
+    releaseBlock(memHandle, params, n, &_tag_DRAV_PARAM::alignment);
 }
 
 long allocParams(void* memHandle, _tag_DRAV_PARAM* params, long n) {

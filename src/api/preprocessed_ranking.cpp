@@ -4,6 +4,7 @@
 #include "api/preprocessing_record.h"
 #include "api/ranking.h"
 #include "platform/allocation.h"
+#include "platform/unaligned.h"
 
 namespace kelvane {
 
@@ -29,7 +30,7 @@ uint64_t smileState(uint32_t degree) {
 // A count beyond the record's ten entries is refused: what it claims is not in the record.
 long fillFaces(const unsigned char* records, _tag_DRAV_PARAM* params, int64_t n) {
     for (int64_t i = 0; i < n; ++i) {
-        const auto record = readUnaligned<FrameRecord>(records + i * int64_t{sizeof(FrameRecord)});
+        const auto record = loadUnaligned<FrameRecord>(records + i * int64_t{sizeof(FrameRecord)});
         if (record.faceCount > facesPerRecord)
             return ERR_INVALID_PARAM;
         _tag_DRAV_FACEINFO& faces = *params[i].faces;

@@ -1,6 +1,7 @@
 #include "api/preprocessing_record.h"
 
 #include "platform/allocation.h"
+#include "platform/unaligned.h"
 
 using namespace kelvane;
 
@@ -44,7 +45,7 @@ uint32_t** copyMaps(void* memHandle, const unsigned char* source, int64_t count,
 
 long fillRecord(void* memHandle, _tag_Preprocessor_Data* record, const unsigned char* block,
                 int64_t size) {
-    const auto header = readUnaligned<PreprocessingHeader>(block);
+    const auto header = loadUnaligned<PreprocessingHeader>(block);
     VantMemCpy(record->header, block, sizeof record->header);
     record->frameCount = static_cast<int32_t>(header.frameCount);
     const RecordLayout layout = layoutOf(header, size);

@@ -3,12 +3,9 @@
 
 #include "kelvane/kelvane.h"
 
-#include <bit>
-#include <cstring>
+#include <cstddef>
 
 namespace kelvane {
-
-static_assert(std::endian::native == std::endian::little, "the record is read as it lies");
 
 struct PreprocessingHeader {
     unsigned char reserved0[4];
@@ -38,13 +35,5 @@ struct FrameRecord {
 static_assert(sizeof(PreprocessingHeader) == 32);
 static_assert(sizeof(FaceEntry) == 40);
 static_assert(sizeof(FrameRecord) == 412 && offsetof(FrameRecord, faceCount) == 400);
-
-// Reads a record that lies at any alignment.
-template <typename Record>
-Record readUnaligned(const void* bytes) {
-    Record record;
-    std::memcpy(&record, bytes, sizeof record);
-    return record;
-}
 
 } // namespace kelvane

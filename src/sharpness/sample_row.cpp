@@ -1,19 +1,11 @@
 #include "sharpness/sample_row.h"
 
 #include "kelvane/kelvane.h"
-
-#include <cstring>
+#include "platform/unaligned.h"
 
 namespace kelvane {
 
 namespace {
-
-template <typename Word>
-Word load(const unsigned char* bytes) {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
 
 // Each sampler makes one sample from the pixels 0 and 2 of two rows. `group` may read all four
 // pixels of a grid step, which lets it work on whole words; `last` reads the two pixels alone.
@@ -23,7 +15,8 @@ struct LumaSampler {
     static constexpr int64_t bytesPerPixel = 1;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
         constexpr uint32_t mask = 0x00FF00FF;
-        const uint32_t sums = (load<uint32_t>(upper) & mask) + (load<uint32_t>(lower) & mask);
+        const uint32_t sums =
+            (loadUnaligned<uint32_t>(upper) & mask) + (loadUnaligned<uint32_t>(lower) & mask);
         return ((sums & 0xFFFF) + (sums >> 16) + 2) >> 2;
     }
     static uint32_t last(const unsigned char* upper, const unsigned char* lower) {
@@ -36,8 +29,10 @@ struct PackedLumaSampler {
     static constexpr int64_t bytesPerPixel = 2;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
         constexpr uint32_t mask = 0xFF;
-        return ((load<uint32_t>(upper) & mask) + (load<uint32_t>(upper + 4) & mask) +
-                (load<uint32_t>(lower) & mask) + (load<uint32_t>(lower + 4) & mask) + 2) >>
+        return ((loadUnaligned<uint32_t>(upper) & mask) +
+                (loadUnaligned<uint32_t>(upper + 4) & mask) +
+                (loadUnaligned<uint32_t>(lower) & mask) +
+                (loadUnaligned<uint32_t>(lower + 4) & mask) + 2) >>
                2;
     }
     static uint32_t last(const unsigned char* upper, const unsigned char* lower) {
@@ -57,12 +52,12 @@ struct Rgb565Sampler {
         return (9798 * red + 9617 * green + 3736 * blue + 8192) >> 14;
     }
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
-        return luma(load<uint32_t>(upper), load<uint32_t>(upper + 4), load<uint32_t>(lower),
-                    load<uint32_t>(lower + 4));
+        return luma(loadUnaligned<uint32_t>(upper), loadUnaligned<uint32_t>(upper + 4),
+                    loadUnaligned<uint32_t>(lower), loadUnaligned<uint32_t>(lower + 4));
     }
     static uint32_t last(const unsigned char* upper, const unsigned char* lower) {
-        return luma(load<uint16_t>(upper), load<uint16_t>(upper + 4), load<uint16_t>(lower),
-                    load<uint16_t>(lower + 4));
+        return luma(loadUnaligned<uint16_t>(upper), loadUnaligned<uint16_t>(upper + 4),
+                    loadUnaligned<uint16_t>(lower), loadUnaligned<uint16_t>(lower + 4));
     }
 };
 
@@ -72,10 +67,10 @@ struct Rgb565Sampler {
 struct Xrgb32Sampler {
     static constexpr int64_t bytesPerPixel = 4;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
-        const uint32_t a = load<uint32_t>(upper);
-        const uint32_t b = load<uint32_t>(upper + 8);
-        const uint32_t c = load<uint32_t>(lower);
-        const uint32_t d = load<uint32_t>(lower + 8);
+        const uint32_t a = loadUnaligned<uint32_t>(upper);
+        const uint32_t b = loadUnaligned<uint32_t>(upper + 8);
+        const uint32_t c = loadUnaligned<uint32_t>(lower);
+        const uint32_t d = loadUnaligned<uint32_t>(lower + 8);
         constexpr uint32_t mask = 0x00FF00FF;
         const uint32_t redBlue =
             (a >> 8 & mask) + (b >> 8 & mask) + (c >> 8 & mask) + (d >> 8 & mask);
