@@ -54,6 +54,7 @@
 extern "C" {
 #endif
 
+/* Result codes. */
 enum {
     ERR_NONE = 0,
     ERR_INVALID_PARAM = 2, /* null pointer, size or count out of range, format not accepted */
@@ -265,8 +266,9 @@ KELVANE_API long DRAV_DetectBlur(_tag_DRAV_ENGINE* engine, const __tag_KIRO_OFFS
  *
  * The best frame is the first one with the highest score. The K kept frames are spread over the
  * burst when K is small against n (the best of each group of 4, 3 or 2 neighbours for K up to n/4,
- * n/3, n/2, rounded up; the last group takes the rest), and the K highest scores otherwise. Ties go
- * to the earlier frame, so the best frame is always among the kept ones. */
+ * n/3, n/2, rounded up; the last group takes the rest), and the K highest scores otherwise. The
+ * best frame is always among them. In a group the first of equal scores is kept; of the K highest
+ * the last places may go to a later one of several equal frames. */
 
 /* Where a frame stands in an aligned burst. Only `frameIndex` is read, and only checked. */
 struct _tag_DRAV_ALIGNMENT {
