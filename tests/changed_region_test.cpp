@@ -1,4 +1,4 @@
-// The changed region against its steps in plain loops; the filters between them are taken as given.
+// The changed region against its steps in plain loops; the filters among them are taken as given.
 #include "roi/context.h"
 #include "support/alignment_frames.h"
 #include "support/allocation_hook.h"
@@ -8,149 +8,207 @@
 
 namespace {
 
-__tag_rect plainBox(const Bytes& mask, int64_t width, int64_t height, int64_t pitch,
+using Values = std::array<double, 7>;
+
+Values valuesOf(const _tag_ROI_INFO& i) {
+    return {double(i.rect.left), double(i.rect.top), double(i.rect.right), double(i.rect.bottom),
+            i.changedRatio,      double(i.dx),       double(i.dy)};
+}
+const _tag_ROI_INFO untouched = {{7, 7, 7, 7}, 7.0f, 7, 7};
+
+__tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, int64_t pitch,
                     int background) {
-    __tag_rect box = {INT32_MAX, INT32_MAX, 0, 0};
+    __tag_rect box = {width, height, 0, 0};
     for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < width; ++x)
-            if (mask[static_cast<size_t>(y * pitch + x)] != background)
+            if (mask[y * pitch + x] != background)
                 box = {std::min(box.left, x), std::min(box.top, y), std::max(box.right, x + 1),
-                       std::max(box.bottom, y + 1)};
-    return box.right > box.left && box.right - box.left > 1 ? box : __tag_rect{};
+                       y + 1};
+    return box.right - box.left > 1 ? box : __tag_rect{};
 }
 
-_tag_ROI_INFO plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& mask) {
-    const int64_t w = first.image.width;
-    const int64_t h = first.image.height;
+_tag_ROI_INFO plainRegion(const AlignmentFrame& first, const AlignmentFrame& second, Bytes& mask) {
+    const int32_t w = first.image.width;
+    const int32_t h = first.image.height;
     const int64_t pitch = (w + 3) / 4 * 4;
-    long pairs[2][2];
-    long* results[2] = {pairs[0], pairs[1]};
-    _tag_ZEP_NS_INPUTINFO input = {.count = 2, .images = {&first.image, &second.image}};
-    void* alignment = nullptr;
-    Alignment_Init(nullptr, &alignment);
-    Image_Alignment_Video(alignment, &input, 0, results, 1);
-    Alignment_Uninit(&alignment);
-    const auto [dx, dy] = pairs[1];
-
+    const Displacement d = PlainAligner{}.align(first.image, second.image);
     mask.assign(static_cast<size_t>(h * pitch), 128);
-    for (int64_t y = std::abs(dy); y < h - std::abs(dy); ++y)
-        for (int64_t x = std::abs(dx); x < w - std::abs(dx); ++x)
-            mask[static_cast<size_t>((y - dy) * pitch + x - dx)] = static_cast<unsigned char>(
-                (lumaAt(first.image, x, y) - lumaAt(second.image, x - dx, y - dy) + 255) / 2);
     unsigned char* const m = mask.data();
+    for (int64_t y = std::abs(d.y); y < h - std::abs(d.y); ++y)
+        for (int64_t x = std::abs(d.x); x < w - std::abs(d.x); ++x)
+            m[(y - d.y) * pitch + x - d.x] = static_cast<unsigned char>(
+                (lumaAt(first.image, x, y) - lumaAt(second.image, x - d.x, y - d.y) + 255) / 2);
     GB_GaussianBlurA(nullptr, m, w, h, pitch, 0, m, std::min(w, h) / 128);
-    for (int64_t i = 0; i < h * pitch; ++i)
-        m[i] = i % pitch >= w || (m[i] >= 100 && m[i] <= 150) ? 128 : m[i] < 100 ? 0 : 255;
+    for (unsigned char& value : mask)
+        value = value < 100 ? 0 : value <= 150 ? 128 : 255;
     sbrOpen(nullptr, m, w, h, pitch, 1, m, std::min(w, h) / 100);
     sbrClose(nullptr, m, w, h, pitch, 1, m, std::min(w, h) / 100);
+    const __tag_rect box = plainBox(m, w, h, pitch, 128);
+    const auto changed = box.right == 0 ? 0 : h * pitch - std::count(m, m + h * pitch, 128);
+    return {box, float(changed) / float(w) / float(h), d.x, d.y};
+}
 
-    const __tag_rect box = plainBox(mask, w, h, pitch, 128);
-    int64_t changed = 0;
-    for (int64_t y = box.top; y < box.bottom; ++y)
-        for (int64_t x = box.left; x < box.right; ++x)
-            changed += m[y * pitch + x] != 128;
-    return {box, static_cast<float>(changed) / static_cast<float>(w) / static_cast<float>(h), dx,
-            dy};
+void plant(AlignmentFrame& frame, const __tag_rect& block, int change) {
+    frame.paint([&](int64_t x, int64_t y) {
+        const bool inside =
+            x >= block.left && x < block.right && y >= block.top && y < block.bottom;
+        return lumaAt(frame.image, x, y) + (inside ? change : 0);
+    });
 }
 
 struct Region {
     void* roi = nullptr;
-    _tag_ROI_INFO info;
-    _tag_DRAV_ALIGNMENT alignment{};
+    _tag_ROI_INFO info = untouched;
 
-    Region(int64_t width, int64_t height, void* memHandle = nullptr) {
-        std::memset(&info, 0x77, sizeof info);
-        roiInit(memHandle, width, height, 0x601, &roi);
-    }
+    Region(int64_t width, int64_t height) { roiInit(nullptr, width, height, 0x601, &roi); }
     ~Region() { roiUninit(&roi); }
     long compare(__tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second) {
+        _tag_DRAV_ALIGNMENT alignment{};
         return roiCalculate(roi, first, second, &alignment, &info);
     }
-    unsigned char* mask() const { return static_cast<_tag_ROI_CONTEXT*>(roi)->mask; }
-    bool isUntouched() const {
-        const Bytes before(sizeof info, 0x77);
-        return std::memcmp(&info, before.data(), sizeof info) == 0;
-    }
+    const unsigned char* mask() const { return static_cast<_tag_ROI_CONTEXT*>(roi)->mask; }
 };
-
-void expectSame(const _tag_ROI_INFO& expected, const _tag_ROI_INFO& info) {
-    ASSERT_EQ(0, std::memcmp(&expected.rect, &info.rect, sizeof info.rect));
-    ASSERT_EQ(expected.changedRatio, info.changedRatio);
-    ASSERT_TRUE(expected.dx == info.dx && expected.dy == info.dy);
-}
-
-// One scene from two places; in one of the frames blocks are brighter or darker.
-void paintChange(Random& random, AlignmentFrame& first, AlignmentFrame& second) {
-    const Scene scene{random.between<uint64_t>(0, INT64_MAX)};
-    const Displacement d{random.between(-9, 9), random.between(-9, 9)};
-    const int64_t blocks = random.between(0, 3);
-    first.paint([&](int64_t x, int64_t y) { return scene.at(x, y); });
-    second.paint([&](int64_t x, int64_t y) { return scene.at(x + d.x, y + d.y); });
-    for (int64_t i = 0; i < blocks; ++i) {
-        const __tag_rect block = random.rectInside(first.image.width, first.image.height);
-        AlignmentFrame& changed = random.chance(50) ? first : second;
-        const int64_t change = random.between(-120, 120);
-        changed.paint([&](int64_t x, int64_t y) {
-            const bool inside = x >= block.left && x < std::min(block.right, block.left + 40) &&
-                                y >= block.top && y < std::min(block.bottom, block.top + 40);
-            return lumaAt(changed.image, x, y) + (inside ? change : 0);
-        });
-    }
-}
 
 TEST(ChangedRegion, MatchesItsPlainSteps) {
     Random random;
-    int changes = 0;
-    for (int i = 0; i < 20; ++i) {
-        const int64_t width = random.between(190, 330);
-        const int64_t height = random.between(140, 265);
+    for (int i = 0; i < 40; ++i) {
+        const int64_t width = random.between(100, 320);
+        const int64_t height = random.between(100, 290);
         const int64_t format = random.oneOf<int64_t>({0x601, 0x603, 0x802});
         Region region(width, height);
         for (int call = 0; call < 2; ++call) {
             AlignmentFrame first(random, width, height, format, random.between(0, 9));
             AlignmentFrame second(random, width, height, format, random.between(0, 9));
-            paintChange(random, first, second);
+            paintPair(random, first, second, 9);
+            for (AlignmentFrame* const frame : {&first, &second})
+                plant(*frame, random.rectInside(first.image.width, first.image.height),
+                      random.between<int>(-120, 120));
             Bytes mask;
             const _tag_ROI_INFO expected = plainRegion(first, second, mask);
             ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
-            ASSERT_NO_FATAL_FAILURE(expectSame(expected, region.info));
+            ASSERT_EQ(valuesOf(expected), valuesOf(region.info)) << width << " x " << height;
             ASSERT_TRUE(std::equal(mask.begin(), mask.end(), region.mask()));
-            changes += expected.rect.right > 0;
         }
     }
-    EXPECT_GT(changes, 10);
 }
 
-TEST(ChangedRegion, CutsWhereItShould) {
+TEST(ChangedRegion, IsBoundedByItsMask) {
     Random random;
-    const std::pair<int, int> classes[] = {{46, 128}, {47, 255}, {-55, 128}, {-56, 0}};
-    for (const auto& [difference, expected] : classes) {
-        AlignmentFrame first(random, 200, 150, 0x601, 3);
-        AlignmentFrame second(random, 200, 150, 0x601, 0);
-        first.paint([&](int64_t, int64_t) { return 100 + difference; });
-        second.paint([](int64_t, int64_t) { return 100; });
-        Region region(200, 150);
-        ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
-        EXPECT_EQ(expected, region.mask()[0]) << difference;
-        EXPECT_EQ(expected == 128 ? 0.0f : 1.0f, region.info.changedRatio);
+    for (int i = 0; i < 500; ++i) {
+        AlignmentFrame frame(random, random.between(1, 40), random.between(1, 9), 0x601, 3);
+        const auto density = random.between(0, 5);
+        frame.paint([&](int64_t, int64_t) { return random.chance(density); });
+        __tag_rect box = untouched.rect;
+        FindMaskBBox(&frame.image, &box);
+        const __tag_rect expected =
+            plainBox(frame.plane.data(), frame.image.width, frame.image.height, frame.pitch, 0);
+        ASSERT_EQ(0, std::memcmp(&expected, &box, sizeof box)) << box.left << ", " << box.top;
     }
-    // A block 120 levels brighter grows by one pixel, and the opening and the closing each lift it
-    // by one row.
-    AlignmentFrame first(random, 800, 600, 0x601, 0);
-    AlignmentFrame second(random, 800, 600, 0x601, 0);
-    const Scene scene{5};
-    const auto background = [&](int64_t x, int64_t y) { return scene.at(x, y) / 2; };
-    second.paint(background);
-    first.paint([&](int64_t x, int64_t y) {
-        return background(x, y) + (x >= 300 && x < 340 && y >= 200 && y < 230 ? 120 : 0);
-    });
-    Region region(800, 600);
-    ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
-    const __tag_rect& r = region.info.rect;
-    EXPECT_EQ("299 197 341 229",
-              testing::PrintToString(r.left) + " " + testing::PrintToString(r.top) + " " +
-                  testing::PrintToString(r.right) + " " + testing::PrintToString(r.bottom));
-    EXPECT_EQ(0.0f, region.info.changedRatio * 480000);
+}
+
+TEST(ChangedRegion, CutsAtItsLimits) {
+    Random random;
+    struct Case {
+        int32_t width, height;
+        __tag_rect block;
+        int difference;
+        _tag_ROI_INFO expected;
+    };
+    const __tag_rect all = {0, 0, 200, 150};
+    // The blur takes three pixels from each corner; opening and closing lift the block by a row.
+    for (const Case& c : {Case{200, 150, all, 46, {}}, Case{200, 150, all, 47, {all, 1, 0, 0}},
+                          Case{200, 150, all, -55, {}}, Case{200, 150, all, -56, {all, 1, 0, 0}},
+                          Case{800,
+                               600,
+                               {300, 200, 340, 230},
+                               120,
+                               {{300, 198, 340, 228}, 1188.0f / 800.0f / 600.0f, 0, 0}}}) {
+        AlignmentFrame first(random, c.width, c.height, 0x601, 3);
+        AlignmentFrame second(random, c.width, c.height, 0x601, 0);
+        for (AlignmentFrame* const frame : {&first, &second})
+            frame->paint([](int64_t, int64_t) { return 100; });
+        plant(first, c.block, c.difference);
+        Region region(c.width, c.height);
+        ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
+        EXPECT_EQ(valuesOf(c.expected), valuesOf(region.info)) << c.difference;
+    }
+}
+
+TEST(ChangedRegion, RefusesWhatDoesNotFit) {
+    Random random;
+    AlignmentFrame frame(random, 120, 110, 0x601, 0);
+    __tag_KIRO_OFFSCREEN* const image = &frame.image;
+    Region region(120, 110);
+    std::array<__tag_KIRO_OFFSCREEN, 5> misfits;
+    misfits.fill(frame.image);
+    --misfits[0].width;
+    --misfits[1].height;
+    --misfits[2].pitches[0];
+    misfits[3].planes[0] = nullptr;
+    misfits[4].format = 0x501;
+    for (__tag_KIRO_OFFSCREEN& misfit : misfits) {
+        EXPECT_EQ(ERR_INVALID_PARAM, region.compare(image, &misfit));
+        EXPECT_EQ(ERR_INVALID_PARAM, region.compare(&misfit, image));
+        EXPECT_EQ(ERR_INVALID_PARAM, region.compare(&misfit, &misfit));
+    }
+    _tag_DRAV_ALIGNMENT alignment{};
+    for (int missing = 0; missing < 5; ++missing)
+        EXPECT_EQ(ERR_INVALID_PARAM,
+                  roiCalculate(missing == 0 ? nullptr : region.roi, missing == 1 ? nullptr : image,
+                               missing == 2 ? nullptr : image, missing == 3 ? nullptr : &alignment,
+                               missing == 4 ? nullptr : &region.info));
+    EXPECT_EQ(valuesOf(untouched), valuesOf(region.info));
+    AlignmentFrame thin(random, 99, 120, 0x601, 0);
+    Region ofThin(99, 120); // the cleaning has no radius
+    EXPECT_EQ(ERR_INVALID_PARAM, ofThin.compare(&thin.image, &thin.image));
+    EXPECT_EQ(valuesOf(untouched), valuesOf(ofThin.info));
+
+    const auto init = [](long width, long height, long format) {
+        void* roi = nullptr;
+        const long code = roiInit(nullptr, width, height, format, &roi);
+        roiUninit(&roi);
+        return code;
+    };
+    EXPECT_EQ(ERR_NONE, init(5, 3, 0x802));
+    EXPECT_EQ(8 * 3, lastAllocationSize);
+    EXPECT_EQ(ERR_INVALID_PARAM, init(0, 1, 0x601));
+    EXPECT_EQ(ERR_INVALID_PARAM, init(1, 0, 0x601));
+    EXPECT_EQ(ERR_INVALID_PARAM, init(1, 1, 0x501));
+    EXPECT_EQ(ERR_NO_MEMORY, init(INT64_MAX, 1, 0x601));
+    EXPECT_EQ(ERR_NO_MEMORY, init(9, INT64_MAX, 0x601));
+}
+
+TEST(ChangedRegion, SurvivesEveryFailedAllocation) {
+    Random random;
+    AlignmentFrame first(random, 260, 256, 0x601, 3);
+    AlignmentFrame second(random, 260, 256, 0x601, 0);
+    paintPair(random, first, second, 9);
+    Bytes mask;
+    const Values expected = valuesOf(plainRegion(first, second, mask));
+    const Arena arena(1 << 20);
+    for (const bool used : {false, true}) {
+        int calls = 0;
+        for (long code = ERR_NO_MEMORY; code != ERR_NONE; ++calls) {
+            Region region(0, 0);
+            allocationsUntilFailure = used ? -1 : calls;
+            code = roiInit(arena.handle(), 260, 256, 0x601, &region.roi);
+            if (code == ERR_NONE && used)
+                region.compare(&first.image, &second.image);
+            if (code == ERR_NONE) {
+                region.info = untouched;
+                allocationsUntilFailure = used ? calls : allocationsUntilFailure;
+                code = region.compare(&first.image, &second.image);
+                EXPECT_EQ(code == ERR_NONE ? expected : valuesOf(untouched), valuesOf(region.info));
+                allocationsUntilFailure = -1;
+                EXPECT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
+                EXPECT_EQ(expected, valuesOf(region.info));
+            }
+            EXPECT_TRUE(code == ERR_NONE || code == ERR_NO_MEMORY);
+            roiUninit(&region.roi);
+            ASSERT_TRUE(arena.isEmpty());
+        }
+        EXPECT_GT(calls, used ? 4 : 9);
+    }
 }
 
 } // namespace
