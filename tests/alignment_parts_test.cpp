@@ -60,13 +60,12 @@ TEST(AlignmentParts, CountThePlainDisagreement) {
         const Displacement d{anyShift(width), anyShift(rows)};
         const int64_t far = random.chance(20) ? 30 : 1;
         const Displacement c{random.between(-far, far), random.between(-far, far)};
-        const int64_t columnsLeft = width - std::abs(d.x);
         const int64_t rowsLeft = rows - std::abs(d.y);
         const int64_t commonRows = common(rows, d.y, c.y);
         const auto call = [&](auto function, auto... arguments) {
             return function(a.data.data(), b.data.data(), arguments...);
         };
-        ASSERT_EQ(disagreement(a, b, d, columnsLeft, rowsLeft),
+        ASSERT_EQ(disagreement(a, b, d, width - std::abs(d.x), rowsLeft),
                   int64_t(call(BitmapOperation2, width, rows, a.rowBytes, d.x, d.y)));
         ASSERT_EQ(disagreement(a, b, d, common(width, d.x, c.x), commonRows),
                   int64_t(call(BitmapOperation2_BF, width, rows, a.rowBytes, d.x, d.y, c.x, c.y)));
@@ -74,9 +73,8 @@ TEST(AlignmentParts, CountThePlainDisagreement) {
         call(BitmapOperationline2, sums[0], width, rows, a.rowBytes, d.x, d.y);
         call(BitmapOperationline2_BF, sums[1], width, rows, a.rowBytes, d.x, d.y, 1, c.y);
         for (const int64_t move : {-1, 0, 1}) {
-            ASSERT_EQ(disagreement(a, b, d, columnsLeft, rowsLeft, true, move), sums[0][move + 1]);
-            ASSERT_EQ(disagreement(a, b, d, columnsLeft, commonRows, true, move),
-                      sums[1][move + 1]);
+            ASSERT_EQ(wordDisagreement(a, b, d, move, rowsLeft), sums[0][move + 1]);
+            ASSERT_EQ(wordDisagreement(a, b, d, move, commonRows), sums[1][move + 1]);
         }
     }
     // All ones against all zeros: every position that is looked at counts.
@@ -86,45 +84,58 @@ TEST(AlignmentParts, CountThePlainDisagreement) {
     EXPECT_EQ(63u * 4, BitmapOperation2_BF(ones.data(), zeros.data(), 64, 5, 12, 1, -1, 1, -1));
 }
 
-TEST(AlignmentParts, CountThePlainDisagreementOfPatches) {
+TEST(AlignmentParts, MakeSetsAndPatchesOfAnyDepth) {
     Random random;
-    for (int i = 0; i < 500; ++i) {
-        PlainPatches ref(random.between(0, 1200), random.between(0, 48), 1);
-        PlainPatches work = ref;
-        for (PlainPatches* const patches : {&ref, &work}) {
-            random.fill(patches->data.data(), patches->height * patches->rowBytes);
-            for (unsigned char& valid : patches->valid)
-                valid = random.chance(70);
-        }
-        const Displacement c{random.between(-2, 2), random.between(-1, 1)};
-        ASSERT_EQ(std::abs(c.x) > 1 ? 0 : disagreement(ref, work, c),
-                  InterBitmapOperation2(ref.data.data(), work.data.data(), ref.valid.data(),
-                                        work.valid.data(), ref.width, ref.height, ref.rowBytes, c.x,
-                                        c.y));
-    }
-}
-
-TEST(AlignmentParts, MakeSetsOfAnyDepth) {
-    Random random;
-    for (int i = 0; i < 300; ++i) {
-        AlignmentFrame frame(random, random.between(1, 600), random.between(1, 80),
-                             anyFormat(random), random.between(0, 5));
+    for (int i = 0; i < 400; ++i) {
+        AlignmentFrame frame(random, random.between(1, i % 2 == 0 ? 1200 : 200),
+                             random.between(1, i % 9 == 0 ? 900 : 80), anyFormat(random), 3);
         __tag_KIRO_OFFSCREEN& image = frame.image;
+        const long w = image.width;
+        const long h = image.height;
         const int64_t levels = plainLevelCount(image);
         const int64_t k = random.between(1, 5);
-        const int64_t threshold = random.oneOf<int64_t>({-2, 254, 255, 256});
+        const int64_t threshold = random.oneOf<int64_t>({-2, 100, 254, 255, 256});
+        SCOPED_TRACE(testing::Message() << w << " x " << h << ", k " << k);
         _tag_ZEP_ABDEBLUR context{};
         unsigned char* set = nullptr;
-        Alloc_ComputeBitMaps_Video(&context, &set, image.width, image.height, levels, k, 4);
+        Alloc_ComputeBitMaps_Video(&context, &set, w, h, levels, k, 4);
         const unsigned char* level = set;
-        Creat_ComputeBitMaps_Video(set, nullptr, 0, image.width, image.height, levels, k, 0);
-        Creat_ComputeBitMaps_Video(set, &image, threshold, image.width, image.height, levels, k, 1);
+        Creat_ComputeBitMaps_Video(set, nullptr, threshold, w, h, levels, k, 0);
+        Creat_ComputeBitMaps_Video(set, &image, threshold, w, h, levels, k, 1);
         for (const PlainLevel& expected : plainSet(image, threshold, k)) {
-            ASSERT_TRUE(expected.isHeldBy(level)) << image.width << " x " << image.height;
+            ASSERT_TRUE(expected.isHeldBy(level)) << expected.width;
             level += expected.data.size();
         }
         ASSERT_TRUE(set == nullptr || level == set + lastAllocationSize);
         VantMemFree(nullptr, set);
+
+        _tag_BitPyramid_Struct* pyramid = nullptr;
+        Alloc_ComputeBitPyramid_Video(&context, &pyramid, w, h, levels, k, 4);
+        Creat_ComputePyramidMaps_Video(pyramid, nullptr, threshold, w, h, levels, k, 0);
+        Creat_ComputePyramidMaps_Video(pyramid, &image, threshold, w, h, levels, k, 1);
+        int64_t j = 0;
+        for (PlainPatches& ref : plainPyramid(image, k)) {
+            _tag_BitMap_Struct& patches = pyramid->levels[j];
+            ref.cut(image, threshold, j);
+            ASSERT_TRUE(ref.isHeldBy(patches.data));
+            // Moved over the edges: patches that leave the frame keep their bits.
+            PlainPatches work = ref;
+            patches.xOffset = work.xOffset += random.between(-w, w) / 8;
+            patches.yOffset = work.yOffset += random.between(-h, h) / 8;
+            work.cut(image, 77, j);
+            ASSERT_EQ(frame.pitch << j,
+                      ComputeBitmaps2Interleave(image.planes[0], w, h, frame.pitch, &patches, 77, j,
+                                                image.format));
+            ASSERT_TRUE(work.isHeldBy(patches.data));
+            const Displacement c{random.between(-2, 2), random.between(-1, 1)};
+            ASSERT_EQ(std::abs(c.x) > 1 ? 0 : patchDisagreement(ref, work, c),
+                      InterBitmapOperation2(ref.data.data(), patches.data, ref.valid.data(),
+                                            patches.valid, patches.widthBits, patches.rows,
+                                            patches.rowBytes, c.x, c.y));
+            ++j;
+        }
+        ReleasePyrBit(&context, &pyramid);
+        ASSERT_EQ(nullptr, pyramid);
     }
 }
 

@@ -37,12 +37,12 @@ inline int64_t plainThreshold(const __tag_KIRO_OFFSCREEN& image) {
             values.push_back(lumaAt(image, x * step, y * step));
     if (std::count(countable.begin(), countable.end(), image.format) == 0 || values.size() < 2)
         return -1;
+    std::sort(values.begin(), values.end());
     const auto half = static_cast<int64_t>(values.size() / 2);
-    std::nth_element(values.begin(), values.begin() + half - 1, values.end());
     const int median = values[static_cast<size_t>(half - 1)];
-    const auto isBelow = [&](int value) { return value <= median; };
-    const int64_t excess = std::count_if(values.begin(), values.end(), isBelow) - half;
-    return median - (excess > std::count(values.begin(), values.end(), median) / 2 ? 1 : 0);
+    const auto equal = std::equal_range(values.begin(), values.end(), median);
+    const int64_t excess = equal.second - values.begin() - half;
+    return median - (excess > (equal.second - equal.first) / 2 ? 1 : 0);
 }
 
 // A threshold bitmap or a grey map, as it is stored.
@@ -148,9 +148,9 @@ struct PlainPatches : PlainLevel {
 
 using PlainPyramid = std::vector<PlainPatches>;
 
-inline PlainPyramid plainPyramid(const __tag_KIRO_OFFSCREEN& image) {
+inline PlainPyramid plainPyramid(const __tag_KIRO_OFFSCREEN& image, int64_t k = 3) {
     PlainPyramid pyramid;
-    for (int64_t j = 0; j < plainLevelCount(image) - 3; ++j) {
+    for (int64_t j = 0; j < plainLevelCount(image) - k; ++j) {
         const int64_t reduction = plainHalvings(std::max(image.width, image.height) >> j, 512);
         pyramid.emplace_back(image.width >> j, image.height >> j,
                              std::clamp<int64_t>(reduction, 1, 3));
@@ -158,36 +158,44 @@ inline PlainPyramid plainPyramid(const __tag_KIRO_OFFSCREEN& image) {
     return pyramid;
 }
 
-// Over an area that starts at the corner of the overlap. With `wordsAlone` the last pixels that
-// fill no word, and the outermost two of each word, are left out; the bitmap that starts at its
-// first column stays, and the other one is moved further.
-inline int64_t disagreement(const PlainLevel& a, const PlainLevel& b, Displacement d,
-                            int64_t columns, int64_t rows, bool wordsAlone = false,
-                            int64_t move = 0) {
-    const int64_t ax = d.x > 0 ? d.x + move : 0;
-    const int64_t bx = d.x > 0 ? 0 : -d.x - move;
+// The sum over an area whose corner lies at these positions.
+inline int64_t disagreement(const PlainLevel& a, Displacement inA, const PlainLevel& b,
+                            Displacement inB, int64_t columns, int64_t rows) {
     int64_t sum = 0;
     for (int64_t y = 0; y < rows; ++y)
-        for (int64_t x = 0; x < (wordsAlone ? columns / 32 * 32 : columns); ++x)
-            if (!wordsAlone || (x % 32 != 0 && x % 32 != 31))
-                sum += std::abs(a.at(ax + x, std::max<int64_t>(d.y, 0) + y) -
-                                b.at(bx + x, std::max<int64_t>(-d.y, 0) + y));
+        for (int64_t x = 0; x < columns; ++x)
+            sum += std::abs(a.at(inA.x + x, inA.y + y) - b.at(inB.x + x, inB.y + y));
     return sum;
 }
 
-inline int64_t disagreement(const PlainPatches& ref, const PlainPatches& work, Displacement c) {
-    const int64_t columns = ref.width / 4;
-    const int64_t rows = ref.height / 4;
+// Over an area that starts at the corner of the overlap.
+inline int64_t disagreement(const PlainLevel& a, const PlainLevel& b, Displacement d,
+                            int64_t columns, int64_t rows) {
+    return disagreement(a, {std::max<int64_t>(d.x, 0), std::max<int64_t>(d.y, 0)}, b,
+                        {std::max<int64_t>(-d.x, 0), std::max<int64_t>(-d.y, 0)}, columns, rows);
+}
+
+// Over the inner 30 pixels of the whole words that d has in common. The bitmap that starts at its
+// first column stays, and the other one is moved further.
+inline int64_t wordDisagreement(const PlainLevel& a, const PlainLevel& b, Displacement d,
+                                int64_t move, int64_t rows) {
     int64_t sum = 0;
-    for (size_t patch = 0; patch < 16; ++patch)
-        for (int64_t i = 0; ref.valid[patch] && work.valid[patch] && i < columns * rows; ++i) {
-            const int64_t u = i % columns;
-            const int64_t v = i / columns;
-            const int64_t x = static_cast<int64_t>(patch % 4) * columns + u;
-            const int64_t y = static_cast<int64_t>(patch / 4) * rows + v;
-            if (u > 0 && u < columns - 1 && v > 0 && v < rows - 1) // neighbours inside the patch
-                sum += std::abs(ref.at(x, y) - work.at(x - c.x, y - c.y));
-        }
+    for (int64_t x = 1; x + 31 <= a.width - std::abs(d.x); x += 32)
+        sum += disagreement(a, {d.x > 0 ? x + d.x + move : x, std::max<int64_t>(d.y, 0)}, b,
+                            {d.x > 0 ? x : x - d.x - move, std::max<int64_t>(-d.y, 0)}, 30, rows);
+    return sum;
+}
+
+inline int64_t patchDisagreement(const PlainPatches& ref, const PlainPatches& work,
+                                 Displacement c) {
+    int64_t sum = 0;
+    for (int patch = 0; patch < 16; ++patch) {
+        const Displacement corner{patch % 4 * (ref.width / 4) + 1,
+                                  patch / 4 * (ref.height / 4) + 1};
+        if (ref.valid[static_cast<size_t>(patch)] && work.valid[static_cast<size_t>(patch)])
+            sum += disagreement(ref, corner, work, corner + Displacement{-c.x, -c.y},
+                                ref.width / 4 - 2, ref.height / 4 - 2);
+    }
     return sum;
 }
 
@@ -224,25 +232,23 @@ struct PlainAligner {
         return e + (left > 3 ? refinePatches(plainLevelCount(moving) - left, e)
                              : refineStored(static_cast<size_t>(left), e));
     }
-    // A centre that costs no more than `accepted` is taken at once, even after a cheaper one.
+    // A centre that costs no more than `accepted` is taken before all others.
     template <typename Cost>
     static Displacement choose(bool rowsFirst, int64_t& best, int64_t bonus, int64_t accepted,
                                const Cost& costOf) {
         constexpr int64_t middleFirst[] = {0, -1, 1};
+        const int64_t centre = costOf(Displacement{}) - bonus;
         Displacement chosen;
-        for (int i = 0; i < 9; ++i) {
+        for (int i = 0; i < 9 && centre > accepted; ++i) {
             const Displacement c = rowsFirst ? Displacement{middleFirst[i % 3], i / 3 - 1}
                                              : Displacement{i / 3 - 1, i % 3 - 1};
-            const bool centre = c == Displacement{};
-            const int64_t cost = costOf(c) - (centre ? bonus : 0);
-            const bool taken = centre && cost <= accepted;
-            if (cost < best || taken) {
+            const int64_t cost = c == Displacement{} ? centre : costOf(c);
+            if (cost < best) {
                 best = cost;
                 chosen = c;
             }
-            if (taken)
-                break;
         }
+        best = std::min(best, centre);
         return chosen;
     }
     Displacement refinePatches(int64_t level, Displacement e) const {
@@ -255,7 +261,7 @@ struct PlainAligner {
         b.cut(moving, threshold[1 - reference], level);
         int64_t best = a.width * a.height;
         return choose(false, best, 1, INT64_MIN,
-                      [&](Displacement c) { return disagreement(a, b, c); });
+                      [&](Displacement c) { return patchDisagreement(a, b, c); });
     }
     Displacement refineStored(size_t left, Displacement e) {
         const PlainLevel& a = set[reference].rbegin()[left];
@@ -269,7 +275,7 @@ struct PlainAligner {
                 a.grey ? INT64_MIN : 14,
                 [&](Displacement c) { return disagreement(a, b, e + c, columns - 1, rows); });
         const Displacement chosen = choose(true, best, 1, 14, [&](Displacement c) {
-            return disagreement(a, b, {e.x, e.y + c.y}, columns, rows, true, c.x);
+            return wordDisagreement(a, b, {e.x, e.y + c.y}, c.x, rows);
         });
         if (plainLevelCount(moving) - static_cast<int64_t>(left) == 2)
             score = static_cast<int64_t>(static_cast<float>(best) /
