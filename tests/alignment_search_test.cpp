@@ -30,11 +30,46 @@ Outcome align(void* context, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* 
     return outcome;
 }
 
-// Aligns a few pairs of one size in one context and compares every step.
+// Enters the search at one of its levels, with or without patches.
+void compareSearch(Random& random, PlainAligner plain, const _tag_ZEP_ABDEBLUR& record) {
+    const int64_t left = random.between(0, plainLevelCount(plain.moving));
+    const bool stored = left <= 3;
+    const PlainSet& ref = plain.set[plain.reference];
+    PlainLevel level{plain.moving.width, plain.moving.height};
+    int64_t offset = 0;
+    for (size_t i = 0; stored && i < ref.size() - static_cast<size_t>(left); ++i) {
+        offset += i > 0 ? static_cast<int64_t>(level.data.size()) : 0;
+        level = ref[i];
+    }
+    const int64_t usePatches = random.chance(60) ? 1 : random.between(0, 4);
+    const bool direct = stored && random.chance(30);
+    _tag_BitPyramid_Struct* const pyramid = random.chance(80) ? record.refPyramid : nullptr;
+    const bool refused = usePatches > 3 || record.bitmapSet[0] == nullptr ||
+                         (!stored && usePatches == 1 && pyramid == nullptr);
+    plain.score = 12345;
+    if (usePatches != 1)
+        plain.pyramid.clear();
+    const Displacement expected = refused ? Displacement{77, 78} : plain.search(left);
+    const size_t slot = 1 - plain.reference;
+    long result[2] = {77, 78};
+    long score = 12345;
+    ASSERT_EQ(refused ? ERR_INVALID_PARAM : ERR_NONE,
+              Alignment2Image2_Video(
+                  nullptr, record.bitmapSet[1 - slot] + offset, record.bitmapSet[slot] + offset,
+                  plain.moving.planes[0], plain.moving.width, plain.moving.height,
+                  plain.moving.pitches[0], level.width, level.height, 4, left,
+                  direct ? random.between(0, 3) : 3, result, pyramid, record.workPyramid, 0,
+                  record.threshold[slot], usePatches, 0, direct, plain.moving.format, &score));
+    ASSERT_EQ(expected, (Displacement{result[0], result[1]})) << left << " levels left";
+    ASSERT_EQ(direct ? 12345 : plain.score, score);
+}
+
+// Aligns two pairs of one size in one context.
 void comparePairs(Random& random, int64_t width, int64_t height) {
     SCOPED_TRACE(testing::Message() << width << " x " << height);
     const int64_t format = random.chance(98) ? anyFormat(random) : 0x101;
     Context context;
+    const _tag_ZEP_ABDEBLUR& record = context.record();
     PlainAligner plain;
     for (int call = 0; call < 2; ++call) {
         AlignmentFrame first(random, width, height, format, random.between(0, 7));
@@ -48,26 +83,16 @@ void comparePairs(Random& random, int64_t width, int64_t height) {
         ASSERT_EQ(ERR_NONE, outcome.code);
         ASSERT_EQ(expected, outcome.of(1 - reference));
         ASSERT_EQ(Displacement{}, outcome.of(reference));
-        for (size_t slot = 0; slot < 2; ++slot) {
-            const unsigned char* set = context.record().bitmapSet[slot];
-            ASSERT_EQ(plain.threshold[slot], context.record().threshold[slot]);
-            for (const PlainLevel& level : plain.set[slot]) {
-                ASSERT_TRUE(level.isHeldBy(set)) << "slot " << slot << ", " << level.width;
-                set += level.data.size();
-            }
-        }
-        for (size_t j = 0; j < plain.pyramid.size(); ++j) {
-            ASSERT_TRUE(plain.pyramid[j].isHeldBy(context.record().refPyramid->levels[j].data));
-            ASSERT_EQ(plain.pyramid[j].xOffset, context.record().workPyramid->levels[j].xOffset);
-        }
+        ASSERT_TRUE(std::equal(plain.threshold.begin(), plain.threshold.end(), record.threshold));
+        ASSERT_NO_FATAL_FAILURE(compareSearch(random, plain, record));
     }
 }
 
 TEST(Alignment, MatchesThePlainSearch) {
     Random random;
-    for (int i = 0; i < 2500; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         int64_t width = random.between(1, 80);
-        int64_t height = random.between(1, 80);
+        int64_t height = random.between(1, i % 200 == 0 ? 500 : 80);
         int64_t& longer = random.chance(70) ? width : height;
         if (i % 3 == 0) // has bitmap levels
             longer = random.between(130, 330);
@@ -75,9 +100,9 @@ TEST(Alignment, MatchesThePlainSearch) {
             longer = random.oneOf<int64_t>({127,  128,  129,  159,  160,  161,  257,  319, 320, 321,
                                             511,  512,  513,  519,  520,  635,  639,  640, 641, 643,
                                             1023, 1027, 1279, 1287, 2079, 2080, 4200, 700});
-        if (i % 200 == 0) {
-            width = random.between(300, 700);
-            height = random.between(300, 500);
+        if (i % 20 == 1) { // whose residuals are whole numbers before they are rounded
+            width = 720;
+            height = 40;
         }
         ASSERT_NO_FATAL_FAILURE(comparePairs(random, width, height));
     }
@@ -89,8 +114,7 @@ TEST(Alignment, FindsAKnownDisplacement) {
     struct Case {
         int64_t width, height, format, dx, dy;
     };
-    for (const Case& c : {Case{300, 200, 0x601, -5, 0}, Case{641, 481, 0x501, 6, -9},
-                          Case{1280, 720, 0x603, 17, 11}}) {
+    for (const Case& c : {Case{641, 481, 0x501, 6, -9}, Case{1280, 720, 0x603, 17, 11}}) {
         AlignmentFrame first(random, c.width, c.height, c.format, 16);
         AlignmentFrame second(random, c.width, c.height, c.format, 3);
         first.paint([&](int64_t x, int64_t y) { return scene.at(x, y) * 4 / 5; });
@@ -155,53 +179,6 @@ TEST(Alignment, RefusesWhatDoesNotFit) {
                                          1, 3, missing == 2 ? nullptr : pair, nullptr, nullptr, 0,
                                          0, 1, 0, 0, 0x601, missing == 3 ? nullptr : &score));
     EXPECT_EQ(5, pair[0]);
-}
-
-TEST(Alignment, CanBeEnteredAtEveryLevel) {
-    Random random;
-    for (int i = 0; i < 240; ++i) {
-        // Of the first size every residual is a whole number before it is rounded.
-        const bool exact = i % 4 == 0;
-        const int64_t width = exact ? 720 : random.between(16, i % 4 == 1 ? 300 : 1400);
-        const int64_t height = exact ? 40 : random.between(16, 90);
-        AlignmentFrame first(random, width, height, anyFormat(random), random.between(0, 3));
-        AlignmentFrame second(random, width, height, first.image.format, random.between(0, 3));
-        paintPair(random, first, second, random.between(1, 20));
-        PlainAligner plain;
-        plain.align(first.image, second.image);
-        plain.score = 12345;
-        const Context context;
-        align(context.handle, &first.image, &second.image);
-        const _tag_ZEP_ABDEBLUR& record = context.record();
-        int64_t offset = 0;
-        PlainLevel level{width, height};
-        for (int64_t left = plainLevelCount(first.image); left >= 0; --left) {
-            const bool stored = left <= 3;
-            if (stored)
-                level = plain.set[0][plain.set[0].size() - 1 - static_cast<size_t>(left)];
-            const int64_t usePatches = random.chance(60) ? 1 : random.between(0, 4);
-            const bool direct = stored && random.chance(30);
-            _tag_BitPyramid_Struct* const pyramid = random.chance(80) ? record.refPyramid : nullptr;
-            const bool refused = usePatches > 3 || (!stored && usePatches == 1 && !pyramid);
-            PlainAligner entered = plain;
-            if (usePatches != 1)
-                entered.pyramid.clear();
-            const Displacement expected = refused ? Displacement{77, 78} : entered.search(left);
-            long result[2] = {77, 78};
-            long score = 12345;
-            const long code = Alignment2Image2_Video(
-                nullptr, record.bitmapSet[0] + offset, record.bitmapSet[1] + offset,
-                second.image.planes[0], width, height, second.image.pitches[0], level.width,
-                level.height, 4, left, direct ? random.between(0, 3) : 3, result, pyramid,
-                record.workPyramid, record.threshold[0], record.threshold[1], usePatches, 0, direct,
-                second.image.format, &score);
-            ASSERT_EQ(refused ? ERR_INVALID_PARAM : ERR_NONE, code);
-            ASSERT_EQ(expected, (Displacement{result[0], result[1]})) << width << " x " << height;
-            ASSERT_EQ(direct || refused ? 12345 : entered.score, score);
-            offset += stored ? static_cast<int64_t>(level.data.size()) : 0;
-            level = {(level.width + 1) / 2, (level.height + 1) / 2};
-        }
-    }
 }
 
 } // namespace
