@@ -111,19 +111,16 @@ TEST(Alignment, MatchesThePlainSearch) {
 TEST(Alignment, FindsAKnownDisplacement) {
     Random random;
     const Scene scene{4711};
-    struct Case {
-        int64_t width, height, format, dx, dy;
-    };
-    for (const Case& c : {Case{641, 481, 0x501, 6, -9}, Case{1280, 720, 0x603, 17, 11}}) {
-        AlignmentFrame first(random, c.width, c.height, c.format, 16);
-        AlignmentFrame second(random, c.width, c.height, c.format, 3);
+    const std::array<int64_t, 5> cases[] = {{641, 481, 0x501, 6, -9}, {1280, 720, 0x603, 17, 11}};
+    for (const auto& [width, height, format, dx, dy] : cases) {
+        const Displacement d{dx, dy};
+        AlignmentFrame first(random, width, height, format, 16);
+        AlignmentFrame second(random, width, height, format, 3);
         first.paint([&](int64_t x, int64_t y) { return scene.at(x, y) * 4 / 5; });
-        second.paint([&](int64_t x, int64_t y) { return scene.at(x + c.dx, y + c.dy) + 9; });
+        second.paint([&](int64_t x, int64_t y) { return scene.at(x + d.x, y + d.y) + 9; });
         const Context context;
-        EXPECT_EQ((Displacement{c.dx, c.dy}),
-                  align(context.handle, &first.image, &second.image).of(1));
-        EXPECT_EQ((Displacement{-c.dx, -c.dy}),
-                  align(context.handle, &first.image, &second.image, 1).of(0));
+        EXPECT_EQ(d, align(context.handle, &first.image, &second.image).of(1));
+        EXPECT_EQ(d, align(context.handle, &second.image, &first.image, 1).of(0));
     }
 }
 

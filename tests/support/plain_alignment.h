@@ -230,7 +230,7 @@ struct PlainAligner {
         const Displacement coarser = left > 0 ? search(left - 1) : Displacement{};
         const Displacement e = coarser + coarser;
         return e + (left > 3 ? refinePatches(plainLevelCount(moving) - left, e)
-                             : refineStored(static_cast<size_t>(left), e));
+                             : refineStored(left, e));
     }
     // A centre that costs no more than `accepted` is taken before all others.
     template <typename Cost>
@@ -263,7 +263,7 @@ struct PlainAligner {
         return choose(false, best, 1, INT64_MIN,
                       [&](Displacement c) { return patchDisagreement(a, b, c); });
     }
-    Displacement refineStored(size_t left, Displacement e) {
+    Displacement refineStored(int64_t left, Displacement e) {
         const PlainLevel& a = set[reference].rbegin()[left];
         const PlainLevel& b = set[1 - reference].rbegin()[left];
         int64_t best = a.width * a.height * 256;
@@ -277,7 +277,7 @@ struct PlainAligner {
         const Displacement chosen = choose(true, best, 1, 14, [&](Displacement c) {
             return wordDisagreement(a, b, {e.x, e.y + c.y}, c.x, rows);
         });
-        if (plainLevelCount(moving) - static_cast<int64_t>(left) == 2)
+        if (plainLevelCount(moving) - left == 2)
             score = static_cast<int64_t>(static_cast<float>(best) /
                                          static_cast<float>(a.width * a.height) * 480.0f * 270.0f);
         return chosen;
