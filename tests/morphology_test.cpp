@@ -102,9 +102,9 @@ TEST(Morphology, EqualsTheDefinitionSeparatelyAndInPlace) {
 }
 
 #if defined(__x86_64__)
-// Small images never take the wider vectors unless asked to.
+// Narrow images never take the wider vectors unless asked to.
 TEST(Morphology, EqualsTheDefinitionWithWiderVectors) {
-    if (!kelvane::processorHasAvx2())
+    if (!kelvane::hasAvx2())
         GTEST_SKIP() << "no AVX2";
     Random random;
     for (int round = 0; round < 1500; ++round) {

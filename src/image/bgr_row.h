@@ -13,7 +13,7 @@ struct ChromaRow {
 };
 
 // Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own. `shuffle` says that
-// the processor has byte shuffles and that they pay.
+// the processor has byte shuffles.
 void writeBgrRow(const unsigned char* luma, ChromaRow chroma, int64_t width, bool shuffle,
                  unsigned char* out);
 

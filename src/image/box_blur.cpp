@@ -89,7 +89,7 @@ void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32
 
 BoxRowOperations fastestRowOperations(const BoxFilter& filter) {
 #if defined(__x86_64__)
-    if (usesAvx2(filter.width, filter.height))
+    if (usesAvx2(filter.width))
         return boxRowOperationsAvx2(filter.channels);
 #endif
     return boxRowOperations(filter.channels);

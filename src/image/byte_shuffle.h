@@ -4,7 +4,6 @@
 #if defined(__x86_64__)
 #define KELVANE_SHUFFLE_SSSE3
 #define KELVANE_TARGET_SHUFFLE __attribute__((target("ssse3")))
-#include <cpuid.h>
 #include <tmmintrin.h>
 #elif defined(__aarch64__)
 #define KELVANE_SHUFFLE_NEON
@@ -14,14 +13,6 @@
 namespace kelvane {
 
 #if defined(KELVANE_SHUFFLE_SSSE3)
-
-// Asked in every call that can gain from it, since the library keeps no state of its own; under a
-// hypervisor the answer takes some microseconds.
-inline bool hasByteShuffle() {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    __cpuid(1, a, b, c, d);
-    return (c & bit_SSSE3) != 0;
-}
 
 inline __m128i loadVector(const void* bytes) {
     return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
@@ -34,14 +25,6 @@ inline __m128i loadHalfVector(const void* bytes) {
 inline void storeVector(void* bytes, __m128i vector) {
     _mm_storeu_si128(static_cast<__m128i*>(bytes), vector);
 }
-
-#elif defined(KELVANE_SHUFFLE_NEON)
-
-inline bool hasByteShuffle() { return true; }
-
-#else
-
-inline bool hasByteShuffle() { return false; }
 
 #endif
 

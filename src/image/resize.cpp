@@ -3,6 +3,7 @@
 
 #include "image/position.h"
 #include "image/row_pair.h"
+#include "platform/vector_support.h"
 
 namespace kelvane {
 
@@ -99,8 +100,9 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
         return column < *fields.interpolated ? makeTap(first, first + channels, position.weight)
                                              : makeTap(first, first, 0);
     };
-    const RowResampler resampler(values + 2 * samples, samples, srcWidth * channels,
-                                 shufflePays(dstWidth, dstHeight), tapOf);
+    const bool shuffle = dstHeight > 1 && hasByteShuffle(); // one row does not repay preparation
+    const RowResampler resampler(values + 2 * samples, samples, srcWidth * channels, shuffle,
+                                 tapOf);
     RowPair pair(source, resampler, samples, values);
     for (int64_t y = 0; y < dstHeight; ++y) {
         const Position position = fields.rows[y];

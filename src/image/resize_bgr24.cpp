@@ -4,6 +4,7 @@
 #include "image/bgr_row.h"
 #include "image/position.h"
 #include "image/row_pair.h"
+#include "platform/vector_support.h"
 
 #include <algorithm>
 
@@ -80,7 +81,7 @@ public:
     Conversion(const __tag_KIRO_OFFSCREEN& sourceImage, void* block, unsigned char* destination,
                int64_t dstWidth, int64_t dstHeight, int64_t dstPitch)
         : source(sourceImage), out(destination), width(dstWidth), height(dstHeight),
-          pitch(dstPitch), shuffle(shufflePays(width, height)), work(block),
+          pitch(dstPitch), shuffle(hasByteShuffle()), work(block),
           rows(work.take<Position>(height)), columns(work.take<Position>(width)) {
         fillRowTable(CentreAligned(source.height, height), height, rows);
         fillColumnTable(CentreAligned(source.width, width), source.width, width, columns);

@@ -17,7 +17,7 @@ public:
     RowResampler() = default;
 
     // `tapOf(k)` gives the tap of sample k in a source row of `rowBytes` bytes. `shuffle` says that
-    // byte shuffles are there and pay.
+    // the processor has byte shuffles and that their preparation pays.
     template <typename TapOf>
     RowResampler(void* storage, int64_t count, int64_t rowBytes, bool shuffle, TapOf tapOf)
         : groups(static_cast<ShuffleGroup*>(storage)) {

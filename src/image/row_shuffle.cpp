@@ -33,12 +33,6 @@ unsigned char byteOf(int64_t value) { return static_cast<unsigned char>(value); 
 
 } // namespace
 
-bool shufflePays(int64_t width, int64_t rows) {
-    // Below this much work, asking the processor what it can do costs more than it saves.
-    constexpr int64_t enoughPixels = 1 << 15;
-    return rows >= enoughPixels / width && hasByteShuffle();
-}
-
 bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, int64_t windows, ShuffleGroup* group) {
     const int64_t windowTaps = ShuffleGroup::size / windows;
     for (int64_t window = 0; window < windows; ++window) {

@@ -27,10 +27,6 @@ struct ShuffleGroup {
 
 static_assert(sizeof(Tap) == 8 && sizeof(ShuffleGroup) <= ShuffleGroup::size * sizeof(Tap));
 
-// Whether the processor has the instructions and an image of `width` > 0 and `rows` is worth the
-// preparation.
-bool shufflePays(int64_t width, int64_t rows);
-
 // False when the taps do not fit `windows` windows (1, 2 or 4) inside a row of `rowBytes` bytes.
 bool makeShuffleGroup(const Tap* taps, int64_t rowBytes, int64_t windows, ShuffleGroup* group);
 

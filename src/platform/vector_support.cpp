@@ -1,30 +1,21 @@
+// Not inline, so that tests can answer in the processor's place.
 #include "platform/vector_support.h"
-
-#if defined(__x86_64__)
-
-#include <cpuid.h>
 
 namespace kelvane {
 
-// The AVX2 flag alone does not tell whether the operating system saves the wide registers.
-bool processorHasAvx2() {
-    unsigned a = 0;
-    unsigned b = 0;
-    unsigned c = 0;
-    unsigned d = 0;
-    __cpuid(1, a, b, c, d);
-    if ((c & bit_OSXSAVE) == 0 || (c & bit_AVX) == 0)
-        return false;
-    unsigned enabled = 0;
-    unsigned upper = 0;
-    __asm__("xgetbv" : "=a"(enabled), "=d"(upper) : "c"(0));
-    constexpr unsigned vectorState = 0b110; // 128-bit and 256-bit registers
-    if ((enabled & vectorState) != vectorState)
-        return false;
-    __cpuid_count(7, 0, a, b, c, d); // present wherever AVX is
-    return (b & bit_AVX2) != 0;
-}
+#if defined(__x86_64__)
 
-} // namespace kelvane
+bool hasByteShuffle() { return __builtin_cpu_supports("ssse3") != 0; }
+bool hasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+
+#elif defined(__aarch64__)
+
+bool hasByteShuffle() { return true; }
+
+#else
+
+bool hasByteShuffle() { return false; }
 
 #endif
+
+} // namespace kelvane

@@ -1,21 +1,18 @@
-// Which vector instructions a call may use beyond those that every processor has.
+// Which vector instructions there are beyond those that every processor has. The compiler's runtime
+// asks the processor when the library is loaded.
 #pragma once
 
 #include <cstdint>
 
 namespace kelvane {
 
+bool hasByteShuffle(); // by an index vector
+
 #if defined(__x86_64__)
+bool hasAvx2();
 
-bool processorHasAvx2();
-
-// Asks the processor on every call, as the library keeps no state. Under a hypervisor the answer
-// takes about 10 microseconds, more than an image below this size gains from it.
-inline bool usesAvx2(int64_t width, int64_t height) {
-    constexpr int64_t worthwhilePixels = 1 << 18;
-    return height > worthwhilePixels / width && processorHasAvx2();
-}
-
+// Rows that fill no vector are faster without.
+inline bool usesAvx2(int64_t width) { return width >= 16 && hasAvx2(); }
 #endif
 
 } // namespace kelvane

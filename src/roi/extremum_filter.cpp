@@ -5,7 +5,7 @@ namespace kelvane {
 
 void filterMinimum(const ExtremumTask& task, unsigned char* working) {
 #if defined(__x86_64__)
-    if (usesAvx2(task.width, task.height))
+    if (usesAvx2(task.width))
         return filterMinimumAvx2(task, working);
 #endif
     filterImage<Minimum>(task, working);
@@ -13,7 +13,7 @@ void filterMinimum(const ExtremumTask& task, unsigned char* working) {
 
 void filterMaximum(const ExtremumTask& task, unsigned char* working) {
 #if defined(__x86_64__)
-    if (usesAvx2(task.width, task.height))
+    if (usesAvx2(task.width))
         return filterMaximumAvx2(task, working);
 #endif
     filterImage<Maximum>(task, working);
