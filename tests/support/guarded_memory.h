@@ -1,14 +1,19 @@
-// Memory between two inaccessible pages: it ends right before the second one.
+// Memory between two inaccessible pages: it ends right before the second one, or begins right after
+// the first one.
 #pragma once
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <vector>
+
+using Bytes = std::vector<unsigned char>;
 
 class GuardedMemory {
 public:
-    explicit GuardedMemory(size_t size) {
+    explicit GuardedMemory(size_t size, bool atEnd = true) : size_(size) {
         const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
         const size_t usable = (size + page - 1) / page * page;
         mappedSize_ = usable + 2 * page;
@@ -19,15 +24,21 @@ public:
         mapped_ = static_cast<unsigned char*>(mapped);
         if (usable > 0 && mprotect(mapped_ + page, usable, PROT_READ | PROT_WRITE) != 0)
             std::abort();
-        data_ = mapped_ + page + usable - size;
+        data_ = mapped_ + page + (atEnd ? usable - size : 0);
+    }
+    explicit GuardedMemory(const Bytes& content, bool atEnd = true)
+        : GuardedMemory(content.size(), atEnd) {
+        std::memcpy(data_, content.data(), size_);
     }
     ~GuardedMemory() { munmap(mapped_, mappedSize_); }
     GuardedMemory(const GuardedMemory&) = delete;
     GuardedMemory& operator=(const GuardedMemory&) = delete;
 
     unsigned char* data() const { return data_; }
+    Bytes content() const { return {data_, data_ + size_}; }
 
 private:
+    size_t size_;
     unsigned char* mapped_;
     size_t mappedSize_;
     unsigned char* data_;

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <iostream>
 #include <random>
+#include <vector>
 
 class Random {
 public:
@@ -35,6 +36,17 @@ public:
     void fill(unsigned char* bytes, int64_t count) {
         for (int64_t i = 0; i < count; ++i)
             bytes[i] = static_cast<unsigned char>(engine_());
+    }
+    // All black, all white, alternating, lone marks, or noise.
+    std::vector<unsigned char> image(int64_t size) {
+        std::vector<unsigned char> bytes(static_cast<size_t>(size));
+        fill(bytes.data(), size);
+        const auto kind = between<unsigned>(0, 6);
+        for (size_t i = 0; i < bytes.size() && kind < 4; ++i) {
+            const bool white = kind < 2 ? kind == 1 : kind == 2 ? i % 2 == 1 : bytes[i] < 4;
+            bytes[i] = white ? 255 : 0;
+        }
+        return bytes;
     }
 
 private:
