@@ -119,7 +119,7 @@ long randomRadius(Random& random, long size) {
 
 TEST(BoxBlur, EqualsItsDefinition) {
     Random random;
-    for (int round = 0; round < 4000 && !HasFailure(); ++round) {
+    for (int round = 0; round < 2500 && !HasFailure(); ++round) {
         const Plane plane = randomPlane(random, random.oneOf({1, 1, 3}));
         Reach reach = {randomRadius(random, plane.width), randomRadius(random, plane.height),
                        randomRadius(random, plane.width), randomRadius(random, plane.height)};
@@ -187,16 +187,15 @@ TEST(Morphology, EqualsItsDefinition) {
         {sbrDilate, {most}},
         {sbrOpen, {least, most}},
         {sbrClose, {most, least}}};
-    for (size_t round = 0; round < 4000 && !HasFailure(); ++round) {
+    for (size_t round = 0; round < 1600 && !HasFailure(); ++round) {
         const auto& [function, steps] = operations[round % 4];
         const Plane plane = randomPlane(random, random.between(1, 4));
         const long size = std::max(plane.width, plane.height);
         const long r = random.between(1, random.chance(25) ? 2 * size : 5);
         const long stride = (plane.channels * (plane.width + 2 * r + 18) + 3) / 4 * 4;
         const long block = (2 * r + 1) * plane.channels + (stride + 8) * (2 * r + 4) + 151;
-        const long payload = (block / 4 * 4 + 7) / 8 * 8;
-        expectFilter(random, plane, morphology(function, r), {payload, payload}, {r, r, r, r + 1},
-                     steps);
+        expectFilter(random, plane, morphology(function, r), {block / 4 * 4, block / 4 * 4},
+                     {r, r, r, r + 1}, steps);
     }
 }
 

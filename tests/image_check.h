@@ -61,13 +61,14 @@ struct Frame {
 };
 
 // Compares what call(memory) writes to `out` with `expected`, padding included, with the vectors of
-// every processor or with wider ones. Memory of `payload` bytes suffices; with 8 bytes less nothing
-// is written.
+// every processor or with wider ones. An arena for one block of `payload` bytes suffices; with 8
+// bytes less nothing is written.
 template <typename Call>
 void expectOutput(Random& random, const GuardedMemory& out, long payload, Call call,
                   const Bytes& expected) {
     widerVectors = random.chance(50);
     const Bytes before = out.content();
+    payload = (payload + 7) / 8 * 8;
     const Arena small(payload - 8), arena(payload);
     ASSERT_EQ(call(small.handle()), ERR_NO_MEMORY);
     ASSERT_TRUE(out.content() == before);

@@ -10,9 +10,10 @@ struct Position {
     int64_t weight; // of the next sample, in units of 1/128
 };
 
+// One axis of a resize; pixel centres coincide, or first samples.
 struct Axis {
     long sourceSize, size;
-    bool centred; // pixel centres coincide rather than first samples
+    bool centred = false;
 
     Position at(long d) const {
         const float ratio = static_cast<float>(sourceSize) / static_cast<float>(size);
@@ -20,8 +21,9 @@ struct Axis {
                                 : static_cast<float>(d) * ratio;
         const auto index = static_cast<long>(p);
         const float fraction = p - static_cast<float>(index);
-        return fraction < 0 ? Position{0, 0}
-                            : Position{index, static_cast<long>(fraction * 128.0f + 0.5f)};
+        if (fraction < 0)
+            return {0, 0};
+        return {index, static_cast<long>(fraction * 128.0f + 0.5f)};
     }
     // Columns that reach the last one take it alone.
     Position columnAt(long x) const {
@@ -31,111 +33,97 @@ struct Axis {
 
 // In units of 2^-14, with half a unit of the result added.
 template <typename SampleAt>
-int64_t interpolate(const Axis& vertical, long y, Position column, SampleAt sampleAt) {
-    const auto horizontal = [&](long row) {
-        const int64_t first = sampleAt(row, column.index);
-        const int64_t second = column.weight == 0 ? first : sampleAt(row, column.index + 1);
+int64_t interpolate(const Axis& columns, const Axis& rows, long x, long y, SampleAt sampleAt) {
+    const Position column = columns.columnAt(x), row = rows.at(y);
+    const auto horizontal = [&](long v) {
+        const int64_t first = sampleAt(v, column.index);
+        const int64_t second = column.weight == 0 ? first : sampleAt(v, column.index + 1);
         return 128 * first + column.weight * (second - first);
     };
-    const Position row = vertical.at(y);
-    const long last = vertical.sourceSize - 1;
+    const long last = rows.sourceSize - 1;
     const int64_t top = horizontal(std::min(row.index, last));
     const int64_t bottom = row.weight == 0 || row.index >= last ? top : horizontal(row.index + 1);
     return 128 * top + row.weight * (bottom - top) + 8192;
 }
 
-struct Sizes {
-    long srcWidth, srcHeight, width, height;
-};
-
-// Some sizes at the ends of the range, and random ones.
+// Sizes at the ends of the range, and random ones.
 template <typename Check>
 void forManySizes(const Check& check) {
     Random random;
-    for (const Sizes& s : {Sizes{1, 1, 1, 2}, Sizes{65534, 3, 1, 1}, Sizes{65534, 2, 700, 5},
-                           Sizes{2, 65535, 2, 7}, Sizes{2, 2, 40000, 1}, Sizes{65534, 1, 65533, 2},
-                           Sizes{65534, 1, 65535, 1}, Sizes{64, 48, 64, 48}})
-        check(random, s);
+    const Axis ends[][2] = {{{1, 1}, {1, 2}},     {{65535, 1}, {3, 1}},    {{65534, 700}, {2, 5}},
+                            {{2, 2}, {65535, 7}}, {{2, 40000}, {2, 1}},    {{65535, 65534}, {1, 2}},
+                            {{64, 64}, {48, 48}}, {{65534, 65535}, {1, 1}}};
+    for (const auto& [columns, rows] : ends)
+        check(random, columns, rows);
     for (int round = 0; round < 3000 && !testing::Test::HasFailure(); ++round) {
         const long most = random.oneOf({12, 12, 12, 90, round % 20 == 0 ? 500 : 90});
         const auto side = [&] { return random.between(1, most); };
-        check(random, {side(), side(), side(), side()});
+        check(random, Axis{side(), side()}, Axis{side(), side()});
     }
 }
 
-struct Resize {
-    long channels;
-    Axis columns, rows;
+std::string describe(long kind, const Axis& columns, const Axis& rows) {
+    return testing::PrintToString(
+        std::vector{kind, columns.sourceSize, rows.sourceSize, columns.size, rows.size});
+}
 
-    Resize(long channelCount, const Sizes& s)
-        : channels(channelCount), columns{s.srcWidth, s.width, false}, rows{s.srcHeight, s.height,
-                                                                            false} {}
-    long prepare(void* memory, void** buffer) const {
-        return ImageResize_AllocMem_BL(memory, columns.sourceSize, rows.sourceSize, channels,
-                                       columns.size, rows.size, buffer);
-    }
-    // The tables as they lie in the buffer, after the number of columns before the last one's.
-    std::vector<uint32_t> tables() const {
-        std::vector<uint32_t> words(2);
-        for (long i = 0; i < columns.size + rows.size; ++i) {
-            const Position p = i < columns.size ? columns.columnAt(i) : rows.at(i - columns.size);
-            words[0] += i < columns.size && p.index < columns.sourceSize - 1;
-            words.push_back(static_cast<uint32_t>(p.weight << 16 | p.index));
-        }
-        return words;
-    }
-};
+long prepare(void* memory, long channels, const Axis& columns, const Axis& rows, void** buffer) {
+    return ImageResize_AllocMem_BL(memory, columns.sourceSize, rows.sourceSize, channels,
+                                   columns.size, rows.size, buffer);
+}
 
-void expectResized(Random& random, const Resize& r, bool wholeImage) {
-    const uint32_t format = r.channels == 1 ? 0x802 : 0x501;
-    const Frame src(random, format, r.columns.sourceSize, r.rows.sourceSize);
-    Frame dst(random, format, r.columns.size, r.rows.size);
-    const auto resize = [&](void* memory) -> long {
-        if (wholeImage)
+// The number of columns before the last one's, and an entry for every column and row.
+std::vector<uint32_t> tablesOf(const Axis& columns, const Axis& rows) {
+    std::vector<uint32_t> words(2);
+    for (long i = 0; i < columns.size + rows.size; ++i) {
+        const Position p = i < columns.size ? columns.columnAt(i) : rows.at(i - columns.size);
+        words[0] += i < columns.size && p.index < columns.sourceSize - 1;
+        words.push_back(static_cast<uint32_t>(p.weight << 16 | p.index));
+    }
+    return words;
+}
+
+void expectResized(Random& random, const Axis& columns, const Axis& rows) {
+    const long channels = random.between(1, 2);
+    SCOPED_TRACE(describe(channels, columns, rows));
+    const uint32_t format = channels == 1 ? 0x802 : 0x501;
+    const Frame src(random, format, columns.sourceSize, rows.sourceSize);
+    Frame dst(random, format, columns.size, rows.size);
+    // Whole images of the same size may be copied with their padding.
+    const bool whole = channels == 1 && columns.sourceSize != columns.size && random.chance(50);
+    const std::vector<uint32_t> tables = tablesOf(columns, rows);
+    const auto resize = [&](void* memory) {
+        if (whole)
             return imgResize(memory, &src.image, &dst.image);
         void* buffer = nullptr;
-        if (r.prepare(memory, &buffer) != ERR_NONE)
-            return ERR_NO_MEMORY;
-        const long code =
-            ImageResize_BL(src.image.planes[0], r.columns.sourceSize, r.rows.sourceSize,
-                           src.image.pitches[0], r.channels, dst.image.planes[0], r.columns.size,
-                           r.rows.size, dst.image.pitches[0], &buffer);
-        std::vector<uint32_t> tables = r.tables();
+        long code = prepare(memory, channels, columns, rows, &buffer);
+        if (code != ERR_NONE)
+            return code;
+        code = ImageResize_BL(src.image.planes[0], columns.sourceSize, rows.sourceSize,
+                              src.image.pitches[0], channels, dst.image.planes[0], columns.size,
+                              rows.size, dst.image.pitches[0], &buffer);
         const auto* const words = static_cast<const uint32_t*>(buffer);
-        EXPECT_TRUE(std::equal(tables.begin(), tables.begin() + 2, words));
-        EXPECT_TRUE(std::equal(tables.begin() + 2, tables.end(),
-                               words + 2 + 4 * r.columns.size * r.channels));
+        EXPECT_TRUE(std::equal(words, words + 2, tables.begin()));
+        EXPECT_TRUE(
+            std::equal(tables.begin() + 2, tables.end(), words + 2 + 4 * columns.size * channels));
         VantMemFree(memory, buffer);
         return code;
     };
     const auto byteAt = [&](long y, long k) {
-        const auto sampleAt = [&](long row, long column) {
-            return src.at(0, row, column * r.channels + k % r.channels);
+        const auto sampleAt = [&](long v, long u) {
+            return src.at(0, v, u * channels + k % channels);
         };
-        return interpolate(r.rows, y, r.columns.columnAt(k / r.channels), sampleAt) >> 14;
+        return interpolate(columns, rows, k / channels, y, sampleAt) >> 14;
     };
-    const long tables = 4 * (r.columns.size + r.rows.size);
-    const long payload = (8 + 16 * r.columns.size * r.channels + tables + 7) / 8 * 8;
+    const long payload = 8 + 16 * columns.size * channels + 4 * (columns.size + rows.size);
     expectOutput(random, dst.planes[0], payload, resize, dst.drawn(0, byteAt));
 }
 
 TEST(Resize, EqualsItsDefinition) {
-    forManySizes([](Random& random, const Sizes& s) {
-        const long channels = random.between(1, 2);
-        SCOPED_TRACE(testing::PrintToString(
-            std::vector{channels, s.srcWidth, s.srcHeight, s.width, s.height}));
-        // Whole images of the same size may be copied with their padding.
-        const bool wholeImage = channels == 1 && s.srcWidth != s.width && random.chance(50);
-        expectResized(random, Resize(channels, s), wholeImage);
-    });
-}
-
-// In single precision the last position is the source's height.
-TEST(Resize, RepeatsTheLastRowOfAnExtremeEnlargement) {
+    forManySizes(expectResized);
     Random random;
-    const Resize extreme(1, {1, 40001, 1, 9569837});
-    ASSERT_EQ(extreme.rows.at(extreme.rows.size - 1).index, extreme.rows.sourceSize);
-    expectResized(random, extreme, true);
+    // In single precision the position of the last row is the source's height.
+    expectResized(random, {1, 1}, {40001, 9569837});
 }
 
 TEST(Resize, RepeatsTheLastColumnAndRoundsHalfUp) {
@@ -149,20 +137,23 @@ TEST(Resize, RepeatsTheLastColumnAndRoundsHalfUp) {
 
 TEST(Resize, ReleasesTheBufferThatItReplaces) {
     const Arena arena(112);
-    const Resize fitting(1, {4, 4, 4, 4});
+    const Axis four = {4, 4};
     void* buffer = nullptr;
     for (int round = 0; round < 2; ++round)
-        EXPECT_EQ(fitting.prepare(arena.handle(), &buffer), ERR_NONE);
+        EXPECT_EQ(prepare(arena.handle(), 1, four, four, &buffer), ERR_NONE);
     void* const held = buffer;
-    for (const Sizes& s : {Sizes{0, 4, 4, 4}, Sizes{4, -1, 4, 4}, Sizes{65536, 4, 4, 4},
-                           Sizes{4, 65536, 4, 4}, Sizes{4, 4, 0, 4}, Sizes{4, 4, 4, -4}})
-        EXPECT_EQ(Resize(1, s).prepare(arena.handle(), &buffer), ERR_INVALID_PARAM);
-    EXPECT_EQ(Resize(0, {4, 4, 4, 4}).prepare(arena.handle(), &buffer), ERR_INVALID_PARAM);
-    EXPECT_EQ(fitting.prepare(arena.handle(), nullptr), ERR_INVALID_PARAM);
+    for (const Axis& bad : {Axis{0, 4}, Axis{-1, 4}, Axis{65536, 4}, Axis{4, 0}, Axis{4, -4}}) {
+        EXPECT_EQ(prepare(arena.handle(), 1, bad, four, &buffer), ERR_INVALID_PARAM);
+        EXPECT_EQ(prepare(arena.handle(), 1, four, bad, &buffer), ERR_INVALID_PARAM);
+    }
+    EXPECT_EQ(prepare(arena.handle(), 0, four, four, &buffer), ERR_INVALID_PARAM);
+    EXPECT_EQ(prepare(arena.handle(), 1, four, four, nullptr), ERR_INVALID_PARAM);
     EXPECT_TRUE(buffer == held && arena.blocksInUse() == 1);
-    for (const Resize& huge : {Resize(1, {4, 4, INT64_MAX / 4, 4}), Resize(1, {4, 4, 4, INT64_MAX}),
-                               Resize(INT64_MAX / 2, {4, 4, 4, 4})})
-        EXPECT_EQ(huge.prepare(arena.handle(), &buffer), ERR_NO_MEMORY);
+    for (const long huge : {INT64_MAX / 4, INT64_MAX}) {
+        EXPECT_EQ(prepare(arena.handle(), 1, {4, huge}, four, &buffer), ERR_NO_MEMORY);
+        EXPECT_EQ(prepare(arena.handle(), 1, four, {4, huge}, &buffer), ERR_NO_MEMORY);
+        EXPECT_EQ(prepare(arena.handle(), huge, four, four, &buffer), ERR_NO_MEMORY);
+    }
     EXPECT_TRUE(buffer == nullptr && arena.isEmpty());
 }
 
@@ -178,7 +169,7 @@ TEST(Resize, RefusesWhatItCannotResize) {
     EXPECT_EQ(resize(3, 2, 2), ERR_NONE);
     EXPECT_EQ(Bytes(dst.begin(), dst.begin() + 9), (Bytes{0, 0, 0, 0, 0, 0, 7, 7, 0}));
     dst.assign(32, 7);
-    ASSERT_EQ(Resize(3, {2, 2, 3, 3}).prepare(nullptr, &buffer), ERR_NONE);
+    ASSERT_EQ(prepare(nullptr, 3, {2, 3}, {2, 3}, &buffer), ERR_NONE);
     EXPECT_EQ(resize(3, 3, 3), ERR_UNSUPPORTED);
     EXPECT_EQ(resize(1, 3, 0), ERR_NONE);
     EXPECT_EQ(dst, Bytes(32, 7));
@@ -207,7 +198,7 @@ int64_t bgrByte(const Frame& source, const Axis& columns, const Axis& rows, long
     const auto sampleAt = [&](long v, long u) {
         return source.at(0, v, isBgr ? 3 * u + channel : source.image.format == 0x501 ? 2 * u : u);
     };
-    const int64_t sample = interpolate(rows, y, columns.columnAt(x), sampleAt);
+    const int64_t sample = interpolate(columns, rows, x, y, sampleAt);
     if (isBgr)
         return sample >> 14;
     const long left = columns.columnAt(x / 2 * 2).index;
@@ -226,23 +217,25 @@ int64_t bgrByte(const Frame& source, const Axis& columns, const Axis& rows, long
 }
 
 TEST(ResizeToBgr24, EqualsItsDefinition) {
-    forManySizes([](Random& random, const Sizes& s) {
+    forManySizes([](Random& random, const Axis& horizontal, const Axis& vertical) {
         const uint32_t format = formats[random.between(0, 3)];
-        SCOPED_TRACE(testing::PrintToString(
-            std::vector{format + 0L, s.srcWidth, s.srcHeight, s.width, s.height}));
-        Frame src(random, format, s.srcWidth + (format == 0x501 ? s.srcWidth % 2 : 0), s.srcHeight);
+        const long paired = std::max(horizontal.sourceSize / 2 * 2, 2L);
+        const Axis columns = {format == 0x501 ? paired : horizontal.sourceSize, horizontal.size,
+                              true};
+        const Axis rows = {vertical.sourceSize, vertical.size, true};
+        SCOPED_TRACE(describe(format, columns, rows));
+        Frame src(random, format, columns.sourceSize, rows.sourceSize);
         src.image.pitches[2] = 12345; // the second chroma plane lies at the pitch of the first
-        const Frame dst(random, 0x201, s.width, s.height);
+        const Frame dst(random, 0x201, columns.size, rows.size);
         const auto convert = [&](void* memory) {
-            return ImageResize_BL_ToBGR24(memory, &src.image, dst.image.planes[0], s.width,
-                                          s.height, dst.image.pitches[0]);
+            return ImageResize_BL_ToBGR24(memory, &src.image, dst.image.planes[0], columns.size,
+                                          rows.size, dst.image.pitches[0]);
         };
-        const Axis columns = {src.image.width, s.width, true}, rows = {s.srcHeight, s.height, true};
         const auto byteAt = [&](long y, long k) {
             return bgrByte(src, columns, rows, k / 3, y, k % 3);
         };
-        const long payload = (60 * s.width + 4 * s.height + 7) / 8 * 8;
-        expectOutput(random, dst.planes[0], payload, convert, dst.drawn(0, byteAt));
+        expectOutput(random, dst.planes[0], 60 * columns.size + 4 * rows.size, convert,
+                     dst.drawn(0, byteAt));
     });
 }
 
@@ -259,22 +252,20 @@ TEST(ResizeToBgr24, RefusesWhatItCannotConvert) {
     Random random;
     Bytes dst(48, 7);
     const Arena arena(40);
-    const auto convert = [&](const Image& image, long width = 4, long height = 4) {
+    const auto convert = [&](const Image& image, long width, long height) {
         return ImageResize_BL_ToBGR24(arena.handle(), &image, dst.data(), width, height, 12);
     };
     for (const uint32_t format : formats) {
         const Frame src(random, format, 4, 4);
-        for (size_t k = 0; k < src.planes.size(); ++k) {
-            Image image = src.image;
-            image.planes[k] = nullptr;
-            EXPECT_EQ(convert(image), ERR_INVALID_PARAM);
-        }
+        std::vector<Image> invalid;
+        for (size_t k = 0; k < src.planes.size(); ++k)
+            invalid.emplace_back(src.image).planes[k] = nullptr;
         for (const int32_t side : {0, -4, 65536}) {
-            Image wide = src.image, high = src.image;
-            wide.width = high.height = side;
-            EXPECT_EQ(convert(wide), ERR_INVALID_PARAM);
-            EXPECT_EQ(convert(high), ERR_INVALID_PARAM);
+            invalid.emplace_back(src.image).width = side;
+            invalid.emplace_back(src.image).height = side;
         }
+        for (const Image& image : invalid)
+            EXPECT_EQ(convert(image, 4, 4), ERR_INVALID_PARAM);
         EXPECT_EQ(convert(src.image, 0, 4), ERR_NONE);
         EXPECT_EQ(convert(src.image, 4, -4), ERR_NONE);
         EXPECT_EQ(convert(src.image, INT64_MAX / 16, 4), ERR_NO_MEMORY);
@@ -284,10 +275,10 @@ TEST(ResizeToBgr24, RefusesWhatItCannotConvert) {
     EXPECT_EQ(ImageResize_BL_ToBGR24(nullptr, &image, nullptr, 4, 4, 12), ERR_INVALID_PARAM);
     EXPECT_EQ(ImageResize_BL_ToBGR24(nullptr, nullptr, dst.data(), 4, 4, 12), ERR_INVALID_PARAM);
     image.width = 3;
-    EXPECT_EQ(convert(image), ERR_INVALID_PARAM);
+    EXPECT_EQ(convert(image, 4, 4), ERR_INVALID_PARAM);
     image.format = 0x603;
     EXPECT_EQ(convert(image, 0, 0), ERR_UNSUPPORTED);
-    EXPECT_EQ(convert(image), ERR_NO_MEMORY); // asked for before the format is looked at
+    EXPECT_EQ(convert(image, 4, 4), ERR_NO_MEMORY); // asked for before the format is looked at
     EXPECT_EQ(ImageResize_BL_ToBGR24(nullptr, &image, dst.data(), 4, 4, 12), ERR_UNSUPPORTED);
     EXPECT_EQ(dst, Bytes(48, 7));
 }
