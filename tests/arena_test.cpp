@@ -3,217 +3,154 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <optional>
 #include <vector>
 
 namespace {
 
-// What the arena's block list must be, kept outside the buffer. Offsets are those of payloads.
-class ArenaModel {
-public:
-    struct Block {
-        int64_t offset;
-        int64_t size;
-        bool inUse = false;
-        std::vector<unsigned char> content = {};
-    };
+struct Block {
+    int64_t size;
+    bool inUse = false;
+    std::vector<unsigned char> content = {};
+};
 
-    explicit ArenaModel(int64_t usable) : blocks_{{16, usable - 32}} {}
+// The arena's block list, kept outside the buffer. Blocks are named by the offset of their payload.
+struct PlainArena {
+    std::vector<Block> blocks;
 
-    std::vector<Block>& blocks() { return blocks_; }
-
-    Block* find(int64_t offset) {
-        for (Block& block : blocks_) {
-            if (block.inUse && block.offset == offset)
-                return &block;
-        }
-        return nullptr;
+    int64_t offsetOf(size_t index) const {
+        int64_t offset = 16;
+        for (size_t i = 0; i < index; ++i)
+            offset += blocks[i].size + 16;
+        return offset;
     }
-
-    std::optional<int64_t> allocate(int64_t size) {
-        const std::optional<int64_t> request = rounded(size);
-        for (size_t i = 0; request && i < blocks_.size(); ++i) {
-            if (blocks_[i].inUse || blocks_[i].size < *request)
+    // The index of a block in use, or their number.
+    size_t find(int64_t offset) const {
+        size_t i = 0;
+        while (i < blocks.size() && !(blocks[i].inUse && offsetOf(i) == offset))
+            ++i;
+        return i;
+    }
+    // `least` is the smallest remaining payload that makes a block of its own.
+    void cut(size_t i, int64_t size, int64_t least) {
+        const int64_t rest = blocks[i].size - size - 16;
+        if (rest < least)
+            return;
+        blocks[i].size = size;
+        blocks.insert(blocks.begin() + static_cast<int64_t>(i) + 1, Block{rest});
+    }
+    void mergeFree() {
+        for (size_t i = 1; i < blocks.size(); ++i) {
+            if (blocks[i - 1].inUse || blocks[i].inUse)
                 continue;
-            blocks_[i].inUse = true;
-            cut(i, *request, 32);
-            return blocks_[i].offset;
+            blocks[i].size += 16 + blocks[i - 1].size;
+            blocks.erase(blocks.begin() + static_cast<int64_t>(--i));
+        }
+    }
+    std::optional<int64_t> allocate(int64_t size) {
+        for (size_t i = 0; size > 0 && i < blocks.size(); ++i) {
+            if (blocks[i].inUse || blocks[i].size < size)
+                continue;
+            blocks[i].inUse = true;
+            cut(i, size, 32);
+            return offsetOf(i);
         }
         return {};
     }
-
-    void release(int64_t offset) {
-        Block* const block = find(offset);
-        if (block == nullptr)
-            return;
-        block->inUse = false;
-        const auto i = static_cast<size_t>(block - blocks_.data());
-        mergeWithNext(i);
-        if (i > 0 && !blocks_[i - 1].inUse)
-            mergeWithNext(i - 1);
-    }
-
     std::optional<int64_t> reallocate(int64_t offset, int64_t size) {
-        const std::optional<int64_t> request = rounded(size);
-        Block* const block = find(offset);
-        if (!request || block == nullptr)
+        const size_t i = find(offset);
+        if (i == blocks.size() || size == 0)
             return {};
-        const auto i = static_cast<size_t>(block - blocks_.data());
-        const bool nextIsFree = i + 1 < blocks_.size() && !blocks_[i + 1].inUse;
-        if (*request <= block->size) {
-            if (cut(i, *request, 40))
-                mergeWithNext(i + 1);
-            return offset;
+        const bool nextIsFree = i + 1 < blocks.size() && !blocks[i + 1].inUse;
+        if (size <= blocks[i].size) {
+            cut(i, size, 40);
+        } else if (nextIsFree && size <= blocks[i].size + blocks[i + 1].size) {
+            blocks[i].size += 16 + blocks[i + 1].size;
+            blocks.erase(blocks.begin() + static_cast<int64_t>(i) + 1);
+            cut(i, size, 32);
+        } else {
+            const std::optional<int64_t> moved = allocate(size);
+            if (moved)
+                blocks[find(offset)].inUse = false;
+            return moved;
         }
-        if (nextIsFree && *request <= block->size + blocks_[i + 1].size) {
-            mergeWithNext(i);
-            cut(i, *request, 32);
-            return offset;
-        }
-        const std::optional<int64_t> moved = allocate(*request);
-        if (moved)
-            release(offset);
-        return moved;
+        return offset;
     }
-
-    int64_t largestFree() const {
-        int64_t largest = 0;
-        for (const Block& block : blocks_)
-            largest = std::max(largest, block.inUse ? 0 : block.size);
-        return largest;
-    }
-
-private:
-    static std::optional<int64_t> rounded(int64_t size) {
-        if (size <= 0 || size > 0xFFFFFFF8)
-            return {};
-        return (size + 7) / 8 * 8;
-    }
-    // `least` is the smallest remaining payload that makes a block of its own.
-    bool cut(size_t i, int64_t size, int64_t least) {
-        const int64_t rest = blocks_[i].size - size - 16;
-        if (rest < least)
-            return false;
-        blocks_[i].size = size;
-        blocks_.insert(blocks_.begin() + static_cast<long>(i) + 1,
-                       Block{blocks_[i].offset + size + 16, rest});
-        return true;
-    }
-    void mergeWithNext(size_t i) {
-        if (i + 1 == blocks_.size() || blocks_[i + 1].inUse)
-            return;
-        blocks_[i].size += 16 + blocks_[i + 1].size;
-        blocks_.erase(blocks_.begin() + static_cast<long>(i) + 1);
-    }
-
-    std::vector<Block> blocks_;
 };
 
-class ArenaAndModel {
-public:
-    ArenaAndModel(int64_t size, int64_t misalignment, Random& random)
-        : random_(random), memory_(static_cast<size_t>((size + 7) / 8 * 8 + misalignment)),
-          start_(memory_.data() + (8 - reinterpret_cast<uintptr_t>(memory_.data()) % 8) % 8),
-          handle_(VantMemMgrCreate(memory_.data(), size)),
-          model_((memory_.data() + size - start_) / 8 * 8) {}
-
-    bool isAtStart() const { return handle_ == start_; }
-
-    void allocate(int64_t size) {
-        received(VantMemAlloc(handle_, size), model_.allocate(size), {});
+void expectSame(const PlainArena& plain, unsigned char* start) {
+    int64_t offset = 0;
+    int64_t largest = 0;
+    for (const Block& block : plain.blocks) {
+        ASSERT_EQ(headerAt(start + offset).size, block.size);
+        ASSERT_EQ(headerAt(start + offset).inUse, block.inUse);
+        if (block.inUse)
+            ASSERT_TRUE(
+                std::equal(block.content.begin(), block.content.end(), start + offset + 16));
+        else
+            largest = std::max(largest, block.size);
+        offset += 16 + block.size;
     }
-    void release(int64_t offset) {
-        VantMemFree(handle_, start_ + offset);
-        model_.release(offset);
-    }
-    void reallocate(int64_t offset, int64_t size) {
-        const ArenaModel::Block* const old = model_.find(offset);
-        const auto content = old != nullptr ? old->content : std::vector<unsigned char>{};
-        received(VantMemRealloc(handle_, start_ + offset, size), model_.reallocate(offset, size),
-                 content);
-    }
+    ASSERT_EQ(headerAt(start + offset).size, -1);
+    ASSERT_EQ(headerAt(start + offset).inUse, 0);
+    ASSERT_EQ(GetMaxAllocMemSize(start), largest);
+}
 
-    // The payload of a block in use, or something that the arena does not know.
-    int64_t anyOffset() {
-        const auto& blocks = model_.blocks();
-        if (random_.chance(15))
-            return random_.between(-100, 4000);
-        return blocks[random_.between<size_t>(0, static_cast<int64_t>(blocks.size()) - 1)].offset;
-    }
-
-    void compare() {
-        int64_t offset = 0;
-        for (const ArenaModel::Block& block : model_.blocks()) {
-            ASSERT_EQ(headerAt(start_ + offset).size, block.size);
-            ASSERT_EQ(headerAt(start_ + offset).inUse, block.inUse);
-            ASSERT_TRUE(!block.inUse || std::equal(block.content.begin(), block.content.end(),
-                                                   start_ + block.offset));
-            offset = block.offset + block.size;
+void operateAtRandom(Random& random) {
+    const int64_t size = random.between(0, random.oneOf<int64_t>({80, 2500}));
+    const GuardedMemory memory(static_cast<size_t>(size + random.between(0, 7)));
+    const auto address = reinterpret_cast<uintptr_t>(memory.data());
+    unsigned char* const start = memory.data() + (8 - address % 8) % 8;
+    const int64_t usable = (memory.data() + size - start) / 8 * 8;
+    void* const handle = VantMemMgrCreate(memory.data(), size);
+    ASSERT_EQ(handle, usable > 32 ? start : nullptr);
+    PlainArena plain = {{Block{usable - 32}}};
+    for (int step = 0; handle != nullptr && step < 150; ++step) {
+        const int64_t wanted =
+            random.chance(5) ? random.oneOf<int64_t>({0, -1, INT64_MIN, 0xFFFFFFF8, 0xFFFFFFF9,
+                                                      0xFFFFFFFF, 0x100000008, INT64_MAX})
+                             : random.between(1, random.oneOf<int64_t>({16, 80, 400}));
+        const int64_t request = wanted > 0 && wanted <= 0xFFFFFFF8 ? (wanted + 7) / 8 * 8 : 0;
+        // The payload of a block, in use or not, or something that the arena does not know.
+        const auto any = random.between<size_t>(0, static_cast<int64_t>(plain.blocks.size()) - 1);
+        const int64_t offset = random.chance(15) ? random.between(-99, 4000) : plain.offsetOf(any);
+        const size_t found = plain.find(offset);
+        std::vector<unsigned char> kept;
+        void* pointer = nullptr;
+        std::optional<int64_t> expected;
+        switch (random.between(0, 3)) {
+        case 0:
+            VantMemFree(handle, start + offset);
+            if (found < plain.blocks.size())
+                plain.blocks[found].inUse = false;
+            break;
+        case 1:
+            if (found < plain.blocks.size())
+                kept = plain.blocks[found].content;
+            pointer = VantMemRealloc(handle, start + offset, wanted);
+            expected = plain.reallocate(offset, request);
+            break;
+        default: pointer = VantMemAlloc(handle, wanted); expected = plain.allocate(request);
         }
-        ASSERT_EQ(headerAt(start_ + offset).size, -1);
-        ASSERT_EQ(headerAt(start_ + offset).inUse, 0);
-        ASSERT_EQ(GetMaxAllocMemSize(handle_), model_.largestFree());
-    }
-
-private:
-    // Checks where a block came to lie and what it kept, and gives it new content.
-    void received(void* pointer, std::optional<int64_t> offset,
-                  const std::vector<unsigned char>& old) {
-        ASSERT_EQ(pointer, offset ? start_ + *offset : nullptr);
-        if (!offset)
+        plain.mergeFree();
+        ASSERT_EQ(pointer, expected ? start + *expected : nullptr);
+        if (expected) {
+            Block& block = plain.blocks[plain.find(*expected)];
+            kept.resize(std::min(kept.size(), static_cast<size_t>(block.size)));
+            ASSERT_TRUE(std::equal(kept.begin(), kept.end(), start + *expected));
+            random.fill(start + *expected, block.size);
+            block.content.assign(start + *expected, start + *expected + block.size);
+        }
+        expectSame(plain, start);
+        if (testing::Test::HasFatalFailure())
             return;
-        ArenaModel::Block& block = *model_.find(*offset);
-        const auto kept = std::min(block.size, static_cast<int64_t>(old.size()));
-        ASSERT_TRUE(std::equal(old.begin(), old.begin() + kept, start_ + *offset));
-        block.content.resize(static_cast<size_t>(block.size));
-        random_.fill(block.content.data(), block.size);
-        std::copy(block.content.begin(), block.content.end(), start_ + *offset);
-    }
-
-    Random& random_;
-    GuardedMemory memory_;
-    unsigned char* start_;
-    void* handle_;
-    ArenaModel model_;
-};
-
-TEST(Arena, RandomOperationsMatchTheModel) {
-    Random random;
-    for (int sequence = 0; sequence < 300 && !HasFatalFailure(); ++sequence) {
-        ArenaAndModel arena(random.between(48, 2500), random.between(0, 7), random);
-        ASSERT_TRUE(arena.isAtStart());
-        for (int step = 0; step < 150 && !HasFatalFailure(); ++step) {
-            const int64_t size =
-                random.chance(5) ? random.oneOf<int64_t>({0, -1, INT64_MIN, 0xFFFFFFF8, 0xFFFFFFF9,
-                                                          0xFFFFFFFF, 0x100000008, INT64_MAX})
-                                 : random.between(1, random.oneOf<int64_t>({16, 80, 400}));
-            switch (random.between(0, 3)) {
-            case 0:
-            case 1: arena.allocate(size); break;
-            case 2: arena.release(arena.anyOffset()); break;
-            default: arena.reallocate(arena.anyOffset(), size); break;
-            }
-            arena.compare();
-        }
     }
 }
 
-TEST(Arena, NeedsMoreThanTwoHeaders) {
-    alignas(8) std::array<unsigned char, 80> buffer = {};
-    for (long size = -8; size < 40; ++size)
-        EXPECT_EQ(VantMemMgrCreate(buffer.data(), size) != nullptr, size >= 40) << size;
-    EXPECT_EQ(VantMemMgrCreate(buffer.data(), INT64_MIN), nullptr);
-    EXPECT_EQ(VantMemMgrCreate(nullptr, 1024), nullptr);
-    EXPECT_EQ(VantMemMgrCreate(buffer.data() + 3, 77), buffer.data() + 8);
-    EXPECT_EQ(VantMemMgrCreate(buffer.data() + 3, 44), nullptr); // 5 lost, 39 rounded to 32
-
-    void* const handle = VantMemMgrCreate(buffer.data(), 64);
-    EXPECT_EQ(GetMaxAllocMemSize(handle), 32);
-    EXPECT_EQ(VantMemAllocStatic(handle, 32), buffer.data() + 16);
-    EXPECT_EQ(VantMemAllocStatic(handle, 1), nullptr);
-    EXPECT_EQ(GetMaxAllocMemSize(handle), 0);
-    EXPECT_EQ(VantMemMgrDestroy(handle), handle);
+TEST(Arena, RandomOperationsMatchTheModel) {
+    Random random;
+    for (int sequence = 0; sequence < 400 && !HasFatalFailure(); ++sequence)
+        operateAtRandom(random);
 }
 
 TEST(Arena, SplitsOnlyRemaindersWorthABlock) {
@@ -230,11 +167,16 @@ TEST(Arena, SplitsOnlyRemaindersWorthABlock) {
             EXPECT_EQ(GetMaxAllocMemSize(arena.handle()), split ? rest : 0) << rest;
         }
     }
+    EXPECT_EQ(VantMemMgrCreate(nullptr, 1024), nullptr);
+    int64_t word;
+    for (const long size : {-1L, INT64_MIN})
+        EXPECT_EQ(VantMemMgrCreate(&word, size), nullptr);
 }
 
 TEST(Memory, HeapAndPlatformFunctions) {
-    EXPECT_EQ(GetMaxAllocMemSize(nullptr), 2);
     unsigned char byte = 7;
+    EXPECT_EQ(VantMemMgrDestroy(&byte), &byte);
+    EXPECT_EQ(GetMaxAllocMemSize(nullptr), 2);
     EXPECT_EQ(VantMemAllocStatic(nullptr, 8), nullptr);
     EXPECT_EQ(VantMemReallocStatic(nullptr, &byte, 8), nullptr);
     VantMemFreeStatic(nullptr, &byte);
@@ -256,23 +198,21 @@ TEST(Memory, HeapAndPlatformFunctions) {
 }
 
 TEST(Version, TextsAndNumbers) {
-    _tag_VERSION_INFO* const platform = Vantix_GetVersion();
-    platform->numbers[1] = 99;
-    platform->version = nullptr;
-    EXPECT_EQ(Vantix_GetVersion(), platform);
-    EXPECT_EQ(platform->numbers[1] * 1000 + platform->numbers[3], 1004);
-    EXPECT_STREQ(platform->version, "Norvale_Vantix_0.1.0.4");
-    EXPECT_STREQ(platform->date, "Nov  3 2014");
-    EXPECT_NE(platform->notice, nullptr);
-
+    Vantix_GetVersion()->version = nullptr;
+    Vantix_GetVersion()->numbers[1] = 99;
     _tag_VERSION_INFO library = {};
     DRAV_GetVersion(nullptr);
     DRAV_GetVersion(&library);
-    EXPECT_TRUE(library.numbers[0] == 3 && library.numbers[1] == 0 && library.numbers[2] == 12023 &&
-                library.numbers[3] == 23);
     EXPECT_STREQ(library.version, "Norvale_Kelvane_3.0.12023.23");
     EXPECT_STREQ(library.date, "06/03/2015");
-    EXPECT_NE(library.notice, nullptr);
+    EXPECT_STREQ(Vantix_GetVersion()->version, "Norvale_Vantix_0.1.0.4");
+    EXPECT_STREQ(Vantix_GetVersion()->date, "Nov  3 2014");
+    const auto numbersOf = [](const _tag_VERSION_INFO& info) {
+        EXPECT_NE(info.notice, nullptr);
+        return std::vector<int64_t>(info.numbers, info.numbers + 4);
+    };
+    EXPECT_EQ(numbersOf(library), (std::vector<int64_t>{3, 0, 12023, 23}));
+    EXPECT_EQ(numbersOf(*Vantix_GetVersion()), (std::vector<int64_t>{0, 1, 0, 4}));
 }
 
 } // namespace
