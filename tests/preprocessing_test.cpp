@@ -1,3 +1,4 @@
+#include "support/allocation_hook.h"
 #include "support/arena.h"
 #include "support/random.h"
 
@@ -104,6 +105,23 @@ TEST(FaceStorage, LayoutAndOwnership) {
     ASSERT_EQ(allocParams(arena.handle(), params, n), ERR_NONE);
     EXPECT_EQ(allocParams(arena.handle(), params, INT64_MAX), ERR_NO_MEMORY);
     EXPECT_TRUE(arena.isEmpty() && params[0].faces == nullptr && params[1].faces != nullptr);
+}
+
+// A block that the records already refer to is released when there is no room for another.
+TEST(FaceStorage, EarlierFaceStorageIsReleased) {
+    constexpr int64_t n = 3;
+    const Arena arena(4096);
+    _tag_DRAV_PARAM params[n] = {};
+    for (const int64_t failing : {0, 1}) {
+        ASSERT_EQ(allocParams(arena.handle(), params, n), ERR_NONE);
+        void* const faces = params[0].faces;
+        allocationsUntilFailure = failing;
+        EXPECT_EQ(allocParams(arena.handle(), params, n), ERR_NO_MEMORY);
+        EXPECT_TRUE(params[n - 1].faces == nullptr && params[n - 1].alignment == nullptr);
+        if (failing == 1) // the new face block was attached, so the earlier one is the caller's
+            VantMemFree(arena.handle(), faces);
+        EXPECT_TRUE(arena.isEmpty());
+    }
 }
 
 } // namespace

@@ -76,15 +76,11 @@ inline Column plainKept(Column scores, int64_t kept) {
 }
 
 struct PlainBurst {
+    explicit PlainBurst(size_t n) : frames(n), params(n) {}
+
     std::vector<__tag_KIRO_OFFSCREEN> frames;
     std::vector<_tag_DRAV_PARAM> params;
     Column supplied; // sharpness scores that replace the measurement, or empty
-};
-
-struct PlainResult {
-    int64_t count;
-    int64_t best = -1;
-    Column indices = {};
 };
 
 // What an engine remembers between calls, and what its calls make of it.
@@ -142,7 +138,7 @@ struct PlainEngine {
     }
 
     // For arguments that are accepted, but for an odd size.
-    long rank(const PlainBurst& burst, PlainResult& result) {
+    long rank(const PlainBurst& burst, _tag_DRAV_RESULT& result) {
         const size_t n = burst.frames.size();
         const int32_t frameWidth = burst.frames[0].width;
         const int32_t frameHeight = burst.frames[0].height;
@@ -204,7 +200,7 @@ struct PlainEngine {
                                         active ? plainPenalty(rect, frameWidth, frameHeight) : 0));
         }
         result.best = firstBest(scores, 0, static_cast<int64_t>(n));
-        result.indices = plainKept(scores, result.count);
+        std::ranges::copy(plainKept(scores, result.count), result.indices);
         return ERR_NONE;
     }
 };
