@@ -8,6 +8,7 @@
 #include <array>
 #include <climits>
 #include <iostream>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -24,24 +25,23 @@ unsigned char* pixels() {
     return bytes.data();
 }
 
-// The third entries are at fault, and lie beyond the count.
-struct FaceArrays {
-    __tag_rect rects[3] = {{0, 0, 1, 1}, {0, 0, width, height}};
-    uint64_t codes[3] = {16, 0, 17}, eyes[3] = {2, 0, 3}, smiles[3] = {3, 0, 4};
-};
-
 // One of everything that the entry points take, and everything that they write.
 struct World {
     explicit World(void* memHandle) : handle(memHandle) {
         record[1] = n;
+        allocParams(handle, params, n);
         for (int i = 0; i < n; ++i) {
             images[i] = {0x601, width, height, {pixels(), pixels(), pixels()}, {width, 320, 320}};
             objects[i] = {{0, 0, 16, 16}, pixels()};
             blurs[i] = {&suppliedBlur, sizeof suppliedBlur};
-            alignments[i].frameIndex = i;
-            FaceArrays& a = arrays[i];
-            faces[i] = {2, a.rects, a.codes, i > 0 ? a.eyes : nullptr, i > 0 ? a.smiles : nullptr};
-            faceParams[i] = {&alignments[i], &faces[i]};
+            params[i].alignment->frameIndex = i;
+            _tag_DRAV_FACEINFO& faces = *params[i].faces; // what lies beyond the count is at fault
+            faces.count = 2;
+            faces.rects[0] = {0, 0, 1, 1};
+            faces.rects[1] = {0, 0, width, height};
+            faces.eyes[0] = 2; // closed, which makes the first frame the best
+            faces.eyes = i > 0 ? faces.eyes : nullptr;
+            faces.smiles = i > 0 ? faces.smiles : nullptr;
             uint32_t* const frameRecord = &record[8 + 103 * i];
             frameRecord[2] = frameRecord[3] = frameRecord[100] = 1; // a face of one pixel
         }
@@ -57,26 +57,23 @@ struct World {
         roiUninit(&roi);
         roiUninit(&newRoi);
         FreeProcessorData(handle, &readRecord);
+        freeParams(handle, params, n);
         freeParams(handle, owned, n);
         imgFree(handle, &newImage);
         VantMemFree(handle, resizeBuffer);
     }
-    long setObjects(int32_t given) {
-        movingInfo.count = given;
-        const long code = SetMovingObjectInfo(engine, info);
-        movingInfo.count = n;
-        if (engine != nullptr)
-            moving = {engine->movingActive, engine->movingCount};
+    long setObjects(int32_t count) {
+        _tag_DRAV_MOVINGINFO given = movingInfo;
+        given.count = count;
+        const long code = SetMovingObjectInfo(engine, &given);
+        moving = {engine->movingActive, engine->movingCount};
         return code;
     }
 
     void* handle;
     __tag_KIRO_OFFSCREEN images[n];
     __tag_rect region = {0, 0, width, height};
-    FaceArrays arrays[n];
-    _tag_DRAV_FACEINFO faces[n];
-    _tag_DRAV_ALIGNMENT alignments[n] = {};
-    _tag_DRAV_PARAM faceParams[n];
+    _tag_DRAV_PARAM params[n] = {};
     uint32_t record[8 + 103 * n] = {};
     _tag_DRAV_DATA recordData = {record, sizeof record};
     _tag_DRAV_BLURRESULT suppliedBlur = {};
@@ -88,7 +85,7 @@ struct World {
     void* roi = nullptr;
 
     _tag_DRAV_ENGINE* newEngine = nullptr;
-    _tag_DRAV_DATA blurData = {};
+    _tag_DRAV_DATA blur = {};
     std::array<int64_t, 2> moving = {};
     int64_t indices[n] = {-1, -1, -1};
     _tag_DRAV_RESULT ranking = {n, indices, -1};
@@ -103,17 +100,6 @@ struct World {
     void* newRoi = nullptr;
     std::array<long, 4> displacements = {-1, -1, -1, -1};
     _tag_ROI_INFO changed = {{-1, -1, -1, -1}, -1.0f, -1, -1};
-
-    // Arguments that are replaced by faulty ones.
-    int64_t count = n;
-    const __tag_KIRO_OFFSCREEN* frames = images;
-    const _tag_DRAV_PARAM* params = faceParams;
-    const _tag_DRAV_DATA* recordArgument = &recordData;
-    const _tag_DRAV_DATA* blurList = blurs;
-    const _tag_DRAV_MOVINGINFO* info = &movingInfo;
-    _tag_DRAV_RESULT* result = &ranking;
-    _tag_DRAV_DATA* blur = &blurData;
-    _tag_DRAV_PARAM* ownedArgument = owned;
 };
 
 using WorldBytes = std::array<unsigned char, sizeof(World)>;
@@ -124,24 +110,24 @@ WorldBytes bytesOf(const World& w) {
     return bytes;
 }
 
-long rank(World& w) { return DRAV_Kelvane(w.engine, w.frames, w.params, w.count, w.result); }
+long rank(World& w) { return DRAV_Kelvane(w.engine, w.images, w.params, n, &w.ranking); }
 long rankRecord(World& w) {
-    return DRAV_KelvaneWithPreProcess(w.engine, w.frames, w.recordArgument, w.count, w.result);
+    return DRAV_KelvaneWithPreProcess(w.engine, w.images, &w.recordData, n, &w.ranking);
 }
 long rankRecordAndBlurs(World& w) {
-    return DRAV_KelvaneWithPreProcessBlur(w.engine, w.frames, w.recordArgument, w.blurList, w.count,
-                                          w.result);
+    return DRAV_KelvaneWithPreProcessBlur(w.engine, w.images, &w.recordData, w.blurs, n,
+                                          &w.ranking);
 }
 long setObjects(World& w) { return w.setObjects(n); }
-long detectBlur(World& w) { return DRAV_DetectBlur(w.engine, w.frames, w.blur); }
+long detectBlur(World& w) { return DRAV_DetectBlur(w.engine, w.images, &w.blur); }
 long measure(World& w) { return imgEvaluateSharpness(w.handle, w.images, &w.sharpness, &w.region); }
 long read(World& w) {
-    return ReadProcessorData(w.handle, &w.readRecord, w.recordData.data,
+    return ReadProcessorData(w.handle, &w.readRecord, w.record,
                              static_cast<int>(w.recordData.size));
 }
 template <long (*allocate)(void*, _tag_DRAV_PARAM*, long)>
 long attach(World& w) {
-    return allocate(w.handle, w.ownedArgument, w.count);
+    return allocate(w.handle, w.owned, n);
 }
 template <long (*filter)(void*, const unsigned char*, long, long, long, long, unsigned char*, long)>
 long smooth(World& w) {
@@ -207,7 +193,7 @@ const EntryPoint entryPoints[] = {
     // The alignment, three box filters in place, opening and closing.
     {"roiCalculate", 2 + 2 * 3 + 9 + 4,
      [](World& w) {
-         return roiCalculate(w.roi, &w.images[0], &w.images[1], w.alignments, &w.changed);
+         return roiCalculate(w.roi, &w.images[0], &w.images[1], w.params[0].alignment, &w.changed);
      }},
 };
 
@@ -254,13 +240,14 @@ TEST(Failure, EveryAllocationOfEveryEntryPoint) {
 
 // Expects a refusal that leaves no trace, and asks for no memory where that can be told.
 void expectRefusal(World& w, long (*call)(World&), int64_t value, void* field, size_t size) {
-    const auto* const first = reinterpret_cast<unsigned char*>(&w);
+    unsigned char valid[sizeof value];
+    std::memcpy(valid, field, size);
     const WorldBytes before = bytesOf(w);
     std::memcpy(field, &value, size);
     allocationsUntilFailure = call == rankRecord || call == rankRecordAndBlurs ? -1 : 0;
     EXPECT_EQ(call(w), ERR_INVALID_PARAM) << value << " in a field of " << size << " bytes";
     allocationsUntilFailure = -1;
-    std::memcpy(field, before.data() + (static_cast<unsigned char*>(field) - first), size);
+    std::memcpy(field, valid, size);
     EXPECT_EQ(before, bytesOf(w)) << value;
 }
 
@@ -270,23 +257,47 @@ void refuses(World& w, long (*call)(World&), int64_t value, Fields&... fields) {
     (expectRefusal(w, call, value, &fields, sizeof fields), ...);
 }
 
+// One argument after the other is null or zero, from the given one on.
+template <size_t first, typename... Parameters>
+void refusesNull(long (*function)(Parameters...), std::type_identity_t<Parameters>... arguments) {
+    [&]<size_t... i>(std::index_sequence<i...>) {
+        for (size_t k = first; k < sizeof...(i); ++k)
+            EXPECT_EQ(function((i == k ? Parameters{} : arguments)...), ERR_INVALID_PARAM) << k;
+    }
+    (std::index_sequence_for<Parameters...>{});
+}
+
 void refuseFaults(World&& w) {
-    FaceArrays& a = w.arrays[n - 1];
-    __tag_rect& face = a.rects[1];
-    _tag_DRAV_FACEINFO& faces = w.faces[n - 1];
-    _tag_DRAV_PARAM& param = w.faceParams[n - 1];
+    const WorldBytes before = bytesOf(w);
+    refusesNull<0>(DRAV_Kelvane, w.engine, w.images, w.params, n, &w.ranking);
+    refusesNull<0>(DRAV_KelvaneWithPreProcess, w.engine, w.images, &w.recordData, n, &w.ranking);
+    refusesNull<0>(DRAV_KelvaneWithPreProcessBlur, w.engine, w.images, &w.recordData, w.blurs, n,
+                   &w.ranking);
+    refusesNull<0>(SetMovingObjectInfo, w.engine, &w.movingInfo);
+    refusesNull<0>(DRAV_DetectBlur, w.engine, w.images, &w.blur);
+    refusesNull<0>(DRAV_GetDefaultParam, w.owned);
+    refusesNull<1>(DRAV_Init, w.handle, &w.newEngine);
+    refusesNull<1>(ReadProcessorData, w.handle, &w.readRecord, w.record, sizeof w.record);
+    refusesNull<1>(FreeProcessorData, w.handle, &w.readRecord);
+    for (const auto allocate : {allocParams, allocParamsFace, allocParamsAlign})
+        refusesNull<1>(allocate, w.handle, w.owned, n);
+    EXPECT_EQ(FreeProcessorData(w.handle, &w.readRecord), ERR_INVALID_PARAM);
+    EXPECT_EQ(calMaskArea(nullptr, 4, 4, 4, 0, nullptr, &w.displacements[0]), ERR_INVALID_PARAM);
+    EXPECT_EQ(before, bytesOf(w));
+
+    _tag_DRAV_PARAM& last = w.params[n - 1];
+    _tag_DRAV_FACEINFO& faces = *last.faces;
+    __tag_rect& face = faces.rects[1];
     __tag_KIRO_OFFSCREEN& image = w.images[n - 1];
-    refuses(w, rank, 0, w.engine, w.frames, w.params, w.result, w.count, w.ranking.count,
-            w.ranking.indices, param.alignment, param.faces, w.faceParams[0].faces, faces.rects,
-            faces.codes, faces.eyes, faces.smiles, face.right, face.bottom, image.format);
-    refuses(w, rank, -1, w.count, w.ranking.count, w.alignments[0].frameIndex, face.left, face.top,
-            a.codes[1], a.eyes[1], a.smiles[1]);
-    refuses(w, rank, INT64_MIN, w.count, w.ranking.count);
+    refuses(w, rank, 0, w.ranking.count, w.ranking.indices, last.alignment, last.faces,
+            w.params[0].faces, faces.rects, faces.codes, faces.eyes, faces.smiles, face.right,
+            face.bottom, image.format);
+    refuses(w, rank, -1, w.ranking.count, w.params[0].alignment->frameIndex, face.left, face.top,
+            faces.codes[1], faces.eyes[1], faces.smiles[1]);
     refuses(w, rank, INT64_MAX, faces.count);
-    refuses(w, rank, n, w.alignments[n - 1].frameIndex);
-    refuses(w, rank, 3, a.eyes[1]);
-    refuses(w, rank, 4, a.smiles[1]);
-    refuses(w, rank, 17, a.codes[1]);
+    refuses(w, rank, n, last.alignment->frameIndex, faces.eyes[1]);
+    refuses(w, rank, 4, faces.smiles[1]);
+    refuses(w, rank, 17, faces.codes[1]);
     refuses(w, rank, width, face.left, image.height);
     refuses(w, rank, height, face.top, image.width);
     refuses(w, rank, width + 1, face.right);
@@ -294,29 +305,20 @@ void refuseFaults(World&& w) {
     refuses(w, rank, 0x801, image.format);
 
     uint32_t* const frameRecord = &w.record[8 + 103 * (n - 1)];
-    refuses(w, rankRecord, 0, w.engine, w.frames, w.recordArgument, w.recordData.data, w.result,
-            w.count, w.record[1], image.planes[0]);
-    refuses(w, rankRecord, n - 1, w.count, w.record[1]);
+    refuses(w, rankRecord, 0, w.recordData.data, w.record[1], image.planes[0]);
+    refuses(w, rankRecord, n + 1, w.record[1]);
     refuses(w, rankRecord, sizeof w.record + 1, w.recordData.size);
     refuses(w, rankRecord, 11, frameRecord[100]);
-    refuses(w, rankRecord, INT32_MAX, frameRecord[100]);
     refuses(w, rankRecord, 17, frameRecord[4]);
-    refuses(w, rankRecordAndBlurs, 0, w.blurList, w.blurs[n - 1].data, w.blurs[n - 1].size);
-    for (const int64_t size : {12, 17, -16})
+    refuses(w, rankRecordAndBlurs, 0, w.blurs[n - 1].data);
+    for (const int64_t size : {0, 12, 17, -16})
         refuses(w, rankRecordAndBlurs, size, w.blurs[n - 1].size);
-    refuses(w, read, 0, w.recordData.data);
-    for (const int64_t size : {0, 31, -1})
+    for (const int64_t size : {31, -1})
         refuses(w, read, size, w.recordData.size);
-    for (const auto allocate :
-         {attach<allocParams>, attach<allocParamsFace>, attach<allocParamsAlign>}) {
-        refuses(w, allocate, 0, w.ownedArgument, w.count);
-        refuses(w, allocate, -1, w.count);
-    }
 
-    refuses(w, setObjects, 0, w.engine, w.info, w.movingInfo.objects, w.movingInfo.width,
-            w.movingInfo.height);
+    refuses(w, setObjects, 0, w.movingInfo.objects, w.movingInfo.width, w.movingInfo.height);
     refuses(w, setObjects, width - 1, w.movingInfo.pitch);
-    refuses(w, detectBlur, 0, w.engine, w.frames, w.blur, w.images[0].planes[0]);
+    refuses(w, detectBlur, 0, w.images[0].planes[0]);
     for (const int64_t format : {0x801, 0x201, 0x600, 0x101, 0x803, 0})
         refuses(w, detectBlur, format, w.images[0].format);
     for (const int64_t format : {0x503, 0x201, 0x600, 0x602, 0x800, 0x100, 0, -1})
@@ -333,20 +335,9 @@ TEST(Failure, EveryFaultOfTheArgumentsIsRefused) {
     const Arena arena(1 << 22);
     refuseFaults(World(arena.handle()));
     EXPECT_TRUE(arena.isEmpty());
-
-    _tag_Preprocessor_Data* record = nullptr;
-    unsigned char bytes[32] = {};
-    long area = -1;
     _tag_DRAV_ENGINE* none = nullptr;
     EXPECT_EQ(DRAV_Uninit(nullptr), ERR_NONE);
     EXPECT_EQ(DRAV_Uninit(&none), ERR_NONE);
-    EXPECT_EQ(DRAV_Init(nullptr, nullptr), ERR_INVALID_PARAM);
-    EXPECT_EQ(DRAV_GetDefaultParam(nullptr), ERR_INVALID_PARAM);
-    EXPECT_EQ(ReadProcessorData(nullptr, nullptr, bytes, 32), ERR_INVALID_PARAM);
-    EXPECT_EQ(FreeProcessorData(nullptr, nullptr), ERR_INVALID_PARAM);
-    EXPECT_EQ(FreeProcessorData(nullptr, &record), ERR_INVALID_PARAM);
-    EXPECT_EQ(calMaskArea(nullptr, 4, 4, 4, 0, nullptr, &area), ERR_INVALID_PARAM);
-    EXPECT_EQ(area, -1);
 }
 
 } // namespace

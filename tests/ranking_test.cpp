@@ -1,4 +1,6 @@
 #include "api/engine.h"
+#include "api/moving_objects.h"
+#include "api/score.h"
 #include "support/allocation_hook.h"
 #include "support/arena.h"
 #include "support/plain_ranking.h"
@@ -147,7 +149,7 @@ TEST(Ranking, RandomBurstsMatchTheRules) {
         ASSERT_EQ(DRAV_Init(arena.handle(), &engine), ERR_NONE);
         PlainEngine plain;
         for (int step = 0; step < 15 && !HasFatalFailure(); ++step) {
-            if (random.chance(40)) {
+            while (random.chance(40)) {
                 const Objects objects(random.between<int32_t>(-3, 9), random);
                 const bool outOfMemory = random.chance(5);
                 allocationsUntilFailure = outOfMemory ? 0 : -1;
@@ -176,23 +178,51 @@ TEST(Ranking, RandomBurstsMatchTheRules) {
     EXPECT_GT(moving, 1000);
 }
 
+// What a ranking shows of the scores is their order alone.
+TEST(Ranking, RandomScoresMatchTheRules) {
+    Random random;
+    for (int i = 0; i < 100000; ++i) {
+        Column whole(2), region(2), areas(2), none(2), scores(2);
+        __tag_rect rects[2];
+        const int64_t most = random.oneOf<int64_t>({10, 60000, INT32_MAX, int64_t{1} << 40});
+        for (size_t k = 0; k < 2; ++k) {
+            whole[k] = random.between(-most / 20, most);
+            region[k] = random.between(-most / 20, most);
+            areas[k] = random.between(0, 2100);
+            rects[k] = random.rectInside(120, 120);
+        }
+        _tag_DRAV_ENGINE engine = {};
+        engine.frameWidth = engine.frameHeight = random.oneOf({random.between(1, 120), most});
+        engine.movingRects = rects;
+        engine.movingAreas = areas.data();
+        engine.movingActive = random.between(0, 1);
+        int64_t* const unused = none.data();
+        engine.scoreTable = {whole.data(), region.data(), unused, unused,       unused,
+                             unused,       unused,        unused, scores.data()};
+        const Column plain[] = {plainNormalized(whole), plainNormalized(region), plainAreas(areas)};
+        kelvane::normalizeScores(whole.data(), 2);
+        kelvane::normalizeScores(region.data(), 2);
+        kelvane::normalizeMovingAreas(&engine, 2);
+        ASSERT_TRUE(whole == plain[0] && region == plain[1] && areas == plain[2]);
+        kelvane::formFinalScores(&engine, 2);
+        for (size_t k = 0; k < 2; ++k) {
+            const float penalty = plainPenalty(rects[k], engine.frameWidth, engine.frameHeight);
+            ASSERT_EQ(scores[k], plainScore(whole[k], region[k], areas[k],
+                                            engine.movingActive != 0 ? penalty : 0.0f));
+        }
+    }
+}
+
 TEST(Ranking, WorkedExamples) {
     EXPECT_EQ(plainNormalized({500, 400, 0, -500}), (Column{9999, 7999, 0, -9999}));
-    EXPECT_EQ(plainNormalized({33554432, 16777217}), (Column{9999, 4999})); // 2^24 first
     EXPECT_EQ(plainNormalized({-1, -5}), (Column{0, 0}));
-    EXPECT_EQ(plainScore(9999, 9999, 0, 0.0f), 29997);
-    uint64_t open = 1;
-    uint64_t code = 12;
-    uint64_t broad = 3;
-    EXPECT_EQ(plainScore(7999, 7999, plainFaceTerm({1, nullptr, &code, &open, &broad}), 0.0f),
-              27997);
-    EXPECT_EQ(plainPenalty({}, 100, 100), 5000.0f);
-    EXPECT_EQ(plainPenalty({0, 0, 100, 100}, 100, 100), 10000.0f);
-    EXPECT_EQ(plainPenalty({10, 10, 90, 90}, 100, 100), 0.0f);
-    EXPECT_EQ(plainPenalty({-5, -5, 100, 100}, 9, 9), 0.0f);
+    EXPECT_EQ(plainAreas({2001, 1601, 400}), (Column{10000, 8000, 0}));
+    uint64_t code = 12, open = 1, broad = 3;
+    EXPECT_EQ(plainFaceTerm({1, nullptr, &code, &open, &broad}), 2000);
+    EXPECT_EQ(plainScore(9999, 9999, 0, plainPenalty({0, 0, 100, 100}, 100, 100)), 19997);
+    EXPECT_EQ(plainScore(7999, 7999, 2000, plainPenalty({}, 100, 100)), 22997);
     const Column ascending = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-    EXPECT_EQ(plainKept(ascending, 2), (Column{3, 9}));
-    EXPECT_EQ(plainKept(ascending, 4), (Column{2, 5, 8, 9}));
+    EXPECT_EQ(plainKept(ascending, 3), (Column{3, 7, 9}));
     EXPECT_EQ(plainKept(ascending, 5), (Column{1, 3, 5, 7, 9}));
     EXPECT_EQ(plainKept(ascending, 6), (Column{4, 5, 6, 7, 8, 9}));
     EXPECT_EQ(plainKept({5, 9, 5, 9}, 3), (Column{1, 2, 3}));
@@ -202,20 +232,20 @@ TEST(MovingObjects, MaskArea) {
     unsigned char mask[4000] = {};
     mask[5] = 1;
     mask[15] = 255;
-    const auto areaOf = [&](long width, long height, int value, __tag_rect* rect) {
+    const auto areaOf = [&](long width, int value, __tag_rect* rect) {
         long area = -1;
-        EXPECT_EQ(calMaskArea(mask, width, height, width, value, rect, &area), ERR_NONE);
+        EXPECT_EQ(calMaskArea(mask, width, 4, width, value, rect, &area), ERR_NONE);
         return area;
     };
-    EXPECT_EQ(areaOf(4, 4, 0, nullptr), 2);
-    EXPECT_EQ(areaOf(4, 4, 255, nullptr), 15);
-    EXPECT_EQ(areaOf(1000, 4, 1, nullptr), 3999); // more than a byte can count
-    for (const int noByte : {256, 300, -1, -256})
-        EXPECT_EQ(areaOf(4, 4, noByte, nullptr), 16);
     __tag_rect inside = {1, 1, 3, 2};
     __tag_rect empty[] = {{0, 2, 4, 2}, {3, 0, 1, 4}};
-    EXPECT_EQ(areaOf(4, 4, 0, &inside), 1);
-    EXPECT_EQ(areaOf(4, 4, 0, &empty[0]) + areaOf(4, 4, 300, &empty[1]), 0);
+    EXPECT_EQ(areaOf(4, 0, nullptr), 2);
+    EXPECT_EQ(areaOf(4, 255, nullptr), 15);
+    EXPECT_EQ(areaOf(1000, 1, nullptr), 3999); // more than a byte can count
+    EXPECT_EQ(areaOf(4, 0, &inside), 1);
+    EXPECT_EQ(areaOf(4, 300, &empty[0]) + areaOf(4, 300, &empty[1]), 0);
+    for (const int noByte : {256, 300, -1, -256})
+        EXPECT_EQ(areaOf(4, noByte, nullptr), 16);
 }
 
 } // namespace

@@ -17,6 +17,13 @@ inline Column plainNormalized(Column column) {
     return column;
 }
 
+inline Column plainAreas(const Column& areas) {
+    Column column = plainNormalized(areas);
+    for (int64_t& area : column)
+        area = area > 8000 ? 10000 : area < 2000 ? 0 : area;
+    return column;
+}
+
 inline int64_t plainFaceTerm(const _tag_DRAV_FACEINFO& faces) {
     int64_t term = 0;
     for (int64_t j = 0; j < faces.count; ++j) {
@@ -29,11 +36,11 @@ inline int64_t plainFaceTerm(const _tag_DRAV_FACEINFO& faces) {
     return term;
 }
 
-inline float plainPenalty(const __tag_rect& rect, int32_t width, int32_t height) {
+inline float plainPenalty(const __tag_rect& rect, int64_t width, int64_t height) {
     const int64_t distances[][2] = {{rect.left, width},
-                                    {int64_t{width} - rect.right, width},
+                                    {width - rect.right, width},
                                     {rect.top, height},
-                                    {int64_t{height} - rect.bottom, height}};
+                                    {height - rect.bottom, height}};
     float penalty = 0.0f;
     for (const auto& [distance, side] : distances) {
         const auto margin = static_cast<int64_t>(static_cast<float>(side) * 0.1f);
@@ -188,12 +195,12 @@ struct PlainEngine {
         }
         whole = plainNormalized(whole);
         region = plainNormalized(region);
-        areas = plainNormalized(areas);
+        areas = plainAreas(areas);
         Column scores;
         for (size_t i = 0; i < n; ++i) {
             auto& [rect, flag, area] = objects[i];
             if (active)
-                area = areas[i] > 8000 ? 10000 : areas[i] < 2000 ? 0 : areas[i];
+                area = areas[i];
             const int64_t faceTerm =
                 faces >= static_cast<int64_t>(n) / 2 ? plainFaceTerm(*burst.params[i].faces) : 0;
             scores.push_back(plainScore(whole[i], region[i], faceTerm + area,
