@@ -1,4 +1,3 @@
-#include "support/allocation_hook.h"
 #include "support/arena.h"
 #include "support/random.h"
 
@@ -107,25 +106,15 @@ TEST(FaceStorage, LayoutAndOwnership) {
     for (const auto allocate : {allocParams, allocParamsFace, allocParamsAlign})
         for (const int64_t tooMany : {INT64_MAX, INT64_MAX / 440 + 2, (int64_t{1} << 32) / 8})
             EXPECT_EQ(allocate(arena.handle(), params, tooMany), ERR_NO_MEMORY);
-    // No more entries are cleared than can exist when what is released was for fewer.
-    ASSERT_EQ(allocParams(arena.handle(), params, n), ERR_NONE);
-    EXPECT_EQ(allocParams(arena.handle(), params, INT64_MAX), ERR_NO_MEMORY);
-    EXPECT_TRUE(arena.isEmpty() && params[0].faces == nullptr && params[1].faces != nullptr);
-}
-
-// A block that the records already refer to is released when there is no room for another.
-TEST(FaceStorage, EarlierFaceStorageIsReleased) {
-    constexpr int64_t n = 3;
-    const Arena arena(4096);
-    _tag_DRAV_PARAM params[n] = {};
-    for (const int64_t failing : {0, 1}) {
+    // An earlier block is released when there is no room for another, and no more entries are
+    // cleared than can exist.
+    for (const auto allocate : {allocParams, allocParamsFace, allocParamsAlign}) {
         ASSERT_EQ(allocParams(arena.handle(), params, n), ERR_NONE);
-        void* const faces = params[0].faces;
-        allocationsUntilFailure = failing;
-        EXPECT_EQ(allocParams(arena.handle(), params, n), ERR_NO_MEMORY);
-        EXPECT_TRUE(params[n - 1].faces == nullptr && params[n - 1].alignment == nullptr);
-        if (failing == 1) // the new face block was attached, so the earlier one is the caller's
-            VantMemFree(arena.handle(), faces);
+        EXPECT_EQ(allocate(arena.handle(), params, INT64_MAX), ERR_NO_MEMORY);
+        EXPECT_EQ(params[0].faces == nullptr, allocate != allocParamsAlign);
+        EXPECT_EQ(params[0].alignment == nullptr, allocate != allocParamsFace);
+        EXPECT_TRUE(params[1].faces != nullptr && params[1].alignment != nullptr);
+        freeParams(arena.handle(), params, 1);
         EXPECT_TRUE(arena.isEmpty());
     }
 }

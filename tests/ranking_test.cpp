@@ -233,20 +233,18 @@ TEST(MovingObjects, MaskArea) {
     unsigned char mask[4000] = {};
     mask[5] = 1;
     mask[15] = 255;
-    const auto areaOf = [&](long width, int value, __tag_rect* rect) {
+    const auto areaOf = [&](long width, int value, __tag_rect rect, bool whole) {
         long area = -1;
-        EXPECT_EQ(calMaskArea(mask, width, 4, width, value, rect, &area), ERR_NONE);
+        EXPECT_EQ(calMaskArea(mask, width, 4, width, value, whole ? nullptr : &rect, &area),
+                  ERR_NONE);
         return area;
     };
-    __tag_rect inside = {1, 1, 3, 2};
-    __tag_rect empty[] = {{0, 2, 4, 2}, {3, 0, 1, 4}};
-    EXPECT_EQ(areaOf(4, 0, nullptr), 2);
-    EXPECT_EQ(areaOf(4, 255, nullptr), 15);
-    EXPECT_EQ(areaOf(1000, 1, nullptr), 3999); // more than a byte can count
-    EXPECT_EQ(areaOf(4, 0, &inside), 1);
-    EXPECT_EQ(areaOf(4, 300, &empty[0]) + areaOf(4, 300, &empty[1]), 0);
+    EXPECT_EQ(areaOf(4, 0, {}, true), 2);
+    EXPECT_EQ(areaOf(4, 255, {}, true), 15);
+    EXPECT_EQ(areaOf(1000, 1, {}, true), 3999); // more than a byte can count
+    EXPECT_EQ(areaOf(4, 300, {0, 2, 4, 2}, false) + areaOf(4, 300, {3, 0, 1, 4}, false), 0);
     for (const int noByte : {256, 300, -1, -256})
-        EXPECT_EQ(areaOf(4, noByte, nullptr), 16);
+        EXPECT_EQ(areaOf(4, noByte, {}, true), 16);
 }
 
 } // namespace
