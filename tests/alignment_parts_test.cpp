@@ -151,6 +151,7 @@ TEST(AlignmentParts, RefuseSizesThatNoFrameHas) {
                   Alloc_ComputeBitMaps_Video(&context, &set, width, height, levels, k, 4));
         EXPECT_EQ(ERR_INVALID_PARAM,
                   Alloc_ComputeBitPyramid_Video(&context, &pyramid, width, height, levels, k, 4));
+        EXPECT_TRUE(set == nullptr && pyramid == nullptr);
     }
 }
 

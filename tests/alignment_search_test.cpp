@@ -90,7 +90,7 @@ void comparePairs(Random& random, int64_t width, int64_t height) {
 
 TEST(Alignment, MatchesThePlainSearch) {
     Random random;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 1400; ++i) {
         int64_t width = random.between(1, 80);
         int64_t height = random.between(1, i % 200 == 0 ? 500 : 80);
         int64_t& longer = random.chance(70) ? width : height;
@@ -165,8 +165,11 @@ TEST(Alignment, RefusesWhatDoesNotFit) {
             EXPECT_TRUE(failed.code == ERR_NO_MEMORY && failed.of(1) == Displacement{});
         }
         EXPECT_EQ(used, context.record().bitmapSet[0] != nullptr);
+        EXPECT_EQ(used, context.record().threshold[0] != -1);
         EXPECT_EQ(ERR_NONE, align(context.handle, image, image).code);
     }
+    EXPECT_EQ(ERR_INVALID_PARAM, Alignment_Init(nullptr, nullptr));
+    EXPECT_EQ(ERR_NONE, Alignment_Uninit(nullptr));
     unsigned char* const set = context.record().bitmapSet[0];
     long score = 0;
     for (int missing = 0; missing < 4; ++missing)
