@@ -76,14 +76,17 @@ TEST(CopyImage, CopiesPixelsAndNoPadding) {
 }
 
 TEST(CopyImage, RefusesImagesThatDoNotMatch) {
-    Image src = {0x601, 4, 4, {}, {}};
-    for (Image dst :
-         {Image{0x603, 4, 4, {}, {}}, Image{0x601, 5, 4, {}, {}}, Image{0x601, 4, 5, {}, {}}})
-        EXPECT_EQ(CopyImageData(&dst, &src), ERR_INVALID_PARAM);
-    EXPECT_EQ(CopyImageData(nullptr, &src), ERR_INVALID_PARAM);
-    EXPECT_EQ(CopyImageData(&src, nullptr), ERR_INVALID_PARAM);
-    src.format = 0x201;
-    EXPECT_EQ(CopyImageData(&src, &src), ERR_UNSUPPORTED);
+    Random random;
+    Frame src(random, 0x601, 4, 4);
+    for (const auto& [format, width, height] :
+         {std::tuple{0x603u, 4, 4}, std::tuple{0x601u, 5, 4}, std::tuple{0x601u, 4, 5}}) {
+        Frame dst(random, format, width, height);
+        EXPECT_EQ(CopyImageData(&dst.image, &src.image), ERR_INVALID_PARAM);
+    }
+    EXPECT_EQ(CopyImageData(nullptr, &src.image), ERR_INVALID_PARAM);
+    EXPECT_EQ(CopyImageData(&src.image, nullptr), ERR_INVALID_PARAM);
+    src.image.format = 0x201;
+    EXPECT_EQ(CopyImageData(&src.image, &src.image), ERR_UNSUPPORTED);
 }
 
 // Resizing proper is tested with that of planes.
