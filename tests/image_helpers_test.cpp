@@ -133,11 +133,16 @@ TEST(WorkingSize, KeepsTheRatioWithinTheLongestSide) {
     expectWorkingSize(0, 0, 800, 0, 0);
     Random random;
     for (int round = 0; round < 20000; ++round) {
-        const long width = random.between(1, 9999), longest = random.between(1, width);
-        const float scale = static_cast<float>(longest) / static_cast<float>(width);
-        const long side = random.between(1, width);
-        const auto reduced = static_cast<long>(std::fma(scale, static_cast<float>(side), 0.5f));
-        expectWorkingSize(width, side, longest, longest + longest % 2, reduced + reduced % 2);
+        const long most = 1L << random.between(4, 26);
+        const long width = random.between(1, most), height = random.between(1, most);
+        const long longest = random.between(1, std::max(width, height));
+        const float scale =
+            static_cast<float>(longest) / static_cast<float>(std::max(width, height));
+        const auto reduced = [&](long side) {
+            const auto size = static_cast<long>(std::fma(scale, static_cast<float>(side), 0.5f));
+            return size + size % 2;
+        };
+        expectWorkingSize(width, height, longest, reduced(width), reduced(height));
     }
 }
 
