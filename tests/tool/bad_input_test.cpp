@@ -1,79 +1,60 @@
-#include "media.h"
-#include "run_tool.h"
+#include "tool_test.h"
 
 namespace {
 
 using BadInputTest = ToolTest;
 
-TEST_F(BadInputTest, IsNamedInOneLine) {
-    write("empty.jpg", "");
-    write("text.jpg", "this is no picture\nat all\n");
-    std::filesystem::create_directory(path("nothing"));
-    std::filesystem::create_directory(path("texts"));
-    write("texts/a.txt", "text");
-    for (const char* command : {"pick", "blur"}) {
-        expectRefused(runTool({command, path("missing.jpg")}), "missing.jpg", "No such file");
-        expectRefused(runTool({command, path("empty.jpg")}), "empty.jpg", "empty");
-        expectRefused(runTool({command, path("text.jpg")}), "text.jpg");
-        expectRefused(runTool({command, path("nothing")}), "nothing", "no pictures");
-        expectRefused(runTool({command, path("texts")}), "texts", "no pictures");
-    }
-    expectRefused(runTool({"blur", path("mi\nssing.jpg")}), "mi?ssing.jpg");
-}
+TEST_F(BadInputTest, IsRefusedInOneLine) {
+    writeFile("a.pgm", toPnm(makeScene(161, 120)));
+    writeFile("b.pgm", toPnm(makeScene(120, 161)));
+    writeFile("low.pgm", toPnm(makeScene(200, 99)));
+    writeFile("empty.jpg", "");
+    for (const char* folder : {"nothing", "texts", "bad", "out.d"})
+        std::filesystem::create_directory(folder);
+    for (const char* name : {"text.jpg", "old.png", "texts/a.txt", "bad/a.jpg"})
+        writeFile(name, "this is no picture\nat all\n");
 
-TEST_F(BadInputTest, TruncatedPicturesAreRefused) {
-    const Grey scene = makeScene(160, 120);
-    const std::pair<std::string, std::string> pictures[] = {
-        {"a.jpg", encodePicture(scene, AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P)},
-        {"a.png", encodePicture(scene, AV_CODEC_ID_PNG, AV_PIX_FMT_RGB24)},
-        {"a.tif", encodePicture(scene, AV_CODEC_ID_TIFF, AV_PIX_FMT_RGB24)},
-        {"a.pgm", toPgm(scene)}};
-    for (const auto& [name, bytes] : pictures) {
-        write(name, bytes);
-        ASSERT_EQ(runTool({"blur", path(name)}).status, 0) << name;
-        for (const unsigned percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u}) {
-            SCOPED_TRACE(name + " cut at " + std::to_string(percent) + " %");
-            write(name, bytes.substr(0, bytes.size() * percent / 100));
-            expectRefused(runTool({"blur", path(name)}), name);
-        }
-    }
-}
-
-// Cameras append a preview or a film to a JPEG; without the last marker the picture itself is cut.
-TEST_F(BadInputTest, JpegEndsAtItsMarker) {
-    const std::string jpeg =
-        encodePicture(makeScene(160, 120), AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P);
-    write("a.jpg", jpeg.substr(0, jpeg.size() - 2));
-    expectRefused(runTool({"blur", path("a.jpg")}), "a.jpg", "truncated");
-    write("a.jpg", jpeg + jpeg.substr(0, 200) + "trailing bytes");
-    const RunResult result = runTool({"blur", path("a.jpg"), "--json"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.json()["frames"].size(), 1u);
-}
-
-TEST_F(BadInputTest, SizesMayDifferForBlurAlone) {
-    write("a.pgm", toPgm(makeScene(160, 120)));
-    write("b.pgm", toPgm(makeScene(120, 160)));
-    expectRefused(runTool({"pick", folder}), "b.pgm", "a.pgm has 160 x 120");
-    expectRefused(runTool({"pick", folder, "--skip-bad"}), "b.pgm");
-    EXPECT_EQ(runTool({"blur", folder}).status, 0);
-}
-
-TEST_F(BadInputTest, ArgumentsAreRefusedInOneLine) {
-    write("a.pgm", toPgm(makeScene(160, 120)));
-    expectRefused(runTool({}), "arguments");
-    expectRefused(runTool({"pick"}), "INPUT");
-    expectRefused(runTool({"pick", path("a.pgm"), "--keep", "0"}), "--keep");
-    expectRefused(runTool({"pick", path("a.pgm"), "--keep", "many"}), "--keep");
-    expectRefused(runTool({"blur", path("a.pgm"), "--every", "0"}), "--every");
-    expectRefused(runTool({"blur", path("a.pgm"), "--keep", "2"}), "--keep");
-    EXPECT_EQ(runTool({"--help"}).status, 0);
-    EXPECT_EQ(runTool({"pick", "--help"}).status, 0);
-}
-
-TEST_F(BadInputTest, NothingReadableIsAnErrorEvenWhenSkipping) {
-    write("a.jpg", "no picture");
-    expectRefused(runTool({"pick", folder, "--skip-bad"}), folder, "no frame");
+    // A command, what makes it bad, and what stderr has to say.
+    const std::tuple<std::string, std::vector<std::string>, std::string> cases[] = {
+        {"", {"", "melt", "pick", "align a.pgm", "smooth a.pgm out.png"}, "arguments: "},
+        {"pick", {"missing.jpg", "none/a.jpg", "a.pgm none.jpg"}, ".jpg: No such file"},
+        {"blur", {"'te\nxt.jpg'", "a.pgm 'te\nxt.jpg'"}, "te?xt.jpg: "},
+        {"pick", {"empty.jpg", "a.pgm empty.jpg"}, "empty.jpg: the file is empty"},
+        {"blur", {"text.jpg", "a.pgm text.jpg"}, "text.jpg: "},
+        {"blur", {"nothing", "texts"}, ": no pictures in this folder"},
+        {"pick --skip-bad", {"bad", "text.jpg"}, ": no frame could be read"},
+        {"",
+         {"pick a.pgm b.pgm", "pick --skip-bad a.pgm b.pgm", "align a.pgm b.pgm",
+          "changes a.pgm b.pgm"},
+         "b.pgm: 120 x 161 pixels, but a.pgm has 161 x 120"},
+        {"pick a.pgm --keep", {"0", "-1", "many"}, "--keep: "},
+        {"blur a.pgm", {"--every 0", "--max 0", "--keep 2"}, "--"},
+        {"",
+         {"pick --moving low.pgm", "changes low.pgm low.pgm --overlay out.png"},
+         "100 on the shorter side"},
+        {"resize a.pgm out.png --size",
+         {"0x5", "5", "5x", "x5", "5x5x5", "16001x4", "4x16001", "'5 x 5'", "99999999999x3", "''"},
+         "--size: "},
+        {"smooth a.pgm out.png --size", {"0", "-1", "2896", "many", "162", "163"}, "--size: "},
+        {"morph a.pgm out.png --op open --radius", {"0", "-1", "1001", "1.5"}, "--radius: "},
+        {"morph a.pgm out.png --radius 1 --op", {"melt", "0"}, "--op: "},
+        {"",
+         {"resize a.pgm old.png --size 8x6", "smooth a.pgm old.png --size 3",
+          "morph a.pgm old.png --op open --radius 1", "changes a.pgm a.pgm --overlay old.png"},
+         "old.png: exists; --force"},
+        {"resize a.pgm --size 8x6", {"out.d --force"}, "out.d: exists and is not a regular file"},
+        {"smooth a.pgm --size 3", {"none/out.png"}, "none/out.png: No such file"},
+        {"",
+         {"resize text.jpg --size 8x6 out.png", "smooth text.jpg --size 3 old.png --force",
+          "changes a.pgm text.jpg --overlay old.png --force"},
+         "text.jpg: "},
+    };
+    for (const auto& [command, endings, message] : cases)
+        for (const std::string& ending : endings)
+            expectRefused(join(command, " ", ending), message);
+    for (const char* accepted :
+         {"--help", "pick --help", "version", "blur a.pgm b.pgm", "align low.pgm low.pgm"})
+        EXPECT_NE(runText(accepted), "");
 }
 
 } // namespace

@@ -1,46 +1,134 @@
+// Test pictures, the files that hold them, and what the library says of them.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "kelvane/kelvane.h"
+#include "media_reader.h"
+
+#include <algorithm>
+#include <sstream>
 
 extern "C" {
-#include <libavcodec/codec_id.h>
-#include <libavutil/pixfmt.h>
+#include <libavutil/pixdesc.h>
 }
 
-// A grey test picture: blocks of different sizes and random brightness, full of edges.
-struct Grey {
+template <typename... Parts>
+std::string join(const Parts&... parts) {
+    std::ostringstream stream;
+    (stream << ... << parts);
+    return stream.str();
+}
+
+// Grey, or three colours a pixel.
+struct Picture {
     int width;
     int height;
-    std::vector<uint8_t> pixels;
+    int channels = 1;
+    std::vector<uint8_t> pixels =
+        std::vector<uint8_t>(static_cast<size_t>(width * height * channels));
+
+    bool operator==(const Picture&) const = default;
+    uint8_t& at(int x, int y, int c = 0) {
+        return pixels[static_cast<size_t>((y * width + x) * channels + c)];
+    }
+    __tag_KIRO_OFFSCREEN view() {
+        return {KELVANE_FORMAT_YUV420, width, height, {pixels.data()}, {width}};
+    }
 };
 
-Grey makeScene(int width, int height);
+// A part of an endless grey scene: tiles of two sizes and random brightness, full of edges.
+inline Picture makeScene(int width, int height, int left = 0, int top = 0, int darkest = 20,
+                         int brightest = 230) {
+    const auto tile = [](int column, int row) {
+        const auto n = static_cast<uint32_t>(column * 3761 + row * 6683) * 374761393;
+        return static_cast<int>((n ^ n >> 13) * 1274126177 >> 24);
+    };
+    Picture scene = {width, height};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const int column = x + left + 1000, row = y + top + 1000;
+            const int sum = tile(column / 8, row / 6) + tile(column / 37, row / 31);
+            scene.at(x, y) = static_cast<uint8_t>(darkest + sum * (brightest - darkest) / 510);
+        }
+    return scene;
+}
 
-// The part of `width` x `height` pixels from (left, top) on.
-Grey crop(const Grey& image, int left, int top, int width, int height);
-
-// Each pixel the mean of the square of 2 * radius + 1 around it.
-Grey boxBlur(const Grey& image, int radius);
-
-std::string toPgm(const Grey& image);
+inline Picture blurred(Picture picture, int size) {
+    const auto& [width, height, channels, pixels] = picture;
+    GB_GaussianBlurA(nullptr, pixels.data(), width, height, width, 0, &picture.at(0, 0), size);
+    return picture;
+}
 
 // The blur score that the library gives these pixels; an odd last column or row is left out.
-int libraryScore(const Grey& image);
+inline int libraryScore(Picture picture) {
+    __tag_KIRO_OFFSCREEN view = picture.view();
+    view.width -= view.width % 2;
+    view.height -= view.height % 2;
+    _tag_DRAV_ENGINE* engine = nullptr;
+    _tag_DRAV_DATA result = {};
+    DRAV_Init(nullptr, &engine);
+    const bool measured = DRAV_DetectBlur(engine, &view, &result) == ERR_NONE;
+    const int score = measured ? static_cast<_tag_DRAV_BLURRESULT*>(result.data)->score : -1;
+    DRAV_Uninit(&engine);
+    return score;
+}
 
-// Encodes through libavcodec, the grey values as luma (or as R, G and B) and neutral chroma.
-std::string encodePicture(const Grey& image, AVCodecID codec, AVPixelFormat format);
+// Each byte repeated for every channel.
+inline Picture repeated(const Picture& picture, size_t channels) {
+    Picture result = {picture.width, picture.height, static_cast<int>(channels)};
+    for (size_t i = 0; i < result.pixels.size(); ++i)
+        result.pixels[i] = picture.pixels[i / channels];
+    return result;
+}
 
-// A decoded PNG: grey bytes, or red, green and blue.
-struct DecodedPng {
-    int width = 0;
-    int height = 0;
-    int channels = 0;
-    std::vector<uint8_t> pixels;
-};
-DecodedPng decodePng(const std::string& bytes);
+inline std::string toPnm(const Picture& picture) {
+    return join(picture.channels == 1 ? "P5\n" : "P6\n", picture.width, " ", picture.height,
+                "\n255\n", std::string(picture.pixels.begin(), picture.pixels.end()));
+}
 
-// A video of 10 frames a second.
-void writeVideo(const std::string& path, const std::vector<Grey>& frames, AVCodecID codec,
-                AVPixelFormat format);
+// Encodes through libavcodec: plane 0 as it is, neutral chroma.
+inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat format) {
+    const std::unique_ptr<AVCodecContext, DecoderDeleter> encoder(
+        avcodec_alloc_context3(avcodec_find_encoder(codec)));
+    const FramePointer frame = newFrame();
+    frame->width = encoder->width = picture.width;
+    frame->height = encoder->height = picture.height;
+    frame->format = encoder->pix_fmt = format;
+    encoder->time_base = {1, 10};
+    encoder->qmax = 2; // of 31; the smallest is the best
+    av_frame_get_buffer(frame.get(), 0);
+    std::fill_n(frame->buf[0]->data, frame->buf[0]->size, uint8_t{128});
+    const int rowBytes = picture.width * picture.channels;
+    for (int y = 0; y < picture.height; ++y)
+        std::copy_n(&picture.pixels[static_cast<size_t>(y * rowBytes)], rowBytes,
+                    frame->data[0] + y * frame->linesize[0]);
+    const PacketPointer packet(av_packet_alloc());
+    if (avcodec_open2(encoder.get(), nullptr, nullptr) < 0 ||
+        avcodec_send_frame(encoder.get(), frame.get()) < 0 ||
+        avcodec_send_frame(encoder.get(), nullptr) < 0 ||
+        avcodec_receive_packet(encoder.get(), packet.get()) < 0)
+        throw std::runtime_error("a test file cannot be made");
+    return {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)};
+}
+
+// An IVF video of 10 frames a second, which are given encoded.
+inline std::string toIvf(int width, int height, const char* codec,
+                         const std::vector<std::string>& frames) {
+    const auto number = [](uint64_t value, size_t bytes) {
+        return std::string(reinterpret_cast<const char*>(&value), bytes);
+    };
+    std::string file = join("DKIF", number(32 << 16, 4), codec, number(width | height << 16, 4),
+                            number(10, 4), number(1, 4), number(frames.size(), 8));
+    for (size_t i = 0; i < frames.size(); ++i)
+        file += number(frames[i].size(), 4) + number(i, 8) + frames[i];
+    return file;
+}
+
+inline Picture readPng(const std::string& path) {
+    MediaReader reader(path);
+    const AVFrame* const frame = reader.next();
+    Picture picture = {frame->width, frame->height, frame->format == AV_PIX_FMT_GRAY8 ? 1 : 3};
+    for (int y = 0; y < picture.height; ++y)
+        std::copy_n(frame->data[0] + y * frame->linesize[0], picture.width * picture.channels,
+                    &picture.at(0, y));
+    return picture;
+}
