@@ -72,21 +72,14 @@ inline int libraryScore(Picture picture) {
     return score;
 }
 
-// Each byte repeated for every channel.
-inline Picture repeated(const Picture& picture, size_t channels) {
-    Picture result = {picture.width, picture.height, static_cast<int>(channels)};
-    for (size_t i = 0; i < result.pixels.size(); ++i)
-        result.pixels[i] = picture.pixels[i / channels];
-    return result;
-}
-
 inline std::string toPnm(const Picture& picture) {
     return join(picture.channels == 1 ? "P5\n" : "P6\n", picture.width, " ", picture.height,
                 "\n255\n", std::string(picture.pixels.begin(), picture.pixels.end()));
 }
 
-// Encodes through libavcodec: plane 0 as it is, neutral chroma.
-inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat format) {
+// Encodes through libavcodec: each byte `repeat` times in plane 0, neutral chroma.
+inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat format,
+                          int repeat = 1) {
     const std::unique_ptr<AVCodecContext, DecoderDeleter> encoder(
         avcodec_alloc_context3(avcodec_find_encoder(codec)));
     const FramePointer frame = newFrame();
@@ -99,8 +92,9 @@ inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat
     std::fill_n(frame->buf[0]->data, frame->buf[0]->size, uint8_t{128});
     const int rowBytes = picture.width * picture.channels;
     for (int y = 0; y < picture.height; ++y)
-        std::copy_n(&picture.pixels[static_cast<size_t>(y * rowBytes)], rowBytes,
-                    frame->data[0] + y * frame->linesize[0]);
+        for (int i = 0; i < rowBytes * repeat; ++i)
+            frame->data[0][y * frame->linesize[0] + i] =
+                picture.pixels[static_cast<size_t>(y * rowBytes + i / repeat)];
     const PacketPointer packet(av_packet_alloc());
     if (avcodec_open2(encoder.get(), nullptr, nullptr) < 0 ||
         avcodec_send_frame(encoder.get(), frame.get()) < 0 ||
@@ -111,13 +105,12 @@ inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat
 }
 
 // An IVF video of 10 frames a second, which are given encoded.
-inline std::string toIvf(int width, int height, const char* codec,
-                         const std::vector<std::string>& frames) {
+inline std::string toIvf(const char* codec, const std::vector<std::string>& frames) {
     const auto number = [](uint64_t value, size_t bytes) {
         return std::string(reinterpret_cast<const char*>(&value), bytes);
     };
-    std::string file = join("DKIF", number(32 << 16, 4), codec, number(width | height << 16, 4),
-                            number(10, 4), number(1, 4), number(frames.size(), 8));
+    std::string file = join("DKIF", number(32 << 16, 4), codec, number(0, 4), number(10, 4),
+                            number(1, 4), number(frames.size(), 8));
     for (size_t i = 0; i < frames.size(); ++i)
         file += number(frames[i].size(), 4) + number(i, 8) + frames[i];
     return file;

@@ -43,19 +43,17 @@ struct ToolRun {
     const std::string out, err;
 };
 
-template <typename... Parts>
-Json runJson(const Parts&... words) {
-    const ToolRun run(join(words..., " --json"));
-    EXPECT_EQ(run.status, 0) << run.err;
-    return Json::parse(run.out, nullptr, false);
-}
-
 // What the tool prints to stdout.
 template <typename... Parts>
 std::string runText(const Parts&... words) {
     const ToolRun run(join(words...));
     EXPECT_EQ(run.status, 0) << run.err;
     return run.out;
+}
+
+template <typename... Parts>
+Json runJson(const Parts&... words) {
+    return Json::parse(runText(words..., " --json"), nullptr, false);
 }
 
 // Bad input: status 2, one line on stderr, nothing on stdout, and every file as it was.
