@@ -2,9 +2,9 @@
 // the first one.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -28,7 +28,7 @@ public:
     }
     explicit GuardedMemory(const Bytes& content, bool atEnd = true)
         : GuardedMemory(content.size(), atEnd) {
-        std::memcpy(data_, content.data(), size_);
+        std::copy(content.begin(), content.end(), data_);
     }
     ~GuardedMemory() { munmap(mapped_, mappedSize_); }
     GuardedMemory(const GuardedMemory&) = delete;
