@@ -50,9 +50,39 @@ unsigned char classOf(unsigned char difference) {
                                       (difference > 150 ? aboveUnchanged : 0));
 }
 
-void classifyRow(unsigned char* row, int64_t count) {
-    for (int64_t x = 0; x < count; ++x)
+// Returns whether the row holds a change.
+bool classifyRow(unsigned char* row, int64_t count) {
+    unsigned char different = 0;
+    for (int64_t x = 0; x < count; ++x) {
         row[x] = classOf(row[x]);
+        different = static_cast<unsigned char>(different | (row[x] ^ unchanged));
+    }
+    return different != 0;
+}
+
+struct RowRange {
+    int64_t begin;
+    int64_t end;
+};
+
+// Classifies the mask. Returns the rows from the first to the last change.
+RowRange classify(_tag_ROI_CONTEXT& roi) {
+    RowRange changed = {roi.height, 0};
+    for (int64_t y = 0; y < roi.height; ++y) {
+        if (classifyRow(roi.mask + y * roi.maskPitch(), roi.width))
+            changed = {std::min(changed.begin, y), y + 1};
+    }
+    return changed;
+}
+
+// The rows that cleaning can alter, with enough unchanged rows around them that their border acts
+// like the rows beyond it: each of the four passes reaches radius + 1 rows. Without a change one
+// row is left, for which cleaning needs the same memory as for all.
+RowRange rowsToClean(const RowRange& changed, int64_t radius, int64_t height) {
+    const int64_t reach = 4 * (radius + 1);
+    if (changed.begin >= changed.end)
+        return {0, 1};
+    return {std::max<int64_t>(changed.begin - reach, 0), std::min(changed.end + reach, height)};
 }
 
 long cleanMask(_tag_ROI_CONTEXT& roi) {
@@ -62,13 +92,14 @@ long cleanMask(_tag_ROI_CONTEXT& roi) {
                                  shorter >> 7);
     if (code != ERR_NONE)
         return code;
-    for (int64_t y = 0; y < roi.height; ++y)
-        classifyRow(roi.mask + y * pitch, roi.width);
     const int64_t radius = shorter / 100;
-    code = sbrOpen(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 1, roi.mask, radius);
+    const RowRange rows = rowsToClean(classify(roi), radius, roi.height);
+    unsigned char* const mask = roi.mask + rows.begin * pitch;
+    const int64_t height = rows.end - rows.begin;
+    code = sbrOpen(roi.memHandle, mask, roi.width, height, pitch, 1, mask, radius);
     if (code != ERR_NONE)
         return code;
-    return sbrClose(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 1, roi.mask, radius);
+    return sbrClose(roi.memHandle, mask, roi.width, height, pitch, 1, mask, radius);
 }
 
 } // namespace
