@@ -117,7 +117,6 @@ TEST_F(BurstTest, IsRankedByFaces) {
     }
     const std::pair<std::string, std::string> malformed[] = {
         {"", "not valid JSON"},
-        {R"({"frames":[)", "not valid JSON"},
         {"[]", "must be an object"},
         {"{}", "\"frames\" is missing"},
         {R"({"frames":{}})", "frames: must be an array"},
@@ -127,7 +126,6 @@ TEST_F(BurstTest, IsRankedByFaces) {
         {frames("", "", join(smiles, ",", open)), "at most 10 faces"},
         {frames("", "", "{}"), "\"rect\" is missing"},
         {frames("", "", R"({"rect":[0,0,9]})"), "rect: must be [left, top, right, bottom]"},
-        {frames("", "", R"({"rect":[0,0,9,"9"]})"), "rect[3]: must be an integer"},
         {frames("", "", R"({"rect":[0,0,9,1.5]})"), "rect[3]: must be an integer"},
         {frames("", "", R"({"rect":[-1,0,9,9]})"), "rect[0]: must be 0 to"},
         {frames("", "", R"({"rect":[0,0,18446744073709551615,9]})"), "rect[2]: must be 0 to"},

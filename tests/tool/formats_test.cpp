@@ -46,6 +46,10 @@ TEST_F(FormatsTest, AreMeasuredAsTheyLieOrConverted) {
     const Json json = runJson("blur cut --skip-bad");
     EXPECT_EQ((Json{json["skipped"].size(), json["frames"].size()}), (Json{pieces, 1}));
     EXPECT_THAT(runText("blur a"), HasSubstr("odd size (160 x 121)"));
+    std::string damaged = encode(scene, AV_CODEC_ID_PNG, AV_PIX_FMT_GRAY8);
+    damaged[damaged.size() / 2] ^= 1;
+    writeFile("a.png", damaged);
+    expectRefused("blur a.png", "a.png: ");
     // Cameras append a preview or a film to a JPEG; without the last marker the picture is cut.
     const std::string jpeg = encode(scene, AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P);
     writeFile("a.jpg", join(jpeg, jpeg.substr(0, 200), "trailing bytes"));
