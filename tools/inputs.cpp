@@ -3,7 +3,6 @@
 #include "error.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string_view>
 
@@ -11,9 +10,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::array<std::string_view, 19> pictureExtensions = {
-    ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic", ".heif",
-    ".avif", ".bmp",  ".pgm", ".ppm",  ".pnm", ".pam",  ".jp2", ".j2k",  ".jxl"};
+constexpr std::string_view pictureExtensions[] = {
+    ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic",
+    ".heif", ".avif", ".bmp", ".pgm",  ".ppm", ".pnm",  ".jp2", ".j2k",  ".jxl"};
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -21,8 +20,8 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isPictureName(const fs::path& path) {
     std::string extension = path.extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(), lower);
-    return std::find(pictureExtensions.begin(), pictureExtensions.end(), extension) !=
-           pictureExtensions.end();
+    return std::find(std::begin(pictureExtensions), std::end(pictureExtensions), extension) !=
+           std::end(pictureExtensions);
 }
 
 // The digits at `position` without leading zeros; `position` moves behind them.

@@ -193,9 +193,10 @@ void MediaReader::sendNextPacket() {
         }
         av_packet_unref(packet_.get());
     }
-    if (!flushed_)
-        avcodec_send_packet(decoder_.get(), nullptr);
-    flushed_ = true;
+    if (!flushed_) {
+        flushed_ = true;
+        check(avcodec_send_packet(decoder_.get(), nullptr)); // a thread may still report damage
+    }
 }
 
 const AVFrame* MediaReader::next() {
