@@ -16,6 +16,7 @@ bool isFrameLike(const __tag_KIRO_OFFSCREEN& frame, const __tag_KIRO_OFFSCREEN& 
            frame.format == other.format;
 }
 
+// The buffers fit the frames of the context's first alignment alone, and there are two slots.
 bool areArgumentsValid(const _tag_ZEP_ABDEBLUR* ctx, const _tag_ZEP_NS_INPUTINFO* input,
                        long refIndex, long** results) {
     if (ctx == nullptr || input == nullptr || results == nullptr || input->count != frameSlots ||

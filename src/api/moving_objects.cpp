@@ -69,6 +69,7 @@ void convertToFrame(__tag_rect& rect, float scale, int64_t width, int64_t height
 
 } // namespace
 
+// Later calls may bring more frames than the call that created the arrays.
 long reserveMovingObjects(_tag_DRAV_ENGINE* engine, int64_t count) {
     if (engine->movingRects != nullptr && count <= engine->movingCapacity)
         return ERR_NONE;

@@ -155,6 +155,8 @@ extern "C" long GB_BoxBlurA(void* memHandle, const unsigned char* source, long w
         bottom < 0 || (left == 0 && right == 0) || (top == 0 && bottom == 0) ||
         !isSmoothablePlane(width, height, pitch, format))
         return ERR_INVALID_PARAM;
+    // A radius that reaches beyond the image adds nothing to any window; shortened, no index made
+    // of it can overflow.
     return run(memHandle, {.source = source,
                            .destination = destination,
                            .width = width,

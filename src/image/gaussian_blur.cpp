@@ -8,6 +8,7 @@ using namespace kelvane;
 extern "C" long GB_GaussianBlurA(void* memHandle, const unsigned char* source, long width,
                                  long height, long pitch, long format, unsigned char* destination,
                                  long size) {
+    // Checked before anything else, so that the copy of small sizes is bounded as well.
     long planeSize = 0;
     if (source == nullptr || destination == nullptr ||
         !isSmoothablePlane(width, height, pitch, format) ||

@@ -51,6 +51,7 @@ void copyPlane(const __tag_KIRO_OFFSCREEN& dst, const __tag_KIRO_OFFSCREEN& src,
                    src.planes[plane] + y * src.pitches[plane], size.rowBytes);
 }
 
+// Sizes that the descriptor's 32-bit fields cannot hold would describe another image.
 bool fitsDescriptor(long value) { return value > 0 && value <= INT32_MAX; }
 
 } // namespace

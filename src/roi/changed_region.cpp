@@ -14,6 +14,7 @@ constexpr unsigned char darker = 0; // what the mask holds where the first frame
 constexpr unsigned char unchanged = 128;
 constexpr unsigned char brighter = 255;
 
+// Rows that overlap, as with a pitch below the width, are no frame.
 bool isFrameOf(const _tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& frame) {
     return isPlanarFormat(frame.format) && frame.width == roi.width && frame.height == roi.height &&
            frame.planes[0] != nullptr && frame.pitches[0] >= frame.width;

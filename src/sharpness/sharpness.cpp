@@ -52,6 +52,8 @@ long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image, float* s
         return ERR_INVALID_PARAM;
     const SampleGrid grid =
         region != nullptr ? gridOfRegion(*region) : gridOfCentre(image->width, image->height);
+    // An empty descriptor is an error of the caller, not a reason to crash; without a grid nothing
+    // would be read from it.
     if (!grid.isEmpty() && image->planes[0] == nullptr)
         return ERR_INVALID_PARAM;
 
