@@ -7,6 +7,11 @@ namespace kelvane {
 
 bool hasByteShuffle() { return __builtin_cpu_supports("ssse3") != 0; }
 bool hasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+bool hasAvx512() {
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+           __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
+           __builtin_cpu_supports("avx512vbmi") != 0;
+}
 
 #elif defined(__aarch64__)
 

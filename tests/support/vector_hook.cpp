@@ -1,19 +1,25 @@
 #include "support/vector_hook.h"
 
-bool widerVectors = true;
+Vectors widestVectors = Vectors::Avx512;
 
-// The linker leads the library's questions here: kelvane::hasByteShuffle and kelvane::hasAvx2.
+// The linker leads the library's questions here: those of platform/vector_support.h.
 extern "C" {
 
 bool __real__ZN7kelvane14hasByteShuffleEv();
-bool __real__ZN7kelvane7hasAvx2Ev();
-
 bool __wrap__ZN7kelvane14hasByteShuffleEv() {
-    return widerVectors && __real__ZN7kelvane14hasByteShuffleEv();
+    return widestVectors >= Vectors::ByteShuffle && __real__ZN7kelvane14hasByteShuffleEv();
 }
 
 #if defined(__x86_64__)
-bool __wrap__ZN7kelvane7hasAvx2Ev() { return widerVectors && __real__ZN7kelvane7hasAvx2Ev(); }
+bool __real__ZN7kelvane7hasAvx2Ev();
+bool __wrap__ZN7kelvane7hasAvx2Ev() {
+    return widestVectors >= Vectors::Avx2 && __real__ZN7kelvane7hasAvx2Ev();
+}
+
+bool __real__ZN7kelvane9hasAvx512Ev();
+bool __wrap__ZN7kelvane9hasAvx512Ev() {
+    return widestVectors >= Vectors::Avx512 && __real__ZN7kelvane9hasAvx512Ev();
+}
 #endif
 
 } // extern "C"

@@ -1,4 +1,6 @@
-// Lets tests run what the library does on processors without the wider vectors.
+// Lets tests run what the library does on processors with fewer vector instructions.
 #pragma once
 
-extern bool widerVectors; // false: the library takes the processor to have none
+enum class Vectors { Baseline, ByteShuffle, Avx2, Avx512 };
+
+extern Vectors widestVectors; // what the library takes the processor to have, if it has them
