@@ -3,17 +3,16 @@
 
 #include "image/position.h"
 #include "image/row_pair.h"
-#include "platform/vector_support.h"
 
 namespace kelvane {
 
 namespace {
 
 // The resize buffer: the interpolated column count, room for two rows of 64-bit accumulators, the
-// column table, the row table. The rows need less than that room; the taps share it.
+// column table, the row table. The rows need less than that room; their plan shares it.
 constexpr int64_t accumulatorBytes = 2 * sizeof(int64_t);
 
-static_assert(2 * sizeof(RowValue) + sizeof(Tap) <= accumulatorBytes);
+static_assert(RowPair::bytesPerSample <= accumulatorBytes);
 
 // Null when the size cannot be represented, too.
 void* allocResizeBuffer(void* memHandle, int64_t dstWidth, int64_t dstHeight, int64_t channels) {
@@ -91,19 +90,14 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
         return ERR_NONE;
 
     const ResizeBuffer fields(*buffer, dstWidth, channels);
-    const int64_t samples = dstWidth * channels;
-    auto* const values = reinterpret_cast<RowValue*>(fields.accumulators);
-    const auto tapOf = [&](int64_t sample) {
-        const int64_t column = sample / channels;
-        const Position position = fields.columns[column];
-        const int64_t first = position.index * channels + sample % channels;
-        return column < *fields.interpolated ? makeTap(first, first + channels, position.weight)
-                                             : makeTap(first, first, 0);
-    };
-    const bool shuffle = dstHeight > 1 && hasByteShuffle(); // one row does not repay preparation
-    const RowResampler resampler(values + 2 * samples, samples, srcWidth * channels, shuffle,
-                                 tapOf);
-    RowPair pair(source, resampler, samples, values);
+    const SampleMap map = {.columns = fields.columns,
+                           .interpolated = *fields.interpolated,
+                           .channels = channels,
+                           .pixelBytes = channels,
+                           .firstByte = 0,
+                           .channelStep = 1,
+                           .average = false};
+    RowPair pair(source, map, dstWidth * channels, srcWidth * channels, fields.accumulators);
     for (int64_t y = 0; y < dstHeight; ++y) {
         const Position position = fields.rows[y];
         pair.blend(sourceRowsAt(position, srcHeight), position.weight, dst + y * dstPitch);

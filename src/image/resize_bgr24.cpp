@@ -1,10 +1,8 @@
 // Bilinear resize with conversion to packed 24-bit pixels.
 #include "kelvane/kelvane.h"
 
-#include "image/bgr_row.h"
 #include "image/position.h"
 #include "image/row_pair.h"
-#include "platform/vector_support.h"
 
 #include <algorithm>
 
@@ -48,15 +46,16 @@ struct ChromaLayout {
     int64_t planeCount; // Cb and Cr in a plane each, or both in one
     int firstPlane;
     int64_t bytesPerSample; // from one Cb, Cr pair to the next in a row
-    int64_t offsets[2];     // of Cb and Cr in the bytes of a pair
+    int64_t cb;             // in the bytes of a pair
+    int64_t crDistance;     // from Cb to Cr
     int64_t lumaRows;       // luma rows that share a chroma row
 };
 
 ChromaLayout chromaLayoutOf(uint32_t format) {
     switch (format) {
-    case KELVANE_FORMAT_YUYV: return {1, 0, 4, {1, 3}, 1};
-    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, {1, 0}, 2};
-    default: return {2, 1, 1, {0, 0}, 2};
+    case KELVANE_FORMAT_YUYV: return {1, 0, 4, 1, 2, 1};
+    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, -1, 2};
+    default: return {2, 1, 1, 0, 0, 2};
     }
 }
 
@@ -81,68 +80,70 @@ public:
     Conversion(const __tag_KIRO_OFFSCREEN& sourceImage, void* block, unsigned char* destination,
                int64_t dstWidth, int64_t dstHeight, int64_t dstPitch)
         : source(sourceImage), out(destination), width(dstWidth), height(dstHeight),
-          pitch(dstPitch), shuffle(hasByteShuffle()), work(block),
+          pitch(dstPitch), operations(rowOperations(width)), work(block),
           rows(work.take<Position>(height)), columns(work.take<Position>(width)) {
         fillRowTable(CentreAligned(source.height, height), height, rows);
-        fillColumnTable(CentreAligned(source.width, width), source.width, width, columns);
+        interpolated =
+            fillColumnTable(CentreAligned(source.width, width), source.width, width, columns);
     }
 
     void convertBgr();
     void convertYuv();
 
 private:
-    template <typename TapOf>
-    RowPair makeRowPair(SourcePlane plane, int64_t samples, int64_t rowBytes, TapOf tapOf) {
-        void* const taps = work.take<Tap>(samples);
-        const RowResampler resampler(taps, samples, rowBytes, shuffle, tapOf);
-        return {plane, resampler, samples, work.take<RowValue>(2 * samples)};
+    RowPair makeRowPair(SourcePlane plane, const SampleMap& map, int64_t samples,
+                        int64_t rowBytes) {
+        return {plane, map, samples, rowBytes,
+                work.take<unsigned char>(RowPair::bytesPerSample * samples)};
     }
 
     RowPair makeChannelRows(int64_t channels, int64_t bytesPerPixel);
-    RowPair makeChromaRows(const ChromaLayout& layout, int64_t plane);
+    SampleMap makeChromaMap(const ChromaLayout& layout);
 
     const __tag_KIRO_OFFSCREEN& source;
     unsigned char* const out;
     const int64_t width;
     const int64_t height;
     const int64_t pitch;
-    const bool shuffle;
+    const RowOperations operations;
     WorkBlock work;
     Position* const rows;
     Position* const columns;
+    int64_t interpolated;
 };
 
 // The first `channels` bytes of every pixel of plane 0.
 RowPair Conversion::makeChannelRows(int64_t channels, int64_t bytesPerPixel) {
-    const int64_t lastColumn = source.width - 1;
-    const auto tapOf = [=, this](int64_t sample) {
-        const Position position = columns[sample / channels];
-        const int64_t first = position.index * bytesPerPixel + sample % channels;
-        const int64_t step = position.index < lastColumn ? bytesPerPixel : 0;
-        return makeTap(first, first + step, position.weight);
-    };
-    return makeRowPair({source.planes[0], source.pitches[0]}, width * channels,
-                       source.width * bytesPerPixel, tapOf);
+    const SampleMap map = {.columns = columns,
+                           .interpolated = interpolated,
+                           .channels = channels,
+                           .pixelBytes = bytesPerPixel,
+                           .firstByte = 0,
+                           .channelStep = 1,
+                           .average = false};
+    return makeRowPair({source.planes[0], source.pitches[0]}, map, width * channels,
+                       source.width * bytesPerPixel);
 }
 
 // Each sample is the mean of the chroma of two neighbouring destination pixels; an odd last pixel
 // stands for both. Planes with Cb and Cr give both for each pair of pixels.
-RowPair Conversion::makeChromaRows(const ChromaLayout& layout, int64_t plane) {
-    const int64_t channels = layout.planeCount == 1 ? 2 : 1;
-    const int64_t chromaWidth = source.width / 2;
-    const auto chromaColumn = [=, this](int64_t x) {
-        return std::min<int64_t>(columns[std::min(x, width - 1)].index / 2, chromaWidth - 1);
-    };
-    const auto tapOf = [=](int64_t sample) {
-        const int64_t x = sample / channels * 2;
-        const int64_t offset = layout.offsets[sample % channels];
-        return makeTap(chromaColumn(x) * layout.bytesPerSample + offset,
-                       chromaColumn(x + 1) * layout.bytesPerSample + offset, 64);
-    };
-    // Both planes of Cb and Cr lie at the pitch of the first one.
-    return makeRowPair(
-        {source.planes[layout.firstPlane + plane], source.pitches[layout.firstPlane]},
-        (width + 1) / 2 * channels, chromaWidth * layout.bytesPerSample, tapOf);
+SampleMap Conversion::makeChromaMap(const ChromaLayout& layout) {
+    const int64_t pairs = (width + 1) / 2;
+    const int64_t last = source.width / 2 - 1;
+    auto* const chromaColumns = work.take<Position>(pairs);
+    for (int64_t i = 0; i < pairs; ++i) {
+        const int64_t left = std::min<int64_t>(columns[2 * i].index / 2, last);
+        const int64_t right =
+            std::min<int64_t>(columns[std::min(2 * i + 1, width - 1)].index / 2, last);
+        chromaColumns[i] = {static_cast<uint16_t>(left), static_cast<uint16_t>(right - left)};
+    }
+    return {.columns = chromaColumns,
+            .interpolated = pairs,
+            .channels = layout.planeCount == 1 ? 2 : 1,
+            .pixelBytes = layout.bytesPerSample,
+            .firstByte = layout.cb,
+            .channelStep = layout.crDistance,
+            .average = true};
 }
 
 void Conversion::convertBgr() {
@@ -157,8 +158,14 @@ void Conversion::convertYuv() {
     RowPair luma = makeChannelRows(1, source.format == KELVANE_FORMAT_YUYV ? 2 : 1);
     RowPair chroma[2];
     const int64_t chromaPlanes = hasChroma(source, layout) ? layout.planeCount : 0;
-    for (int64_t plane = 0; plane < chromaPlanes; ++plane)
-        chroma[plane] = makeChromaRows(layout, plane);
+    if (chromaPlanes > 0) {
+        const SampleMap map = makeChromaMap(layout);
+        // Both planes of Cb and Cr lie at the pitch of the first one.
+        for (int64_t plane = 0; plane < chromaPlanes; ++plane)
+            chroma[plane] = makeRowPair(
+                {source.planes[layout.firstPlane + plane], source.pitches[layout.firstPlane]}, map,
+                pairs * map.channels, source.width / 2 * layout.bytesPerSample);
+    }
     auto* const lumaBytes = work.take<unsigned char>(width);
     auto* const chromaBytes = work.take<unsigned char>(2 * pairs);
     VantMemSet(chromaBytes, 128, 2 * pairs);
@@ -173,7 +180,7 @@ void Conversion::convertYuv() {
                                        std::min(lumaRows.bottom / layout.lumaRows, lastChromaRow)};
         for (int64_t plane = 0; plane < chromaPlanes; ++plane)
             chroma[plane].blend(chromaRows, 64, chromaBytes + plane * pairs);
-        writeBgrRow(lumaBytes, chromaRow, width, shuffle, out + y * pitch);
+        operations.writeBgr(lumaBytes, chromaRow, width, out + y * pitch);
     }
 }
 

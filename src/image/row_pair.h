@@ -1,8 +1,7 @@
-// The vertical pass of a resize, and the two rows that it blends.
+// Two resampled source rows, and the vertical pass of a resize that blends them.
 #pragma once
 
-#include "image/position.h"
-#include "image/row_resampler.h"
+#include "image/row_operations.h"
 
 #include <cstdint>
 
@@ -14,20 +13,22 @@ struct SourcePlane {
     int64_t pitch;
 };
 
-// out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, with weight 0..128.
-void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
-               unsigned char* out);
-
-// Two resampled source rows, kept while destination rows go on sharing them.
+// Keeps resampled rows while destination rows go on sharing them.
 class RowPair {
 public:
+    static constexpr int64_t bytesPerSample = planBytesPerSample + 2 * sizeof(RowValue);
+
     RowPair() = default;
 
-    // `storage` holds 2 * `count` values.
-    RowPair(SourcePlane sourcePlane, RowResampler rowResampler, int64_t sampleCount,
-            RowValue* storage)
-        : plane(sourcePlane), resampler(rowResampler),
-          count(sampleCount), values{storage, storage + sampleCount} {}
+    // The storage, aligned to 4 bytes, holds `bytesPerSample` for each of `sampleCount` samples.
+    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount, int64_t rowBytes,
+            void* storage)
+        : plane(sourcePlane), count(sampleCount), operations(rowOperations(count)), plan(storage),
+          resampleRow(operations.planRow(map, count, rowBytes, storage)) {
+        values[0] = reinterpret_cast<RowValue*>(static_cast<unsigned char*>(storage) +
+                                                planBytesPerSample * count);
+        values[1] = values[0] + count;
+    }
 
     // Blends two source rows. Rows may only move down from call to call.
     void blend(SourceRows rows, int32_t weight, unsigned char* out) {
@@ -35,20 +36,22 @@ public:
         const int bottomSlot = rows.bottom == rows.top ? topSlot : 1 - topSlot;
         hold(topSlot, rows.top);
         hold(bottomSlot, rows.bottom);
-        blendRows(values[topSlot], values[bottomSlot], weight, count, out);
+        operations.blendRows(values[topSlot], values[bottomSlot], weight, count, out);
     }
 
 private:
     void hold(int slot, int64_t row) {
         if (held[slot] == row)
             return;
-        resampler.resample(plane.bytes + row * plane.pitch, values[slot]);
+        resampleRow(plane.bytes + row * plane.pitch, plan, count, values[slot]);
         held[slot] = row;
     }
 
     SourcePlane plane{};
-    RowResampler resampler;
     int64_t count = 0;
+    RowOperations operations{};
+    void* plan = nullptr;
+    ResampleRow* resampleRow = nullptr;
     RowValue* values[2] = {};
     int64_t held[2] = {-1, -1}; // source rows
 };

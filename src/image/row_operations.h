@@ -1,0 +1,63 @@
+// The work on one row of a resize: made from source bytes, blended with another row, and converted
+// to packed pixels.
+#pragma once
+
+#include "image/sample_map.h"
+
+#include <cstdint>
+
+namespace kelvane {
+
+// A sample in units of -1/128, 0..-32640, on its way from the horizontal to the vertical pass:
+// instructions that multiply bytes and add the products know weights of -128, not of 128.
+using RowValue = int16_t;
+
+// Makes `count` values as planned.
+using ResampleRow = void(const unsigned char* row, const void* plan, int64_t count,
+                         RowValue* values);
+
+constexpr int64_t planBytesPerSample = 12;
+
+// Chroma samples, one for every two pixels, `step` bytes apart: 1, or 2 when Cb and Cr alternate.
+struct ChromaRow {
+    const unsigned char* cb;
+    const unsigned char* cr;
+    int64_t step;
+};
+
+struct RowOperations {
+    // Plans the horizontal pass over source rows of `rowBytes` bytes. The plan's memory, aligned to
+    // 4 bytes, belongs to the caller and holds planBytesPerSample for each sample.
+    ResampleRow* (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
+
+    // out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, of the samples in units
+    // of 1/128, with weight 0..128.
+    void (*blendRows)(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
+                      unsigned char* out);
+
+    // Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own.
+    void (*writeBgr)(const unsigned char* luma, ChromaRow chroma, int64_t width,
+                     unsigned char* out);
+};
+
+// The fastest ones for rows of `count` samples or pixels.
+RowOperations rowOperations(int64_t count);
+
+// BT.601 for full-range luma, scaled by 2^14. The luma is a whole number of that scale, so rounding
+// what the chroma adds to it rounds the sum.
+constexpr int16_t blueFromCb = 29049;   // 1.773
+constexpr int16_t greenFromCb = -5636;  // -0.344
+constexpr int16_t greenFromCr = -11698; // -0.714
+constexpr int16_t redFromCr = 22987;    // 1.403
+
+// For rows of any length.
+ResampleRow* planRowPlain(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
+void writeBgrPlain(const unsigned char* luma, ChromaRow chroma, int64_t width, unsigned char* out);
+
+// For rows of at least so many samples or pixels.
+constexpr int64_t shortestNeonRow = 16, shortestAvx2Row = 32, shortestAvx512Row = 64;
+RowOperations neonRowOperations();
+RowOperations avx2RowOperations();
+RowOperations avx512RowOperations();
+
+} // namespace kelvane

@@ -1,0 +1,190 @@
+// Compiled for AVX-512 with byte permutations: to be called only where the processor has them.
+#include "image/row_operations.h"
+
+#include <immintrin.h>
+
+namespace kelvane {
+
+namespace {
+
+using Vector = __m512i;
+constexpr int64_t vectorBytes = 64;
+
+inline Vector zeroVector() { return _mm512_setzero_si512(); }
+inline Vector broadcast16(int16_t value) { return _mm512_set1_epi16(value); }
+inline Vector loadVector(const void* bytes) { return _mm512_loadu_si512(bytes); }
+inline void storeVector(void* bytes, Vector vector) { _mm512_storeu_si512(bytes, vector); }
+inline Vector loadBytesAs16(const void* bytes) {
+    return _mm512_cvtepu8_epi16(_mm256_loadu_si256(static_cast<const __m256i*>(bytes)));
+}
+inline Vector lowBytes(Vector pairs) { return _mm512_and_si512(pairs, broadcast16(255)); }
+inline Vector highBytes(Vector pairs) { return _mm512_srli_epi16(pairs, 8); }
+inline Vector add16(Vector a, Vector b) { return _mm512_add_epi16(a, b); }
+inline Vector subtract16(Vector a, Vector b) { return _mm512_sub_epi16(a, b); }
+inline Vector multiplyHigh(Vector a, Vector b) { return _mm512_mulhi_epi16(a, b); }
+inline Vector multiplyHighRounded(Vector a, Vector b) { return _mm512_mulhrs_epi16(a, b); }
+inline Vector multiplyAdd16(Vector a, Vector b) { return _mm512_madd_epi16(a, b); }
+inline Vector unpackLow8(Vector a, Vector b) { return _mm512_unpacklo_epi8(a, b); }
+inline Vector unpackHigh8(Vector a, Vector b) { return _mm512_unpackhi_epi8(a, b); }
+inline Vector unpackLow16(Vector a, Vector b) { return _mm512_unpacklo_epi16(a, b); }
+inline Vector unpackHigh16(Vector a, Vector b) { return _mm512_unpackhi_epi16(a, b); }
+inline Vector packUnsigned8(Vector low, Vector high) { return _mm512_packus_epi16(low, high); }
+
+// Indexes for permutations, and a mask for each.
+struct OddBytes {
+    alignas(64) unsigned char indexes[64] = {};
+    constexpr OddBytes() {
+        for (unsigned i = 0; i < 64; ++i)
+            indexes[i] = static_cast<unsigned char>(2 * i + 1);
+    }
+};
+constexpr OddBytes oddBytes;
+
+// Doubled, the bits from 7 on are the upper bytes.
+inline Vector packShifted7(Vector first, Vector second) {
+    return _mm512_permutex2var_epi8(add16(first, first), loadVector(oddBytes.indexes),
+                                    add16(second, second));
+}
+
+inline Vector roundShift14(Vector scaled) {
+    return _mm512_srai_epi32(_mm512_add_epi32(scaled, _mm512_set1_epi32(8192)), 14);
+}
+
+inline Vector packRounded14(Vector low, Vector high) {
+    return _mm512_packs_epi32(roundShift14(low), roundShift14(high));
+}
+
+// Byte 64 * part + i of 192 packed bytes belongs to a channel and a pixel; 64 leads to the second
+// one of two permuted vectors.
+struct PackedIndexes {
+    alignas(64) unsigned char indexes[3][64] = {};
+    __mmask64 isRed[3] = {};
+    constexpr PackedIndexes() {
+        for (unsigned i = 0; i < 192; ++i) {
+            const bool isGreen = i % 3 == 1;
+            indexes[i / 64][i % 64] = static_cast<unsigned char>(i / 3 + (isGreen ? 64 : 0));
+            isRed[i / 64] |= static_cast<__mmask64>(i % 3 == 2) << i % 64;
+        }
+    }
+};
+constexpr PackedIndexes packedIndexes;
+
+template <int part>
+inline void storePart(Vector blue, Vector green, Vector red, unsigned char* out) {
+    const Vector indexes = loadVector(packedIndexes.indexes[part]);
+    const Vector blueGreen = _mm512_permutex2var_epi8(blue, indexes, green);
+    storeVector(out + vectorBytes * part,
+                _mm512_mask_permutexvar_epi8(blueGreen, packedIndexes.isRed[part], indexes, red));
+}
+
+inline void storePixels(Vector blue, Vector green, Vector red, unsigned char* out) {
+    storePart<0>(blue, green, red, out);
+    storePart<1>(blue, green, red, out);
+    storePart<2>(blue, green, red, out);
+}
+
+} // namespace
+
+} // namespace kelvane
+
+#include "image/row_operations_kernel.h"
+
+namespace kelvane {
+
+namespace {
+
+// 32 taps from a few adjacent vectors of the row, as pairs of bytes.
+struct PermutedGroup {
+    static constexpr int64_t size = 32;
+    unsigned char bytes[64];
+    unsigned char weights[64]; // negated
+};
+
+// The groups' starts in the row, and behind them the groups on a vector's boundary.
+struct Plan {
+    Plan(void* memory, int64_t count)
+        : groupCount((count + PermutedGroup::size - 1) / PermutedGroup::size),
+          starts(static_cast<uint32_t*>(memory)) {
+        const auto end = reinterpret_cast<uintptr_t>(starts + groupCount);
+        groups = reinterpret_cast<PermutedGroup*>((end + 63) / 64 * 64);
+    }
+    int64_t groupCount;
+    uint32_t* starts;
+    PermutedGroup* groups;
+};
+
+static_assert(shortestAvx512Row >= 2 * PermutedGroup::size &&
+              3 * (4 + sizeof(PermutedGroup)) + 63 <=
+                  (2 * PermutedGroup::size + 1) * planBytesPerSample);
+
+bool makeGroup(const Tap* taps, int64_t spanned, int64_t rowBytes, uint32_t* start,
+               PermutedGroup* group) {
+    int64_t first = rowBytes - spanned; // the last groups' bytes end with the row
+    for (int64_t k = 0; k < PermutedGroup::size; ++k)
+        first = std::min<int64_t>(first, taps[k].first);
+    if (first < 0)
+        return false;
+    *start = static_cast<uint32_t>(first);
+    int64_t last = 0;
+    for (int64_t k = 0; k < PermutedGroup::size; ++k) {
+        last = std::max<int64_t>(last, taps[k].second - first);
+        group->bytes[2 * k] = static_cast<unsigned char>(taps[k].first - first);
+        group->bytes[2 * k + 1] = static_cast<unsigned char>(taps[k].second - first);
+        group->weights[2 * k] = static_cast<unsigned char>(taps[k].weight - 128);
+        group->weights[2 * k + 1] = static_cast<unsigned char>(0 - taps[k].weight);
+    }
+    return last < spanned;
+}
+
+bool makeGroups(const SampleMap& map, int64_t vectors, int64_t count, int64_t rowBytes,
+                const Plan& plan) {
+    for (int64_t i = 0; i < plan.groupCount; ++i) {
+        Tap taps[PermutedGroup::size];
+        map.fillTaps(vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
+                     PermutedGroup::size, taps);
+        if (!makeGroup(taps, vectorBytes * vectors, rowBytes, &plan.starts[i], &plan.groups[i]))
+            return false;
+    }
+    return true;
+}
+
+template <int vectors>
+inline Vector gather(const unsigned char* bytes, Vector indexes) {
+    const Vector first = loadVector(bytes);
+    if constexpr (vectors == 1)
+        return _mm512_permutexvar_epi8(indexes, first);
+    const Vector lower = _mm512_permutex2var_epi8(first, indexes, loadVector(bytes + vectorBytes));
+    if constexpr (vectors == 2)
+        return lower;
+    const Vector upper = _mm512_permutex2var_epi8(loadVector(bytes + 2 * vectorBytes), indexes,
+                                                  loadVector(bytes + 3 * vectorBytes));
+    return _mm512_mask_mov_epi8(lower, _mm512_movepi8_mask(indexes), upper);
+}
+
+template <int vectors>
+void resampleGroups(const unsigned char* row, const void* memory, int64_t count, RowValue* values) {
+    const Plan plan(const_cast<void*>(memory), count);
+    for (int64_t i = 0; i < plan.groupCount; ++i) {
+        const PermutedGroup& group = plan.groups[i];
+        const Vector bytes = gather<vectors>(row + plan.starts[i], loadVector(group.bytes));
+        storeVector(values + vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
+                    _mm512_maddubs_epi16(bytes, loadVector(group.weights)));
+    }
+}
+
+ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* memory) {
+    const Plan plan(memory, count);
+    if (makeGroups(map, 1, count, rowBytes, plan))
+        return resampleGroups<1>;
+    if (makeGroups(map, 2, count, rowBytes, plan))
+        return resampleGroups<2>;
+    if (makeGroups(map, 4, count, rowBytes, plan))
+        return resampleGroups<4>;
+    return avx2RowOperations().planRow(map, count, rowBytes, memory);
+}
+
+} // namespace
+
+RowOperations avx512RowOperations() { return {planRow, blendRows, writeBgr}; }
+
+} // namespace kelvane

@@ -1,0 +1,91 @@
+// The vertical pass and the colour conversion for x86 vectors of any width. The including file
+// defines the vectors: a number of 16-byte lanes.
+#pragma once
+
+#include "image/row_operations.h"
+
+#include <algorithm>
+
+namespace kelvane {
+
+namespace {
+
+// Where a vector of `size` elements starts that shall process from `position`: the last one of a
+// row goes over some elements again, so that it ends with the row.
+inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
+    return std::min(position, count - size);
+}
+
+// As the plain operation, with the floor taken by the product's high half.
+inline Vector blendValues(const RowValue* top, const RowValue* bottom, Vector factor) {
+    const Vector upper = loadVector(top);
+    const Vector share = multiplyHigh(subtract16(loadVector(bottom), upper), factor);
+    return add16(subtract16(broadcast16(64), upper), share);
+}
+
+void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
+               unsigned char* out) {
+    if (weight > 64) {
+        std::swap(top, bottom);
+        weight = 128 - weight;
+    }
+    const Vector factor = broadcast16(static_cast<int16_t>(-512 * weight));
+    for (int64_t i = 0; i < count; i += vectorBytes) {
+        const int64_t k = vectorStart(i, vectorBytes, count);
+        const int64_t middle = k + vectorBytes / 2;
+        storeVector(out + k, packShifted7(blendValues(top + k, bottom + k, factor),
+                                          blendValues(top + middle, bottom + middle, factor)));
+    }
+}
+
+// (factor * chroma + 2^13) >> 14: the instruction shifts by 15, hence the doubled chroma.
+inline Vector scaleChroma(Vector chroma, int16_t factor) {
+    return multiplyHighRounded(add16(chroma, chroma), broadcast16(factor));
+}
+
+inline Vector scaleBoth(Vector cb, Vector cr) {
+    const Vector factors = unpackLow16(broadcast16(greenFromCb), broadcast16(greenFromCr));
+    return packRounded14(multiplyAdd16(unpackLow16(cb, cr), factors),
+                         multiplyAdd16(unpackHigh16(cb, cr), factors));
+}
+
+struct LumaVector {
+    Vector low, high; // 16 bits for each pixel: the first and the last eight of each lane
+};
+
+// Each offset serves two pixels.
+inline Vector addToLuma(LumaVector luma, Vector offsets) {
+    return packUnsigned8(add16(luma.low, unpackLow16(offsets, offsets)),
+                         add16(luma.high, unpackHigh16(offsets, offsets)));
+}
+
+void writeBgr(const unsigned char* luma, ChromaRow chroma, int64_t width, unsigned char* out) {
+    const Vector middle = broadcast16(128);
+    const int64_t even = width / 2 * 2;
+    for (int64_t i = 0; i < even; i += vectorBytes) {
+        const int64_t x = vectorStart(i, vectorBytes, even);
+        Vector cb, cr;
+        if (chroma.step == 1) {
+            cb = loadBytesAs16(chroma.cb + x / 2);
+            cr = loadBytesAs16(chroma.cr + x / 2);
+        } else {
+            const Vector pairs = loadVector(chroma.cb + x);
+            cb = lowBytes(pairs);
+            cr = highBytes(pairs);
+        }
+        cb = subtract16(cb, middle);
+        cr = subtract16(cr, middle);
+        const Vector bytes = loadVector(luma + x);
+        const LumaVector wide = {unpackLow8(bytes, zeroVector()), unpackHigh8(bytes, zeroVector())};
+        storePixels(addToLuma(wide, scaleChroma(cb, blueFromCb)),
+                    addToLuma(wide, scaleBoth(cb, cr)), addToLuma(wide, scaleChroma(cr, redFromCr)),
+                    out + 3 * x);
+    }
+    const int64_t last = even / 2 * chroma.step;
+    writeBgrPlain(luma + even, {chroma.cb + last, chroma.cr + last, chroma.step}, width - even,
+                  out + 3 * even);
+}
+
+} // namespace
+
+} // namespace kelvane
