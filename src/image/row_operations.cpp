@@ -18,8 +18,8 @@ void SampleMap::fillTaps(int64_t firstSample, int64_t count, Tap* taps) const {
             weight = column < interpolated ? position.weight : 0;
         }
         const int64_t first = position.index * pixelBytes + firstByte + channel * channelStep;
-        taps[k] = {static_cast<uint32_t>(first),
-                   static_cast<uint32_t>(first + distance * pixelBytes), weight};
+        const auto second = static_cast<uint32_t>(first + distance * pixelBytes);
+        taps[k] = {static_cast<uint32_t>(first), second & 0xFFFFFF, weight & 0xFF};
         if (++channel == channels) {
             channel = 0;
             ++column;
@@ -35,12 +35,12 @@ void resampleTaps(const unsigned char* row, const void* plan, int64_t count, Row
         const int32_t first = row[taps[k].first];
         const int32_t second = row[taps[k].second];
         const auto weight = static_cast<int32_t>(taps[k].weight);
-        values[k] = static_cast<RowValue>(weight * (first - second) - 128 * first);
+        values[k] = static_cast<RowValue>(weight * (second - first) + 128 * first + 64);
     }
 }
 
-// Split as (top + 64 + floor(weight * (bottom - top) / 128)) >> 7, which is the same number and
-// stays in 16 bits: the product's high half is the floor when the weight is scaled by 2^9. That
+// Split as (top + floor(weight * (bottom - top) / 128)) >> 7, which is the same number and stays in
+// 16 bits: the product's high half is the floor when the weight is scaled by 2^9. That
 // scale allows weights up to 64, and 64 itself only as -2^15; beyond, the rows change places.
 void blendRowsPlain(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
                     unsigned char* __restrict out) {
@@ -50,9 +50,9 @@ void blendRowsPlain(const RowValue* top, const RowValue* bottom, int32_t weight,
     }
     const auto factor = static_cast<int16_t>(-512 * weight);
     for (int64_t k = 0; k < count; ++k) {
-        const auto difference = static_cast<int16_t>(bottom[k] - top[k]);
+        const auto difference = static_cast<int16_t>(top[k] - bottom[k]);
         const auto share = static_cast<int16_t>((difference * factor) >> 16);
-        out[k] = static_cast<unsigned char>(static_cast<int16_t>(64 - top[k] + share) >> 7);
+        out[k] = static_cast<unsigned char>(static_cast<int16_t>(top[k] + share) >> 7);
     }
 }
 
@@ -87,7 +87,7 @@ RowOperations rowOperations(int64_t count) {
     if (count >= shortestNeonRow)
         return neonRowOperations();
 #endif
-    return {planRowPlain, blendRowsPlain, writeBgrPlain};
+    return {alignof(RowValue), planRowPlain, blendRowsPlain, writeBgrPlain};
 }
 
 } // namespace kelvane

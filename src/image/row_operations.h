@@ -8,14 +8,16 @@
 
 namespace kelvane {
 
-// A sample in units of -1/128, 0..-32640, on its way from the horizontal to the vertical pass:
-// instructions that multiply bytes and add the products know weights of -128, not of 128.
+// A sample in units of 1/128 plus a half, 64..32704, on its way from the horizontal to the vertical
+// pass.
 using RowValue = int16_t;
 
 // Makes `count` values as planned.
 using ResampleRow = void(const unsigned char* row, const void* plan, int64_t count,
                          RowValue* values);
 
+// A plan's memory belongs to the caller, is aligned to 4 bytes and holds this for each sample, and
+// twice the alignment of the row values less.
 constexpr int64_t planBytesPerSample = 12;
 
 // Chroma samples, one for every two pixels, `step` bytes apart: 1, or 2 when Cb and Cr alternate.
@@ -26,8 +28,9 @@ struct ChromaRow {
 };
 
 struct RowOperations {
-    // Plans the horizontal pass over source rows of `rowBytes` bytes. The plan's memory, aligned to
-    // 4 bytes, belongs to the caller and holds planBytesPerSample for each sample.
+    int64_t alignment; // of row values, for the sake of speed
+
+    // Plans the horizontal pass over source rows of `rowBytes` bytes.
     ResampleRow* (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
 
     // out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, of the samples in units

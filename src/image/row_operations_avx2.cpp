@@ -35,9 +35,8 @@ inline Vector unpackLow16(Vector a, Vector b) { return _mm256_unpacklo_epi16(a, 
 inline Vector unpackHigh16(Vector a, Vector b) { return _mm256_unpackhi_epi16(a, b); }
 inline Vector packUnsigned8(Vector low, Vector high) { return _mm256_packus_epi16(low, high); }
 
-inline Vector packShifted7(Vector first, Vector second) {
-    const Vector lanes =
-        _mm256_packus_epi16(_mm256_srli_epi16(first, 7), _mm256_srli_epi16(second, 7));
+inline Vector packHighBytes(Vector first, Vector second) {
+    const Vector lanes = packUnsigned8(highBytes(first), highBytes(second));
     return _mm256_permute4x64_epi64(lanes, 0xD8);
 }
 
@@ -107,7 +106,8 @@ struct ShuffleGroup {
 };
 
 static_assert(shortestAvx2Row >= 2 * ShuffleGroup::size &&
-              3 * sizeof(ShuffleGroup) <= (2 * ShuffleGroup::size + 1) * planBytesPerSample);
+              3 * sizeof(ShuffleGroup) + 2 * vectorBytes <=
+                  (2 * ShuffleGroup::size + 1) * planBytesPerSample);
 
 unsigned char byteOf(int64_t value) { return static_cast<unsigned char>(value); }
 
@@ -165,7 +165,8 @@ void resampleGroups(const unsigned char* row, const void* plan, int64_t count, R
     const auto* group = static_cast<const ShuffleGroup*>(plan);
     for (int64_t i = 0; i < count; i += ShuffleGroup::size, ++group)
         storeVector(values + vectorStart(i, ShuffleGroup::size, count),
-                    _mm256_maddubs_epi16(gather<windows>(row, *group), loadVector(group->weights)));
+                    subtract16(broadcast16(64), _mm256_maddubs_epi16(gather<windows>(row, *group),
+                                                                     loadVector(group->weights))));
 }
 
 ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
@@ -181,6 +182,6 @@ ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void
 
 } // namespace
 
-RowOperations avx2RowOperations() { return {planRow, blendRows, writeBgr}; }
+RowOperations avx2RowOperations() { return {vectorBytes, planRow, blendRows, writeBgr}; }
 
 } // namespace kelvane

@@ -40,10 +40,8 @@ struct OddBytes {
 };
 constexpr OddBytes oddBytes;
 
-// Doubled, the bits from 7 on are the upper bytes.
-inline Vector packShifted7(Vector first, Vector second) {
-    return _mm512_permutex2var_epi8(add16(first, first), loadVector(oddBytes.indexes),
-                                    add16(second, second));
+inline Vector packHighBytes(Vector first, Vector second) {
+    return _mm512_permutex2var_epi8(first, loadVector(oddBytes.indexes), second);
 }
 
 inline Vector roundShift14(Vector scaled) {
@@ -114,7 +112,7 @@ struct Plan {
 };
 
 static_assert(shortestAvx512Row >= 2 * PermutedGroup::size &&
-              3 * (4 + sizeof(PermutedGroup)) + 63 <=
+              3 * (4 + sizeof(PermutedGroup)) + 3 * vectorBytes <=
                   (2 * PermutedGroup::size + 1) * planBytesPerSample);
 
 bool makeGroup(const Tap* taps, int64_t spanned, int64_t rowBytes, uint32_t* start,
@@ -167,8 +165,9 @@ void resampleGroups(const unsigned char* row, const void* memory, int64_t count,
     for (int64_t i = 0; i < plan.groupCount; ++i) {
         const PermutedGroup& group = plan.groups[i];
         const Vector bytes = gather<vectors>(row + plan.starts[i], loadVector(group.bytes));
-        storeVector(values + vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
-                    _mm512_maddubs_epi16(bytes, loadVector(group.weights)));
+        storeVector(
+            values + vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
+            subtract16(broadcast16(64), _mm512_maddubs_epi16(bytes, loadVector(group.weights))));
     }
 }
 
@@ -185,6 +184,6 @@ ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void
 
 } // namespace
 
-RowOperations avx512RowOperations() { return {planRow, blendRows, writeBgr}; }
+RowOperations avx512RowOperations() { return {vectorBytes, planRow, blendRows, writeBgr}; }
 
 } // namespace kelvane

@@ -16,26 +16,39 @@ inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
     return std::min(position, count - size);
 }
 
-// As the plain operation, with the floor taken by the product's high half.
-inline Vector blendValues(const RowValue* top, const RowValue* bottom, Vector factor) {
-    const Vector upper = loadVector(top);
-    const Vector share = multiplyHigh(subtract16(loadVector(bottom), upper), factor);
-    return add16(subtract16(broadcast16(64), upper), share);
+// out[k] = combine(top, bottom) >> 8.
+template <typename Combine>
+inline void combineRows(const RowValue* top, const RowValue* bottom, int64_t count,
+                        unsigned char* out, Combine combine) {
+    for (int64_t i = 0; i < count; i += vectorBytes) {
+        const int64_t k = vectorStart(i, vectorBytes, count);
+        const int64_t middle = k + vectorBytes / 2;
+        storeVector(out + k,
+                    packHighBytes(combine(loadVector(top + k), loadVector(bottom + k)),
+                                  combine(loadVector(top + middle), loadVector(bottom + middle))));
+    }
 }
 
+// As the plain operation, whose floor is the product's high half; the sum of both rows is twice
+// their mean and, without a sign, stays in 16 bits.
 void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
                unsigned char* out) {
     if (weight > 64) {
         std::swap(top, bottom);
         weight = 128 - weight;
     }
-    const Vector factor = broadcast16(static_cast<int16_t>(-512 * weight));
-    for (int64_t i = 0; i < count; i += vectorBytes) {
-        const int64_t k = vectorStart(i, vectorBytes, count);
-        const int64_t middle = k + vectorBytes / 2;
-        storeVector(out + k, packShifted7(blendValues(top + k, bottom + k, factor),
-                                          blendValues(top + middle, bottom + middle, factor)));
+    if (weight == 0)
+        bottom = top;
+    if (weight % 64 == 0) {
+        combineRows(top, bottom, count, out, add16);
+        return;
     }
+    const Vector factor = broadcast16(static_cast<int16_t>(-512 * weight));
+    combineRows(top, bottom, count, out, [factor](Vector upper, Vector lower) {
+        const Vector share = multiplyHigh(subtract16(upper, lower), factor);
+        const Vector sum = add16(upper, share);
+        return add16(sum, sum);
+    });
 }
 
 // (factor * chroma + 2^13) >> 14: the instruction shifts by 15, hence the doubled chroma.

@@ -16,7 +16,7 @@ struct TableGroup {
 };
 
 static_assert(shortestNeonRow >= vectorPixels &&
-              3 * sizeof(TableGroup) <= (2 * windowedTaps + 1) * planBytesPerSample);
+              3 * sizeof(TableGroup) + 32 <= (2 * windowedTaps + 1) * planBytesPerSample);
 
 // Where `size` elements start that shall be processed from `position`: the last ones of a row
 // include some elements again, so that they end with the row.
@@ -60,10 +60,10 @@ void resampleGroups(const unsigned char* row, const void* plan, int64_t count, R
     for (int64_t i = 0; i < count; i += windowedTaps, ++group) {
         const uint8x16_t samples = gather<windows>(row, *group);
         const uint8x16_t weights = vld1q_u8(group->weights);
-        uint16x8_t negated = vdupq_n_u16(0);
-        negated = vmlsl_u8(negated, vget_low_u8(samples), vget_low_u8(weights));
-        negated = vmlsl_high_u8(negated, samples, weights);
-        vst1q_s16(values + vectorStart(i, windowedTaps, count), vreinterpretq_s16_u16(negated));
+        uint16x8_t sum = vdupq_n_u16(64);
+        sum = vmlal_u8(sum, vget_low_u8(samples), vget_low_u8(weights));
+        sum = vmlal_high_u8(sum, samples, weights);
+        vst1q_s16(values + vectorStart(i, windowedTaps, count), vreinterpretq_s16_u16(sum));
     }
 }
 
@@ -81,8 +81,8 @@ ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void
 // As the plain operation; the instruction doubles the product, so that any weight serves.
 inline uint8x8_t blendValues(const RowValue* top, const RowValue* bottom, int16x8_t factor) {
     const int16x8_t upper = vld1q_s16(top);
-    const int16x8_t share = vqdmulhq_s16(vsubq_s16(vld1q_s16(bottom), upper), factor);
-    return vqrshrun_n_s16(vsubq_s16(share, upper), 7);
+    const int16x8_t share = vqdmulhq_s16(vsubq_s16(upper, vld1q_s16(bottom)), factor);
+    return vshrn_n_u16(vreinterpretq_u16_s16(vaddq_s16(upper, share)), 7);
 }
 
 void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
@@ -153,6 +153,6 @@ void writeBgr(const unsigned char* luma, ChromaRow chroma, int64_t width, unsign
 
 } // namespace
 
-RowOperations neonRowOperations() { return {planRow, blendRows, writeBgr}; }
+RowOperations neonRowOperations() { return {16, planRow, blendRows, writeBgr}; }
 
 } // namespace kelvane

@@ -3,6 +3,7 @@
 
 #include "image/row_operations.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace kelvane {
@@ -21,13 +22,16 @@ public:
     RowPair() = default;
 
     // The storage, aligned to 4 bytes, holds `bytesPerSample` for each of `sampleCount` samples.
-    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount, int64_t rowBytes,
-            void* storage)
-        : plane(sourcePlane), count(sampleCount), operations(rowOperations(count)), plan(storage),
+    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount,
+            int64_t sourceRowBytes, void* storage)
+        : plane(sourcePlane), count(sampleCount), rowBytes(sourceRowBytes),
+          operations(rowOperations(count)), plan(storage),
           resampleRow(operations.planRow(map, count, rowBytes, storage)) {
-        values[0] = reinterpret_cast<RowValue*>(static_cast<unsigned char*>(storage) +
-                                                planBytesPerSample * count);
-        values[1] = values[0] + count;
+        auto end = reinterpret_cast<uintptr_t>(storage) + bytesPerSample * count;
+        for (RowValue*& row : values) {
+            end = (end - sizeof(RowValue) * count) / operations.alignment * operations.alignment;
+            row = reinterpret_cast<RowValue*>(end);
+        }
     }
 
     // Blends two source rows. Rows may only move down from call to call.
@@ -43,12 +47,19 @@ private:
     void hold(int slot, int64_t row) {
         if (held[slot] == row)
             return;
-        resampleRow(plane.bytes + row * plane.pitch, plan, count, values[slot]);
+        const unsigned char* const bytes = plane.bytes + row * plane.pitch;
+        // The processor foresees rows that follow one another.
+        const int64_t last = std::max(held[0], held[1]);
+        if (last >= 0 && row - last > 1)
+            for (int64_t i = 0; i < rowBytes; i += 64)
+                __builtin_prefetch(bytes + (row - held[slot]) * plane.pitch + i);
+        resampleRow(bytes, plan, count, values[slot]);
         held[slot] = row;
     }
 
     SourcePlane plane{};
     int64_t count = 0;
+    int64_t rowBytes = 0; // of the source
     RowOperations operations{};
     void* plan = nullptr;
     ResampleRow* resampleRow = nullptr;

@@ -9,8 +9,9 @@ namespace kelvane {
 
 // One sample: row[first] * (128 - weight) + row[second] * weight.
 struct Tap {
-    uint32_t first, second; // byte indexes in the source row, first <= second
-    uint32_t weight;        // 0..128
+    uint32_t first; // byte indexes in the source row, first <= second
+    uint32_t second : 24;
+    uint32_t weight : 8; // 0..128
 };
 
 // `channels` interleaved samples for each column of a table.
