@@ -29,7 +29,8 @@ void SampleMap::fillTaps(int64_t firstSample, int64_t count, Tap* taps) const {
 
 namespace {
 
-void resampleTaps(const unsigned char* row, const void* plan, int64_t count, RowValue* values) {
+void resampleTaps(const unsigned char* row, int64_t, const void* plan, int64_t count,
+                  RowValue* values) {
     const auto* const taps = static_cast<const Tap*>(plan);
     for (int64_t k = 0; k < count; ++k) {
         const int32_t first = row[taps[k].first];

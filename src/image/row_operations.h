@@ -12,8 +12,8 @@ namespace kelvane {
 // pass.
 using RowValue = int16_t;
 
-// Makes `count` values as planned.
-using ResampleRow = void(const unsigned char* row, const void* plan, int64_t count,
+// Makes `count` values as planned, and asks for the bytes `ahead` of those that it reads.
+using ResampleRow = void(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
                          RowValue* values);
 
 // A plan's memory belongs to the caller, is aligned to 4 bytes and holds this for each sample, and

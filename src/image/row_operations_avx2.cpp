@@ -161,12 +161,17 @@ inline Vector gather(const unsigned char* row, const ShuffleGroup& group) {
 }
 
 template <int windows>
-void resampleGroups(const unsigned char* row, const void* plan, int64_t count, RowValue* values) {
+void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
+                    RowValue* values) {
     const auto* group = static_cast<const ShuffleGroup*>(plan);
-    for (int64_t i = 0; i < count; i += ShuffleGroup::size, ++group)
+    for (int64_t i = 0; i < count; i += ShuffleGroup::size, ++group) {
+        for (int lane = 0; lane < (windows == 1 ? 1 : 2); ++lane)
+            __builtin_prefetch(row + ahead + group->starts[lane][0]);
+        const Vector negated =
+            _mm256_maddubs_epi16(gather<windows>(row, *group), loadVector(group->weights));
         storeVector(values + vectorStart(i, ShuffleGroup::size, count),
-                    subtract16(broadcast16(64), _mm256_maddubs_epi16(gather<windows>(row, *group),
-                                                                     loadVector(group->weights))));
+                    subtract16(broadcast16(64), negated));
+    }
 }
 
 ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {

@@ -160,11 +160,15 @@ inline Vector gather(const unsigned char* bytes, Vector indexes) {
 }
 
 template <int vectors>
-void resampleGroups(const unsigned char* row, const void* memory, int64_t count, RowValue* values) {
+void resampleGroups(const unsigned char* row, int64_t ahead, const void* memory, int64_t count,
+                    RowValue* values) {
     const Plan plan(const_cast<void*>(memory), count);
     for (int64_t i = 0; i < plan.groupCount; ++i) {
         const PermutedGroup& group = plan.groups[i];
-        const Vector bytes = gather<vectors>(row + plan.starts[i], loadVector(group.bytes));
+        const unsigned char* const start = row + plan.starts[i];
+        for (int64_t v = 0; v < vectors; ++v)
+            __builtin_prefetch(start + ahead + vectorBytes * v);
+        const Vector bytes = gather<vectors>(start, loadVector(group.bytes));
         storeVector(
             values + vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
             subtract16(broadcast16(64), _mm512_maddubs_epi16(bytes, loadVector(group.weights))));

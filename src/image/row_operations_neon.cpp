@@ -55,7 +55,8 @@ inline uint8x16_t gather(const unsigned char* row, const TableGroup& group) {
 }
 
 template <int windows>
-void resampleGroups(const unsigned char* row, const void* plan, int64_t count, RowValue* values) {
+void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
+                    RowValue* values) {
     const auto* group = static_cast<const TableGroup*>(plan);
     for (int64_t i = 0; i < count; i += windowedTaps, ++group) {
         const uint8x16_t samples = gather<windows>(row, *group);

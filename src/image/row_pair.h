@@ -22,10 +22,9 @@ public:
     RowPair() = default;
 
     // The storage, aligned to 4 bytes, holds `bytesPerSample` for each of `sampleCount` samples.
-    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount,
-            int64_t sourceRowBytes, void* storage)
-        : plane(sourcePlane), count(sampleCount), rowBytes(sourceRowBytes),
-          operations(rowOperations(count)), plan(storage),
+    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount, int64_t rowBytes,
+            void* storage)
+        : plane(sourcePlane), count(sampleCount), operations(rowOperations(count)), plan(storage),
           resampleRow(operations.planRow(map, count, rowBytes, storage)) {
         auto end = reinterpret_cast<uintptr_t>(storage) + bytesPerSample * count;
         for (RowValue*& row : values) {
@@ -47,19 +46,15 @@ private:
     void hold(int slot, int64_t row) {
         if (held[slot] == row)
             return;
-        const unsigned char* const bytes = plane.bytes + row * plane.pitch;
-        // The processor foresees rows that follow one another.
+        // The processor foresees rows that follow one another, but not those behind a gap.
         const int64_t last = std::max(held[0], held[1]);
-        if (last >= 0 && row - last > 1)
-            for (int64_t i = 0; i < rowBytes; i += 64)
-                __builtin_prefetch(bytes + (row - held[slot]) * plane.pitch + i);
-        resampleRow(bytes, plan, count, values[slot]);
+        const int64_t step = last >= 0 && row - last > 1 ? row - held[slot] : 0;
+        resampleRow(plane.bytes + row * plane.pitch, step * plane.pitch, plan, count, values[slot]);
         held[slot] = row;
     }
 
     SourcePlane plane{};
     int64_t count = 0;
-    int64_t rowBytes = 0; // of the source
     RowOperations operations{};
     void* plan = nullptr;
     ResampleRow* resampleRow = nullptr;
