@@ -3,6 +3,7 @@
 #include "support/arena.h"
 #include "support/plain_sharpness.h"
 #include "support/random.h"
+#include "support/vector_hook.h"
 
 #include <gtest/gtest.h>
 
@@ -75,6 +76,7 @@ struct Sharpness : testing::Test {
 
 TEST_F(Sharpness, RandomImagesMatchTheDefinitionWithinTheirLastByte) {
     for (int i = 0; i < 6000 && !HasFatalFailure(); ++i) {
+        widestVectors = random.oneOf({Vectors::Baseline, Vectors::Avx512});
         const auto format =
             random.oneOf({0x601u, 0x603u, 0x801u, 0x802u, 0x803u, 0x501u, 0x101u, 0x304u});
         const auto side = [&](int64_t most) {
@@ -92,8 +94,11 @@ TEST_F(Sharpness, RandomImagesMatchTheDefinitionWithinTheirLastByte) {
                      whole ? nullptr : &region);
         ASSERT_EQ(std::memcmp(&region, &given, sizeof given), 0);
     }
-    for (const uint32_t format : {0x601u, 0x501u, 0x101u, 0x304u}) // every rounding occurs
-        measureTight({format, 1600, 1600, {}, {6400}}, nullptr);
+    for (const Vectors vectors : {Vectors::Baseline, Vectors::Avx512}) {
+        widestVectors = vectors;
+        for (const uint32_t format : {0x601u, 0x501u, 0x101u, 0x304u}) // every rounding occurs
+            measureTight({format, 1600, 1600, {}, {6400}}, nullptr);
+    }
     measureTight({0x101, -8, 100, {}, {}}, nullptr);
     measureTight({0x101, 100, -8, {}, {}}, nullptr);
 }
@@ -106,7 +111,10 @@ TEST_F(Sharpness, RowsLongerThanOneRunOfTheSum) {
     // A pitch of 0 repeats the row, which keeps the image small.
     __tag_KIRO_OFFSCREEN image = {0x601, width, 12, {row.data()}, {0}};
     __tag_rect whole = {0, 0, width, 12};
-    expectPlainValue(image, &whole);
+    for (const Vectors vectors : {Vectors::Baseline, Vectors::Avx512}) {
+        widestVectors = vectors;
+        expectPlainValue(image, &whole);
+    }
 }
 
 TEST_F(Sharpness, WorkedExamples) {

@@ -2,6 +2,8 @@
 
 #include "kelvane/kelvane.h"
 #include "platform/unaligned.h"
+#include "platform/vector_support.h"
+#include "sharpness/sample_row_avx2.h"
 
 namespace kelvane {
 
@@ -9,10 +11,12 @@ namespace {
 
 // Each sampler makes one sample from the pixels 0 and 2 of two rows. `group` may read all four
 // pixels of a grid step, which lets it work on whole words; `last` reads the two pixels alone.
+// `wideGroups` does the same as `group` for many samples.
 
 // One byte per pixel. Masking leaves pixels 0 and 2 in 16-bit halves, which add without carry.
 struct LumaSampler {
     static constexpr int64_t bytesPerPixel = 1;
+    static constexpr SampleGroups* wideGroups = lumaGroupsAvx2;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
         constexpr uint32_t mask = 0x00FF00FF;
         const uint32_t sums =
@@ -27,6 +31,7 @@ struct LumaSampler {
 // Two bytes per pixel, the first of each being the luma.
 struct PackedLumaSampler {
     static constexpr int64_t bytesPerPixel = 2;
+    static constexpr SampleGroups* wideGroups = packedLumaGroupsAvx2;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
         constexpr uint32_t mask = 0xFF;
         return ((loadUnaligned<uint32_t>(upper) & mask) +
@@ -45,6 +50,7 @@ struct PackedLumaSampler {
 // and shifted down once.
 struct Rgb565Sampler {
     static constexpr int64_t bytesPerPixel = 2;
+    static constexpr SampleGroups* wideGroups = rgb565GroupsAvx2;
     static uint32_t luma(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
         const uint32_t red = ((a & 0xF800) + (b & 0xF800) + (c & 0xF800) + (d & 0xF800)) >> 11;
         const uint32_t green = ((a & 0x07E0) + (b & 0x07E0) + (c & 0x07E0) + (d & 0x07E0)) >> 5;
@@ -66,6 +72,7 @@ struct Rgb565Sampler {
 // the measure have always been formed with it.
 struct Xrgb32Sampler {
     static constexpr int64_t bytesPerPixel = 4;
+    static constexpr SampleGroups* wideGroups = xrgb32GroupsAvx2;
     static uint32_t group(const unsigned char* upper, const unsigned char* lower) {
         const uint32_t a = loadUnaligned<uint32_t>(upper);
         const uint32_t b = loadUnaligned<uint32_t>(upper + 8);
@@ -88,8 +95,14 @@ void convertRow(const unsigned char* upper, const unsigned char* lower, int64_t 
                 unsigned char* __restrict samples) {
     constexpr int64_t step = 4 * Sampler::bytesPerPixel;
     const int64_t last = count - 1;
-    for (int64_t x = 0; x < last; ++x)
-        samples[x] = static_cast<unsigned char>(Sampler::group(upper + step * x, lower + step * x));
+#if defined(__x86_64__)
+    if (last >= leastSamplesAvx2 && hasAvx2())
+        Sampler::wideGroups(upper, lower, last, samples);
+    else
+#endif
+        for (int64_t x = 0; x < last; ++x)
+            samples[x] =
+                static_cast<unsigned char>(Sampler::group(upper + step * x, lower + step * x));
     samples[last] =
         static_cast<unsigned char>(Sampler::last(upper + step * last, lower + step * last));
 }

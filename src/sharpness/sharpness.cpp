@@ -2,8 +2,10 @@
 
 #include "image/absolute_difference.h"
 #include "platform/allocation.h"
+#include "platform/vector_support.h"
 #include "sharpness/region.h"
 #include "sharpness/sample_row.h"
+#include "sharpness/sample_row_avx2.h"
 
 #include <utility>
 
@@ -15,6 +17,10 @@ int64_t roundUpTo4(int64_t value) { return (value + 3) & -4; }
 
 // Sum over x >= 1 of the differences to the left and to the upper neighbour.
 int64_t differencesOf(const unsigned char* row, const unsigned char* above, int64_t columns) {
+#if defined(__x86_64__)
+    if (columns > leastSamplesAvx2 && hasAvx2())
+        return sumOfDifferencesAvx2(row, above, columns);
+#endif
     return sumOfAbsoluteDifferences(row, row + 1, columns - 1) +
            sumOfAbsoluteDifferences(above + 1, row + 1, columns - 1);
 }
