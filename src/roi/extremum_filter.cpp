@@ -3,20 +3,12 @@
 
 namespace kelvane {
 
-void filterMinimum(const ExtremumTask& task, unsigned char* working) {
+void filterExtremum(const ExtremumTask& task, unsigned char* working) {
 #if defined(__x86_64__)
-    if (usesAvx2(task.width))
-        return filterMinimumAvx2(task, working);
+    if (task.width * task.channels >= 32 && hasAvx2())
+        return filterExtremumAvx2(task, working);
 #endif
-    filterImage<Minimum>(task, working);
-}
-
-void filterMaximum(const ExtremumTask& task, unsigned char* working) {
-#if defined(__x86_64__)
-    if (usesAvx2(task.width))
-        return filterMaximumAvx2(task, working);
-#endif
-    filterImage<Maximum>(task, working);
+    filterImage(task, working);
 }
 
 } // namespace kelvane

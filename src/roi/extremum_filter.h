@@ -1,4 +1,4 @@
-// Minimum and maximum over a rectangle around every pixel.
+// Minimum or maximum over a rectangle around every pixel.
 #pragma once
 
 #include <cstdint>
@@ -16,16 +16,14 @@ struct ExtremumTask {
     int64_t pitch;
     int64_t channels;
     int64_t radius;
+    unsigned char inverted; // 0 for the minimum, 255 for the maximum
 };
 
-// `working` holds 2 * radius + 4 rows of channels * (width + 2 * radius) bytes.
-using ExtremumFilter = void(const ExtremumTask& task, unsigned char* working);
+// `working` holds 2 * radius + 4 rows of channels * (width + 2 * radius + 26) bytes.
+void filterExtremum(const ExtremumTask& task, unsigned char* working);
 
-ExtremumFilter filterMinimum;
-ExtremumFilter filterMaximum;
-
-// The same with AVX2, which the two above use where it pays. On x86-64 alone.
-ExtremumFilter filterMinimumAvx2;
-ExtremumFilter filterMaximumAvx2;
+// The same with AVX2, which the above uses where it pays, for rows of at least 32 bytes. On x86-64
+// alone.
+void filterExtremumAvx2(const ExtremumTask& task, unsigned char* working);
 
 } // namespace kelvane

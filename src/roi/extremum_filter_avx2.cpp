@@ -3,12 +3,8 @@
 
 namespace kelvane {
 
-void filterMinimumAvx2(const ExtremumTask& task, unsigned char* working) {
-    filterImage<Minimum>(task, working);
-}
-
-void filterMaximumAvx2(const ExtremumTask& task, unsigned char* working) {
-    filterImage<Maximum>(task, working);
+void filterExtremumAvx2(const ExtremumTask& task, unsigned char* working) {
+    filterImage(task, working);
 }
 
 } // namespace kelvane

@@ -11,138 +11,172 @@ namespace kelvane {
 
 namespace {
 
-struct Minimum {
-    static constexpr unsigned char identity = 255;
-    static unsigned char of(unsigned char a, unsigned char b) { return a < b ? a : b; }
+#if defined(__AVX2__)
+constexpr int64_t vectorBytes = 32;
+#else
+constexpr int64_t vectorBytes = 16;
+#endif
+
+// The compiler's own vectorisation adds checks for overlap and tails to every loop, which takes
+// most of the code and of the time of short rows.
+using Vector [[gnu::vector_size(vectorBytes)]] = unsigned char;
+
+template <typename Lanes>
+Lanes load(const unsigned char* bytes) {
+    Lanes lanes;
+    std::memcpy(&lanes, bytes, sizeof lanes);
+    return lanes;
+}
+
+template <typename Lanes>
+void store(unsigned char* bytes, Lanes lanes) {
+    std::memcpy(bytes, &lanes, sizeof lanes);
+}
+
+// Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
+// copies allow. The wider kernels are given no narrow rows.
+template <typename Apply>
+void forEachVector(int64_t count, Apply apply) {
+    if (vectorBytes == 16 && count < vectorBytes) {
+        for (int64_t x = 0; x < count; ++x)
+            apply.template operator()<unsigned char>(x);
+        return;
+    }
+    for (int64_t x = 0; x < count - vectorBytes; x += vectorBytes)
+        apply.template operator()<Vector>(x);
+    apply.template operator()<Vector>(count - vectorBytes);
+}
+
+template <typename Lanes>
+Lanes least(Lanes a, Lanes b) {
+    return a < b ? a : b;
+}
+
+int64_t roundUpToVector(int64_t size) { return (size + 31) & -32; }
+
+// The buffers of one call. The maximum of bytes is the complement of their complements' minimum:
+// everything in here is complemented for it.
+struct Rows {
+    unsigned char* scratch[2]; // room for a row and its margins
+    unsigned char* beginning;
+    unsigned char* block; // the rows 1 and on
+    int64_t stride;
+
+    unsigned char* slot(int64_t i) const { return i == 0 ? beginning : block + (i - 1) * stride; }
 };
-
-struct Maximum {
-    static constexpr unsigned char identity = 0;
-    static unsigned char of(unsigned char a, unsigned char b) { return a > b ? a : b; }
-};
-
-template <typename Extremum>
-void combine(const unsigned char* a, const unsigned char* b, int64_t count,
-             unsigned char* __restrict out) {
-    for (int64_t i = 0; i < count; ++i)
-        out[i] = Extremum::of(a[i], b[i]);
-}
-
-template <typename Extremum>
-void combine(const unsigned char* a, const unsigned char* b, const unsigned char* c, int64_t count,
-             unsigned char* __restrict out) {
-    for (int64_t i = 0; i < count; ++i)
-        out[i] = Extremum::of(Extremum::of(a[i], b[i]), c[i]);
-}
-
-template <typename Extremum>
-void fold(const unsigned char* a, int64_t count, unsigned char* __restrict out) {
-    for (int64_t i = 0; i < count; ++i)
-        out[i] = Extremum::of(out[i], a[i]);
-}
-
-size_t bytes(int64_t count) { return static_cast<size_t>(count); }
 
 // Every pass makes one span out of up to three spans that overlap or adjoin.
-int64_t widerSpan(int64_t span, int64_t length) { return std::min(3 * span, length); }
-
-int64_t passCount(int64_t length) {
-    int64_t passes = 0;
-    for (int64_t span = 1; span < length; span = widerSpan(span, length))
-        ++passes;
-    return passes;
+void widenSpan(const unsigned char* from, int64_t span, int64_t next, int64_t channels,
+               int64_t count, unsigned char* to) {
+    const int64_t gap = (next - span) * channels;
+    if (next <= 2 * span) {
+        forEachVector(count, [=]<typename Lanes>(int64_t x) {
+            store<Lanes>(to + x, least<Lanes>(load<Lanes>(from + x), load<Lanes>(from + x + gap)));
+        });
+        return;
+    }
+    const int64_t middle = (next - span + 1) / 2 * channels;
+    forEachVector(count, [=]<typename Lanes>(int64_t x) {
+        const Lanes ends = least<Lanes>(load<Lanes>(from + x), load<Lanes>(from + x + gap));
+        store<Lanes>(to + x, least<Lanes>(ends, load<Lanes>(from + x + middle)));
+    });
 }
 
-// The extremum over the pixels x - radius to x + radius, with identity beyond the row's ends.
-// `out` and `other` both have room for the row and its margins; the passes go to and fro between
-// them, and the last one ends in `out`.
-template <typename Extremum>
-void filterRow(const unsigned char* row, int64_t width, int64_t channels, int64_t radius,
-               unsigned char* out, unsigned char* other) {
+// The minimum over the pixels x - radius to x + radius, with 255 beyond the row's ends.
+void filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radius, const Rows& rows,
+               unsigned char* out) {
+    const int64_t channels = task.channels;
     const int64_t margin = radius * channels;
-    const int64_t rowBytes = width * channels;
+    const int64_t rowBytes = task.width * channels;
     const int64_t length = 2 * radius + 1;
-    unsigned char* from = out;
-    unsigned char* to = other;
-    if (passCount(length) % 2 != 0)
-        std::swap(from, to);
-    std::memset(from, Extremum::identity, bytes(margin));
-    std::memcpy(from + margin, row, bytes(rowBytes));
-    std::memset(from + margin + rowBytes, Extremum::identity, bytes(margin));
+    unsigned char* from = length > 1 ? rows.scratch[0] : out;
+    unsigned char* other = rows.scratch[1];
+    std::memset(from, 255, static_cast<size_t>(margin));
+    forEachVector(rowBytes, [=, inverted = task.inverted]<typename Lanes>(int64_t x) {
+        store<Lanes>(from + margin + x, load<Lanes>(row + x) ^ inverted);
+    });
+    std::memset(from + margin + rowBytes, 255, static_cast<size_t>(margin));
     int64_t next = 0;
     for (int64_t span = 1; span < length; span = next) {
-        next = widerSpan(span, length);
-        const int64_t gap = next - span;
-        const int64_t count = rowBytes + (length - next) * channels;
-        if (gap <= span)
-            combine<Extremum>(from, from + gap * channels, count, to);
-        else
-            combine<Extremum>(from, from + (gap + 1) / 2 * channels, from + gap * channels, count,
-                              to);
-        std::swap(from, to);
+        next = std::min(3 * span, length);
+        unsigned char* const to = next < length ? other : out;
+        widenSpan(from, span, next, channels, rowBytes + (length - next) * channels, to);
+        other = from;
+        from = to;
     }
 }
 
-// Turns every row from `first` on into the extremum of itself and the rows up to `last`.
-template <typename Extremum>
-void makeEnds(unsigned char* block, int64_t stride, int64_t first, int64_t last, int64_t count) {
-    for (int64_t i = last - 1; i >= first; --i)
-        fold<Extremum>(block + (i + 1) * stride, count, block + i * stride);
+// Turns every row from `first` on into the minimum of itself and the rows up to `last`.
+void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
+    for (int64_t i = last - 1; i >= first; --i) {
+        unsigned char* const row = rows.slot(i);
+        const unsigned char* const below = rows.slot(i + 1);
+        forEachVector(count, [=]<typename Lanes>(int64_t x) {
+            store<Lanes>(row + x, least<Lanes>(load<Lanes>(row + x), load<Lanes>(below + x)));
+        });
+    }
 }
 
-// Either part may be null, but not both.
-template <typename Extremum>
-void join(const unsigned char* end, const unsigned char* beginning, int64_t count,
-          unsigned char* out) {
-    if (end != nullptr && beginning != nullptr)
-        combine<Extremum>(end, beginning, count, out);
-    else
-        std::memcpy(out, end != nullptr ? end : beginning, bytes(count));
+// Takes `row` and `before` into the beginning, and writes that with `end`.
+void join(const unsigned char* row, const unsigned char* before, const unsigned char* end,
+          int64_t count, unsigned char inverted, unsigned char* beginning, unsigned char* out) {
+    forEachVector(count, [=]<typename Lanes>(int64_t x) {
+        const Lanes joined = least<Lanes>(load<Lanes>(row + x), load<Lanes>(before + x));
+        const Lanes whole = least<Lanes>(joined, load<Lanes>(end + x));
+        store<Lanes>(beginning + x, joined);
+        store<Lanes>(out + x, whole ^ inverted);
+    });
 }
 
 // Down the columns the rows fall into blocks of the rectangle's height, so that every rectangle is
-// the end of one block and the beginning of the next: the extremum of a block's rows from one row
+// the end of one block and the beginning of the next: the minimum of a block's rows from one row
 // on, and of the next block's rows up to another (van Herk; Gil and Werman). Ends are made in
 // place once a block is complete, and each leaves its place to a row of the next block after its
 // use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
 // memory is spent on those outside the image.
-template <typename Extremum>
 void filterImage(const ExtremumTask& task, unsigned char* working) {
     const int64_t columnRadius = std::min(task.radius, task.width - 1);
     const int64_t rowRadius = std::min(task.radius, task.height - 1);
     const int64_t rowBytes = task.width * task.channels;
-    const int64_t stride = rowBytes + 2 * columnRadius * task.channels;
     const int64_t blockRows = 2 * rowRadius + 2;
     const int64_t firstInImage = rowRadius;
     const int64_t lastInImage = rowRadius + task.height - 1;
-    unsigned char* const scratch = working;
-    unsigned char* const beginning = scratch + stride;
-    unsigned char* const block = beginning + stride;
+    Rows rows;
+    rows.stride = roundUpToVector(rowBytes);
+    const int64_t scratchBytes = roundUpToVector(rowBytes + 2 * columnRadius * task.channels);
+    rows.scratch[0] = working;
+    rows.scratch[1] = working + scratchBytes;
+    rows.beginning = working + 2 * scratchBytes;
+    rows.block = rows.beginning + rows.stride;
 
     const int64_t rowCount = task.height + blockRows - 1;
     for (int64_t start = 0; start < rowCount; start += blockRows) {
         const int64_t length = std::min(blockRows, rowCount - start);
         for (int64_t i = 0; i < length; ++i) {
             const int64_t row = start + i;
-            if (row >= firstInImage && row <= lastInImage) {
-                unsigned char* const slot = block + i * stride;
-                filterRow<Extremum>(task.source + (row - rowRadius) * task.pitch, task.width,
-                                    task.channels, columnRadius, slot, scratch);
-                if (i == 0 || row == firstInImage)
-                    std::memcpy(beginning, slot, bytes(rowBytes));
-                else
-                    fold<Extremum>(slot, rowBytes, beginning);
-            }
             const int64_t y = row - blockRows + 1; // the rectangle from row y to this one
-            if (y < 0)
-                continue;
             const int64_t endStart = start == blockRows ? std::max(i + 1, firstInImage) : i + 1;
-            join<Extremum>(i + 1 < blockRows ? block + endStart * stride : nullptr,
-                           start <= lastInImage ? beginning : nullptr, rowBytes,
-                           task.destination + y * task.pitch);
+            const bool isInside = row >= firstInImage && row <= lastInImage;
+            unsigned char* const slot = rows.slot(i);
+            // Where a part is missing another one that takes part anyway stands in for it.
+            const unsigned char* before = rows.beginning;
+            if (isInside) {
+                filterRow(task.source + (row - rowRadius) * task.pitch, task, columnRadius, rows,
+                          slot);
+                if (row == firstInImage)
+                    before = slot;
+            } else if (start > lastInImage) {
+                before = rows.slot(endStart);
+            } else if (row < firstInImage) {
+                continue;
+            }
+            join(isInside ? slot : before, before,
+                 y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : before, rowBytes,
+                 task.inverted, rows.beginning,
+                 y >= 0 ? task.destination + y * task.pitch : rows.scratch[0]);
         }
-        makeEnds<Extremum>(block, stride, std::max<int64_t>(firstInImage - start, 0),
-                           std::min(blockRows - 1, lastInImage - start), rowBytes);
+        makeEnds(rows, std::max<int64_t>(firstInImage - start, 1),
+                 std::min(blockRows - 1, lastInImage - start), rowBytes);
     }
 }
 

@@ -18,7 +18,7 @@ int64_t workingBlockSize(int64_t width, int channels, int64_t radius) {
     return size <= INT64_MAX ? static_cast<int64_t>(size) : 0;
 }
 
-long filter(void* memHandle, ExtremumFilter* filterImage, const unsigned char* source, long width,
+long filter(void* memHandle, unsigned char inverted, const unsigned char* source, long width,
             long height, long pitch, long channels, unsigned char* destination, long radius) {
     if (destination == nullptr || source == nullptr || radius == 0)
         return ERR_INVALID_PARAM;
@@ -30,14 +30,15 @@ long filter(void* memHandle, ExtremumFilter* filterImage, const unsigned char* s
     if (block == nullptr)
         return ERR_NO_MEMORY;
     if (height > 0)
-        filterImage({.source = source,
-                     .destination = destination,
-                     .width = width,
-                     .height = height,
-                     .pitch = pitch,
-                     .channels = channels,
-                     .radius = radius},
-                    static_cast<unsigned char*>(block));
+        filterExtremum({.source = source,
+                        .destination = destination,
+                        .width = width,
+                        .height = height,
+                        .pitch = pitch,
+                        .channels = channels,
+                        .radius = radius,
+                        .inverted = inverted},
+                       static_cast<unsigned char*>(block));
     VantMemFree(memHandle, block);
     return ERR_NONE;
 }
@@ -50,14 +51,14 @@ extern "C" {
 
 long sbrErode(void* memHandle, const unsigned char* source, long width, long height, long pitch,
               long channels, unsigned char* destination, long radius) {
-    return kelvane::filter(memHandle, kelvane::filterMinimum, source, width, height, pitch,
-                           channels, destination, radius);
+    return kelvane::filter(memHandle, 0, source, width, height, pitch, channels, destination,
+                           radius);
 }
 
 long sbrDilate(void* memHandle, const unsigned char* source, long width, long height, long pitch,
                long channels, unsigned char* destination, long radius) {
-    return kelvane::filter(memHandle, kelvane::filterMaximum, source, width, height, pitch,
-                           channels, destination, radius);
+    return kelvane::filter(memHandle, 255, source, width, height, pitch, channels, destination,
+                           radius);
 }
 
 long sbrOpen(void* memHandle, const unsigned char* source, long width, long height, long pitch,
