@@ -106,6 +106,14 @@ void filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radiu
     }
 }
 
+// Processors do not look ahead across pages on their own; large frames wait for memory otherwise.
+constexpr int64_t prefetchedRows = 4;
+
+void prefetchRow(const unsigned char* row, int64_t count) {
+    for (int64_t x = 0; x < count; x += 64)
+        __builtin_prefetch(row + x);
+}
+
 // Turns every row from `first` on into the minimum of itself and the rows up to `last`.
 void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
     for (int64_t i = last - 1; i >= first; --i) {
@@ -161,8 +169,10 @@ void filterImage(const ExtremumTask& task, unsigned char* working) {
             // Where a part is missing another one that takes part anyway stands in for it.
             const unsigned char* before = rows.beginning;
             if (isInside) {
-                filterRow(task.source + (row - rowRadius) * task.pitch, task, columnRadius, rows,
-                          slot);
+                const unsigned char* const source = task.source + (row - rowRadius) * task.pitch;
+                if (row + prefetchedRows <= lastInImage)
+                    prefetchRow(source + prefetchedRows * task.pitch, rowBytes);
+                filterRow(source, task, columnRadius, rows, slot);
                 if (row == firstInImage)
                     before = slot;
             } else if (start > lastInImage) {
