@@ -35,9 +35,8 @@ template <bool tieSets>
 void halveRow(const unsigned char* upper, const unsigned char* lower, int64_t words,
               unsigned char* halved) {
     for (int64_t i = 0; i < words; ++i) {
-        const uint32_t word = halveWords<tieSets>(loadUnaligned<uint64_t>(upper + 8 * i),
-                                                  loadUnaligned<uint64_t>(lower + 8 * i));
-        VantMemCpy(halved + 4 * i, &word, 4);
+        storeUnaligned(halved + 4 * i, halveWords<tieSets>(loadUnaligned<uint64_t>(upper + 8 * i),
+                                                           loadUnaligned<uint64_t>(lower + 8 * i)));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "align/threshold_bits.h"
 
 #include "align/luma.h"
+#include "platform/unaligned.h"
 
 #include <algorithm>
 
@@ -67,8 +68,7 @@ void packContiguous(const unsigned char* pixels, int64_t count, unsigned char lo
     const Comparer comparer(lowest);
     int64_t x = 0;
     for (; x + 16 <= count; x += 16) {
-        const uint16_t mask = comparer.mask16(pixels + x);
-        VantMemCpy(bits + x / 8, &mask, sizeof mask);
+        storeUnaligned(bits + x / 8, comparer.mask16(pixels + x));
     }
     for (; x < count; x += 8) {
         unsigned mask = 0;

@@ -15,4 +15,9 @@ Value loadUnaligned(const void* bytes) {
     return value;
 }
 
+template <typename T>
+void storeUnaligned(unsigned char* bytes, T value) {
+    std::memcpy(bytes, &value, sizeof value);
+}
+
 } // namespace kelvane
