@@ -70,12 +70,18 @@ void packContiguous(const unsigned char* pixels, int64_t count, unsigned char lo
     for (; x + 16 <= count; x += 16) {
         storeUnaligned(bits + x / 8, comparer.mask16(pixels + x));
     }
-    for (; x < count; x += 8) {
-        unsigned mask = 0;
-        for (int64_t i = 0; i < std::min<int64_t>(8, count - x); ++i)
-            mask |= static_cast<unsigned>(pixels[x + i] >= lowest) << i;
-        bits[x / 8] = static_cast<unsigned char>(mask);
+    const int64_t rest = count - x;
+    if (rest == 0)
+        return;
+    uint32_t mask = 0;
+    if (x > 0) { // the last 16 pixels, of which some are done
+        mask = static_cast<uint32_t>(comparer.mask16(pixels + count - 16)) >> (16 - rest);
+    } else {
+        for (int64_t i = 0; i < rest; ++i)
+            mask |= static_cast<uint32_t>(pixels[i] >= lowest) << i;
     }
+    for (; x < count; x += 8, mask >>= 8)
+        bits[x / 8] = static_cast<unsigned char>(mask & 0xFF);
 }
 
 // A constant comparison: all pixels are above a negative threshold, none above 255.
