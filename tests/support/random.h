@@ -17,11 +17,13 @@ public:
         std::cout << "KELVANE_TEST_SEED=" << seed << '\n';
         engine_.seed(seed);
     }
+    explicit Random(uint64_t seed) : engine_(seed) {}
+    virtual ~Random() = default;
 
     // Both bounds included.
     template <typename Integer = int64_t>
     Integer between(int64_t low, int64_t high) {
-        return static_cast<Integer>(std::uniform_int_distribution<int64_t>(low, high)(engine_));
+        return static_cast<Integer>(draw(low, high));
     }
     bool chance(int64_t percent) { return between(1, 100) <= percent; }
     template <typename T>
@@ -47,6 +49,11 @@ public:
             bytes[i] = white ? 255 : 0;
         }
         return bytes;
+    }
+
+protected:
+    virtual int64_t draw(int64_t low, int64_t high) {
+        return std::uniform_int_distribution<int64_t>(low, high)(engine_);
     }
 
 private:
