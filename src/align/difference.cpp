@@ -204,7 +204,8 @@ long InterBitmapOperation2(unsigned char* refData, unsigned char* workData, unsi
                            long cx, long cy) {
     const int64_t patchBytes = widthBits / 32;
     const int64_t patchRows = rows / patchesPerSide;
-    if (cx < -1 || cx > 1 || cy < -1 || cy > 1)
+    // Patches of a level that is too thin may have no rows and no data.
+    if (cx < -1 || cx > 1 || cy < -1 || cy > 1 || patchRows < 3)
         return 0;
     int64_t count = 0;
     for (int64_t r = 0; r < patchesPerSide; ++r) {

@@ -44,9 +44,10 @@ bool lacksPlane(const __tag_KIRO_OFFSCREEN& image, const PlaneLayout& layout) {
     return false;
 }
 
+// A plane without pixels may be null, and has no row to point to.
 void copyPlane(const __tag_KIRO_OFFSCREEN& dst, const __tag_KIRO_OFFSCREEN& src, int plane,
                PlaneSize size) {
-    for (int64_t y = 0; y < size.rows; ++y)
+    for (int64_t y = 0; y < size.rows && size.rowBytes > 0; ++y)
         VantMemCpy(dst.planes[plane] + y * dst.pitches[plane],
                    src.planes[plane] + y * src.pitches[plane], size.rowBytes);
 }
