@@ -11,6 +11,10 @@ if(KELVANE_SANITIZE)
   target_link_options(kelvane_flags INTERFACE ${sanitizers})
 endif()
 
+if(KELVANE_BUILD_FUZZ) # everything counts the edges that it takes
+  target_compile_options(kelvane_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # The library itself: no C++ runtime, and the same floating-point results everywhere.
 add_library(kelvane_library_flags INTERFACE)
 target_link_libraries(kelvane_library_flags INTERFACE kelvane_flags)

@@ -64,14 +64,14 @@ inline void compareSearch(Random& random, PlainAligner plain, const _tag_ZEP_ABD
     ASSERT_EQ(direct ? 12345 : plain.score, score);
 }
 
-// Aligns two pairs of one size in one context.
-inline void comparePairs(Random& random, int64_t width, int64_t height) {
+// Aligns pairs of one size in one context.
+inline void comparePairs(Random& random, int64_t width, int64_t height, int calls = 2) {
     SCOPED_TRACE(testing::Message() << width << " x " << height);
     const int64_t format = random.chance(98) ? anyFormat(random) : 0x101;
     Context context;
     const _tag_ZEP_ABDEBLUR& record = context.record();
     PlainAligner plain;
-    for (int call = 0; call < 2; ++call) {
+    for (int call = 0; call < calls; ++call) {
         AlignmentFrame first(random, width, height, format, random.between(0, 7));
         AlignmentFrame second(random, width, height, format, random.between(0, 7));
         paintPair(random, first, second, random.oneOf<int64_t>({1, 6, 30}));

@@ -1,10 +1,11 @@
 // Memory between two inaccessible pages: it ends right before the second one, or begins right after
-// the first one.
+// the first one. AddressSanitizer guards both ends.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -25,12 +26,17 @@ public:
         if (usable > 0 && mprotect(mapped_ + page, usable, PROT_READ | PROT_WRITE) != 0)
             std::abort();
         data_ = mapped_ + page + (atEnd ? usable - size : 0);
+        ASAN_POISON_MEMORY_REGION(mapped_ + page, usable);
+        ASAN_UNPOISON_MEMORY_REGION(data_, size);
     }
     explicit GuardedMemory(const Bytes& content, bool atEnd = true)
         : GuardedMemory(content.size(), atEnd) {
         std::copy(content.begin(), content.end(), data_);
     }
-    ~GuardedMemory() { munmap(mapped_, mappedSize_); }
+    ~GuardedMemory() {
+        ASAN_UNPOISON_MEMORY_REGION(mapped_, mappedSize_);
+        munmap(mapped_, mappedSize_);
+    }
     GuardedMemory(const GuardedMemory&) = delete;
     GuardedMemory& operator=(const GuardedMemory&) = delete;
 

@@ -68,11 +68,11 @@ struct Region {
     const unsigned char* mask() const { return static_cast<_tag_ROI_CONTEXT*>(roi)->mask; }
 };
 
-// Two calls on one context.
-inline void compareRegions(Random& random, int64_t width, int64_t height) {
+// Calls on one context.
+inline void compareRegions(Random& random, int64_t width, int64_t height, int calls = 2) {
     const int64_t format = random.oneOf<int64_t>({0x601, 0x603, 0x802});
     Region region(width, height);
-    for (int call = 0; call < 2; ++call) {
+    for (int call = 0; call < calls; ++call) {
         AlignmentFrame first(random, width, height, format, random.between(0, 9));
         AlignmentFrame second(random, width, height, format, random.between(0, 9));
         paintPair(random, first, second, 9);

@@ -1,0 +1,49 @@
+// Each pixel function gives what its definition gives, within the bytes that it was given.
+#include "fuzz_case.h"
+#include "support/alignment_parts.h"
+#include "support/copy_case.h"
+#include "support/filter_cases.h"
+#include "support/resize_cases.h"
+#include "support/sharpness_check.h"
+
+namespace {
+
+// Any size, mostly refused; a block that is given holds every pixel.
+void allocateImage(Random& random) {
+    const auto any = [&] {
+        return random.between(random.oneOf<int64_t>({1, 1, INT64_MIN}),
+                              random.oneOf<int64_t>({40, 40, INT64_MAX}));
+    };
+    const long width = any(), height = any();
+    const Arena arena(random.between(1, 600) * 8);
+    __tag_KIRO_OFFSCREEN image = {};
+    const long format = random.oneOf<long>({0x601, 0x603, 0x802, 0x802, any()});
+    if (imgAlloc(arena.handle(), &image, width, height, format) != ERR_NONE) {
+        ASSERT_TRUE(image.planes[0] == nullptr && arena.isEmpty());
+        return;
+    }
+    const long rows = format == 0x603 ? 2 * height : height + height / 2;
+    VantMemSet(image.planes[0], 1, image.pitches[0] * rows);
+    ASSERT_EQ(arena.blocksInUse(), 1); // the list of blocks is intact
+    imgFree(arena.handle(), &image);
+    ASSERT_TRUE(arena.isEmpty());
+}
+
+void resize(Random& random) {
+    const long most = random.oneOf({12, 12, 90, 300});
+    const auto side = [&] { return random.between(1, most); };
+    const Axis columns = {side(), side()}, rows = {side(), side()};
+    (random.chance(50) ? expectResized : expectConverted)(random, columns, rows);
+}
+
+void measure(Random& random) { SharpnessCheck(random).measureAny(); }
+void makeLevels(Random& random) { expectLevels(random, random.oneOf({40, 700}), 80); }
+
+} // namespace
+
+void fuzzCase(FuzzedRandom& random) {
+    constexpr void (*cases[])(Random&) = {
+        measure,      expectBoxBlur, expectGaussianBlur, expectMorphology, resize,
+        expectCopied, allocateImage, expectHalved,       expectCounted,    makeLevels};
+    cases[random.between(0, std::ssize(cases) - 1)](random);
+}
