@@ -1,19 +1,29 @@
 #!/bin/sh
-# The built library exports the names of the map and nothing else, and needs the C runtime alone.
+# What the built file is: its exports, its needs, and how the loader maps it.
 # Arguments: library, map, nm, readelf.
 set -eu
 export LC_ALL=C
+library=$1 map=$2 nm=$3 readelf=$4
+failed=0
 expect() { # what, expected, actual
     [ "$2" = "$3" ] || { printf '%s: expected\n%s\nfound\n%s\n' "$1" "$2" "$3"; failed=1; }
 }
-dynamic() { "$4" -d "$1" | sed -n "s/.*($5).*\[\(.*\)\]/\1/p"; }
-failed=0
-expect "exported symbols" "$(sed -n 's/^    \([A-Za-z0-9_]*\);$/\1/p' "$2" | sort)" \
-    "$("$3" -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort)"
-expect "soname" libkelvane.so.3 "$(dynamic "$@" SONAME)"
+dynamic() { "$readelf" -d "$library" | sed -n "s/.*($1).*\[\(.*\)\]/\1/p"; }
+expect "exported symbols" "$(sed -n 's/^    \([A-Za-z0-9_]*\);$/\1@@KELVANE_3/p' "$map" | sort)" \
+    "$("$nm" -D --defined-only "$library" | awk '$2 != "A" { print $3 }' | sort)"
+expect "soname" libkelvane.so.3 "$(dynamic SONAME)"
 expect "other libraries needed" "" \
-    "$(dynamic "$@" NEEDED | grep -vE '^(libc|libm|ld-linux.*)\.so' || true)"
+    "$(dynamic NEEDED | grep -vE '^(libc|libm|ld-linux.*)\.so' || true)"
 expect "other undefined symbols" "" \
-    "$("$3" -D --undefined-only "$1" | awk '$1 != "w" { sub(/@.*/, "", $2); print $2 }' |
+    "$("$nm" -D --undefined-only "$library" | awk '$1 != "w" { sub(/@.*/, "", $2); print $2 }' |
         grep -vxE 'malloc|free|realloc|memset|memcpy|memmove|memcmp|fmaf' || true)"
+expect "relocations of code, search paths" "" \
+    "$("$readelf" -d "$library" | grep -oE '\((TEXTREL|RPATH|RUNPATH)\)' || true)"
+expect "binding of all symbols at load time" "(FLAGS)" \
+    "$("$readelf" -d "$library" | grep BIND_NOW | grep -o '(FLAGS)')"
+# Type, flags and alignment of the segments: none is writable and executable, pages may have 16 kB.
+expect "segments" "$(printf '%s\n' 'GNU_RELRO R 0x1' 'GNU_STACK RW 0x10' 'LOAD RE 0x4000' 'LOAD RW 0x4000')" \
+    "$("$readelf" -lW "$library" |
+        awk '$1 ~ /LOAD|STACK|RELRO/ { f = $7; for (i = 8; i < NF; ++i) f = f $i; print $1, f, $NF }' |
+        sort -u)"
 exit $failed
