@@ -6,13 +6,23 @@ if(KELVANE_WARNINGS_AS_ERRORS)
   target_compile_options(kelvane_flags INTERFACE -Werror)
 endif()
 if(KELVANE_SANITIZE)
-  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  set(sanitizers -fsanitize=${KELVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # which would need the C++ runtime in C programs
+    list(APPEND sanitizers -fno-sanitize=function)
+  endif()
   target_compile_options(kelvane_flags INTERFACE ${sanitizers})
   target_link_options(kelvane_flags INTERFACE ${sanitizers})
 endif()
 
 if(KELVANE_BUILD_FUZZ) # everything counts the edges that it takes
   target_compile_options(kelvane_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# The standard library of Android, for those who build with it.
+option(KELVANE_LIBCXX "Build with Clang's standard library, libc++" OFF)
+if(KELVANE_LIBCXX)
+  target_compile_options(kelvane_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
+  target_link_options(kelvane_flags INTERFACE -stdlib=libc++)
 endif()
 
 # The library itself: no C++ runtime, and the same floating-point results everywhere.
@@ -27,3 +37,10 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+# What the language defines may still be unintended: integers that wrap or change in a conversion.
+if(KELVANE_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(
+    kelvane_library_flags
+    INTERFACE -fsanitize=integer
+              -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/intended_wraps.txt)
+endif()

@@ -20,7 +20,7 @@ long DRAV_KelvaneWithPreProcessBlur(_tag_DRAV_ENGINE* engine, const __tag_KIRO_O
     if (blurs == nullptr)
         return ERR_INVALID_PARAM;
     for (long i = 0; i < n; ++i) {
-        if (blurs[i].data == nullptr || blurs[i].size != sizeof(_tag_DRAV_BLURRESULT))
+        if (blurs[i].data == nullptr || blurs[i].size != int64_t{sizeof(_tag_DRAV_BLURRESULT)})
             return ERR_INVALID_PARAM;
     }
     return kelvane::rankPreprocessed(engine, frames, record, blurs, n, result);
