@@ -37,6 +37,7 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+
 # What the language defines may still be unintended: integers that wrap or change in a conversion.
 if(KELVANE_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(
