@@ -1,0 +1,237 @@
+// Every operation beside its peers. One repetition runs the operation, a plain read of the bytes
+// that it must touch, and every peer, one after the other; ratios are formed within a repetition,
+// so that a machine whose speed drifts decides nothing.
+#include "memory_roof.h"
+#include "peers.h"
+
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+double meanDifference(const Frame& frame, const unsigned char* rows, int64_t pitch) {
+    const PlaneShape shape = planeShape(frame.image.format, 0, frame.size());
+    int64_t sum = 0;
+    for (int64_t y = 0; y < shape.rows; ++y) {
+        const unsigned char* const ours = frame.image.planes[0] + y * frame.image.pitches[0];
+        for (int64_t x = 0; x < shape.rowBytes; ++x)
+            sum += std::abs(ours[x] - rows[y * pitch + x]);
+    }
+    return static_cast<double>(sum) / shape.rowBytes / shape.rows;
+}
+
+namespace {
+
+constexpr int repetitions = 11;
+constexpr double batchSeconds = 0.005;
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+double secondsOf(const std::function<void()>& run, int64_t count) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int64_t i = 0; i < count; ++i)
+        run();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// One side of a comparison.
+struct Candidate {
+    std::string name;
+    std::function<void()> run;
+    int64_t batch = 1;
+    std::vector<double> times; // one a repetition, in seconds
+
+    Candidate(std::string what, std::function<void()> how)
+        : name(std::move(what)), run(std::move(how)) {
+        run();
+        batch =
+            std::clamp<int64_t>(static_cast<int64_t>(batchSeconds / secondsOf(run, 1)), 1, 100000);
+    }
+    // The first run of a short batch fills the caches again.
+    void measure() {
+        if (batch > 1)
+            run();
+        times.push_back(secondsOf(run, batch) / static_cast<double>(batch));
+    }
+    double ratioTo(const Candidate& other) const {
+        std::vector<double> ratios;
+        for (size_t i = 0; i < times.size(); ++i)
+            ratios.push_back(times[i] / other.times[i]);
+        return median(ratios);
+    }
+};
+
+void runOurs(const Operation& operation) {
+    const long code = operation.run();
+    if (code != ERR_NONE) {
+        std::fprintf(stderr, "%s: returned %ld\n", operation.workload.name.c_str(), code);
+        std::exit(1);
+    }
+}
+
+std::vector<Peer> peersOf(const Operation& operation) {
+    std::vector<Peer> peers;
+#ifdef KELVANE_HAS_OPENCV
+    peers = opencvPeers(operation);
+#endif
+#ifdef KELVANE_HAS_LIBYUV
+    for (Peer& peer : libyuvPeers(operation))
+        peers.push_back(std::move(peer));
+#endif
+    return peers;
+}
+
+// A comparison with something else would mean nothing.
+void checkPeer(const Operation& operation, const Peer& peer) {
+    const double error = peer.error();
+    if (error <= peer.tolerance)
+        return;
+    std::fprintf(stderr, "%s: differs from %s by %.3g, more than %.3g\n",
+                 operation.workload.name.c_str(), peer.name.c_str(), error, peer.tolerance);
+    std::exit(1);
+}
+
+void compare(benchmark::State& state, const Workload& workload) {
+    const Operation operation(workload);
+    std::vector<Peer> peers = peersOf(operation);
+    runOurs(operation);
+    for (const Peer& peer : peers) {
+        peer.run();
+        checkPeer(operation, peer);
+    }
+    Candidate ours(workload.name, [&] { runOurs(operation); });
+    Candidate roof("roof", [&] { readRows(operation.touched); });
+    std::vector<Candidate> others;
+    for (const Peer& peer : peers)
+        others.emplace_back(peer.name, peer.run);
+
+    for (auto _ : state) {
+        ours.measure();
+        roof.measure();
+        for (Candidate& other : others)
+            other.measure();
+        state.SetIterationTime(ours.times.back());
+    }
+
+    state.counters["ms"] = 1e3 * median(ours.times);
+    state.counters["goal"] = workload.goal;
+    if (!operation.touched.empty())
+        state.counters["roof_share"] = roof.ratioTo(ours);
+    const auto best =
+        std::min_element(others.begin(), others.end(), [](const Candidate& a, const Candidate& b) {
+            return median(a.times) < median(b.times);
+        });
+    if (best == others.end())
+        return;
+    state.counters["peer_ms"] = 1e3 * median(best->times);
+    state.counters["ratio"] = best->ratioTo(ours);
+    state.SetLabel(best->name);
+}
+
+void measureRoof(benchmark::State& state, Size size, bool copies) {
+    const Frame from(KELVANE_FORMAT_YUV420, size, 0);
+    const Frame to(KELVANE_FORMAT_YUV420, size, 0);
+    const RowSpan all = {from.image.planes[0], size.width, size.width, size.height};
+    Candidate roof("roof", [&] {
+        if (copies)
+            copyRows(all, to.image.planes[0]);
+        else
+            readRows({all});
+    });
+    for (auto _ : state) {
+        roof.measure();
+        state.SetIterationTime(roof.times.back());
+    }
+    state.counters["ms"] = 1e3 * median(roof.times);
+    state.counters["GB/s"] = 1e-9 * size.width * size.height / median(roof.times);
+}
+
+void add(const std::string& name, std::function<void(benchmark::State&)> function) {
+    benchmark::RegisterBenchmark(name.c_str(), function)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond)
+        ->Iterations(repetitions);
+}
+
+void registerAll() {
+    const std::vector<Workload> all = workloads();
+    for (const Size size : {all.front().size, all.back().size}) {
+        for (const bool copies : {false, true})
+            add((copies ? "memory/copy/" : "memory/read/") + dimensions(size),
+                [=](benchmark::State& state) { measureRoof(state, size, copies); });
+    }
+    for (const Workload& workload : all)
+        add(workload.name + "/" + workload.sizeText(),
+            [=](benchmark::State& state) { compare(state, workload); });
+}
+
+// The last processor that it may use: the first one serves the interrupts.
+void pin() {
+    cpu_set_t allowed;
+    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0)
+        return;
+    for (int cpu = CPU_SETSIZE - 1; cpu >= 0; --cpu) {
+        if (!CPU_ISSET(cpu, &allowed))
+            continue;
+        CPU_ZERO(&allowed);
+        CPU_SET(cpu, &allowed);
+        if (sched_setaffinity(0, sizeof allowed, &allowed) != 0)
+            std::fprintf(stderr, "not pinned to a processor\n");
+        return;
+    }
+}
+
+const char* vectorsHere() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vbmi") != 0)
+        return "AVX-512 with VBMI";
+    return __builtin_cpu_supports("avx2") != 0 ? "AVX2" : "SSE2";
+#else
+    return "NEON";
+#endif
+}
+
+void describe() {
+    std::string missing;
+#ifndef KELVANE_HAS_OPENCV
+    missing += " OpenCV";
+#endif
+#ifndef KELVANE_HAS_LIBYUV
+    missing += " libyuv";
+#endif
+    if (!missing.empty())
+        std::fprintf(stderr, "not installed when this was built, so not compared with:%s\n",
+                     missing.c_str());
+    benchmark::AddCustomContext("missing_peers", missing);
+    benchmark::AddCustomContext("vectors", vectorsHere());
+#ifdef __clang__
+    benchmark::AddCustomContext("compiler", "Clang " __clang_version__);
+#else
+    benchmark::AddCustomContext("compiler", "GCC " __VERSION__);
+#endif
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // Large blocks stay with the process: no side pays for the kernel to clear pages every time.
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    pin();
+    describe();
+    registerAll();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
