@@ -1,4 +1,5 @@
-# cpack -G DEB: one package for the library, one to build against it, one for the tool.
+# cpack -G DEB: one package for the library, one to build against it, one for the tool
+# and one for Java.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvane)
 set(CPACK_PACKAGE_CONTACT "The Kelvane developers <kelvane@localhost>")
@@ -37,6 +38,17 @@ if(TARGET kelvane-tool)
       "The command kelvane ranks the frames of a burst or a video, scores pictures by
 sharpness, and compares and filters them.")
   list(APPEND license_components kelvane-tools:tools)
+endif()
+
+if(KELVANE_BUILD_JAVA)
+  list(APPEND CPACK_COMPONENTS_ALL java)
+  set(CPACK_DEBIAN_JAVA_PACKAGE_NAME libkelvane-java)
+  set(CPACK_DEBIAN_JAVA_PACKAGE_SECTION java)
+  set(CPACK_DEBIAN_JAVA_PACKAGE_DEPENDS "libkelvane3 (>= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_JAVA_DESCRIPTION
+      "The package org.kelvane: bursts, blur scores, alignment and changed regions of
+frames in direct byte buffers.")
+  list(APPEND license_components libkelvane-java:java)
 endif()
 
 foreach(entry ${license_components})

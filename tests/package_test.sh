@@ -56,7 +56,7 @@ in_root() {
         --force-script-chrootless "$@" >"$scratch/dpkg" 2>&1 ||
         { cat "$scratch/dpkg" >&2 && fail "dpkg $*"; }
 }
-names=(libkelvane3 libkelvane-dev kelvane-tools)
+names=(libkelvane3 libkelvane-dev kelvane-tools libkelvane-java)
 in_root -i "${packages[@]}"
 same "installed packages" "${#names[@]}" "$(grep -c '^Status: install ok' "$root/var/lib/dpkg/status")"
 depends() { dpkg-query --admindir="$root/var/lib/dpkg" -W -f='${Depends}' "$1"; }
@@ -66,7 +66,8 @@ depends() { dpkg-query --admindir="$root/var/lib/dpkg" -W -f='${Depends}' "$1"; 
 multiarch=$root/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 for file in "$multiarch/"{libkelvane.so.3,libkelvane.so,pkgconfig/kelvane.pc} \
     "$multiarch/cmake/Kelvane/KelvaneConfig.cmake" "$root/usr/include/kelvane/kelvane.h" \
-    "$root/usr/share/man/man1/kelvane.1"; do
+    "$root/usr/share/man/man1/kelvane.1" "$multiarch/jni/libkelvane_jni.so" \
+    "$root/usr/share/java/kelvane.jar"; do
     [ -e "$file" ] || fail "the packages hold no $file"
 done
 LD_LIBRARY_PATH=$multiarch "$root/usr/bin/kelvane" version >/dev/null || fail "kelvane does not run"
