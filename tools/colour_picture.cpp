@@ -5,6 +5,8 @@
 #include "library.h"
 #include "picture.h"
 
+#include <algorithm>
+#include <cmath>
 #include <new>
 
 extern "C" {
@@ -83,17 +85,36 @@ FramePointer toFullRange(const AVFrame& frame, const std::string& name) {
     return converted;
 }
 
+BgrPicture resize(const __tag_KIRO_OFFSCREEN& image, int32_t width, int32_t height,
+                  PhaseTimes& times) {
+    const PhaseTimer timer(times.library);
+    const int64_t pitch = 3 * int64_t{width};
+    BgrPicture result = {width, height, {}};
+    result.pixels.resize(static_cast<size_t>(pitch * height));
+    checkResult(ImageResize_BL_ToBGR24(nullptr, &image, result.pixels.data(), width, height, pitch),
+                "ImageResize_BL_ToBGR24");
+    return result;
+}
+
 } // namespace
 
 ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
+    return of(*readPicture(path, times), path, times);
+}
+
+ColourPicture ColourPicture::of(const AVFrame& decoded, const std::string& name,
+                                PhaseTimes& times) {
+    if (decoded.width > UINT16_MAX || decoded.height > UINT16_MAX)
+        throw BadPicture(name, "a side of more than 65535 pixels");
     ColourPicture picture;
-    picture.pixels_ = readPicture(path, times);
-    if (picture.pixels_->width > UINT16_MAX || picture.pixels_->height > UINT16_MAX)
-        throw BadPicture(path, "a side of more than 65535 pixels");
-    uint32_t format = directFormat(*picture.pixels_);
-    if (format == 0) {
+    uint32_t format = directFormat(decoded);
+    if (format != 0) {
+        picture.pixels_.reset(av_frame_clone(&decoded));
+        if (!picture.pixels_)
+            throw std::bad_alloc();
+    } else {
         const PhaseTimer timer(times.conversion);
-        picture.pixels_ = toFullRange(*picture.pixels_, path);
+        picture.pixels_ = toFullRange(decoded, name);
         format = KELVANE_FORMAT_YUV420;
     }
     const AVFrame& frame = *picture.pixels_;
@@ -106,12 +127,27 @@ ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
 }
 
 BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& times) const {
-    const PhaseTimer timer(times.library);
-    const int64_t pitch = 3 * int64_t{width};
-    BgrPicture result = {width, height, {}};
-    result.pixels.resize(static_cast<size_t>(pitch * height));
-    checkResult(
-        ImageResize_BL_ToBGR24(nullptr, &image_, result.pixels.data(), width, height, pitch),
-        "ImageResize_BL_ToBGR24");
-    return result;
+    return resize(image_, width, height, times);
+}
+
+// The resizing skips pixels below half the size, and at exactly half of it takes the mean of four.
+BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
+    const int32_t longer = std::max(width(), height());
+    const double scale = std::min(1.0, static_cast<double>(side) / longer);
+    const auto scaled = [&](int32_t length) {
+        return std::max(1, static_cast<int32_t>(std::lround(length * scale)));
+    };
+    int halvings = 0;
+    while (int64_t{scaled(longer)} << (halvings + 1) <= longer)
+        ++halvings;
+    BgrPicture picture = resized(scaled(width()) << halvings, scaled(height()) << halvings, times);
+    for (; halvings > 0; --halvings) {
+        const __tag_KIRO_OFFSCREEN image = {.format = KELVANE_FORMAT_BGR24,
+                                            .width = picture.width,
+                                            .height = picture.height,
+                                            .planes = {picture.pixels.data()},
+                                            .pitches = {3 * picture.width}};
+        picture = resize(image, picture.width / 2, picture.height / 2, times);
+    }
+    return picture;
 }

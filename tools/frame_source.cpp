@@ -2,29 +2,26 @@
 
 #include "error.h"
 #include "media_reader.h"
-#include "progress.h"
 
 namespace {
 
 class FrameLoop {
 public:
-    FrameLoop(const Options& options, PhaseTimes& times, const FrameVisitor& visit)
-        : options_(options), times_(times), visit_(visit) {}
+    FrameLoop(const Options& options, Progress& progress, PhaseTimes& times,
+              const FrameVisitor& visit)
+        : options_(options), progress_(progress), times_(times), visit_(visit) {}
 
-    ReadSummary run() {
-        InputList inputs = expandInputs(options_.inputs);
+    ReadSummary run(InputList& inputs) {
         summary_.skipped = std::move(inputs.skipped);
         if (inputs.files.size() == 1)
             readOnlyFile(inputs.files.front());
         else
             readPictures(inputs.files);
-        if (visited_ == 0)
-            throw InputError(options_.inputs.front(), "no frame could be read");
         return std::move(summary_);
     }
 
 private:
-    bool done() const { return options_.max > 0 && visited_ >= options_.max; }
+    bool done() const { return options_.max > 0 && summary_.visited >= options_.max; }
 
     // Runs one step; what is bad about its frame ends the run or is noted.
     template <typename Step>
@@ -50,7 +47,7 @@ private:
 
     void show(const SourceFrame& frame) {
         visit_(frame);
-        ++visited_;
+        ++summary_.visited;
     }
 
     void readPicture(MediaReader& reader, const InputFile& file) {
@@ -62,7 +59,7 @@ private:
 
     void readPictures(const std::vector<InputFile>& files) {
         const auto every = static_cast<size_t>(options_.every);
-        Progress progress(static_cast<int64_t>((files.size() + every - 1) / every));
+        progress_.expect(static_cast<int64_t>((files.size() + every - 1) / every));
         for (size_t i = 0; i < files.size() && !done(); i += every) {
             guarded(files[i].name, [&] {
                 MediaReader reader = open(files[i].path);
@@ -70,7 +67,7 @@ private:
                     throw InputError(files[i].path, "a video has to be the only input");
                 readPicture(reader, files[i]);
             });
-            progress.advance();
+            progress_.advance();
         }
     }
 
@@ -86,7 +83,7 @@ private:
     }
 
     void readVideo(MediaReader& reader, const InputFile& file) {
-        Progress progress(reader.announcedFrames());
+        progress_.expect(reader.announcedFrames());
         bool more = true;
         for (int64_t number = 0; more && !done(); ++number) {
             const std::string label = file.name + " frame " + std::to_string(number);
@@ -101,19 +98,20 @@ private:
                                      "frame " + std::to_string(number) + ": " + bad.what());
                 }
             });
-            progress.advance();
+            progress_.advance();
         }
     }
 
     const Options& options_;
+    Progress& progress_;
     PhaseTimes& times_;
     const FrameVisitor& visit_;
     ReadSummary summary_;
-    int64_t visited_ = 0;
 };
 
 } // namespace
 
-ReadSummary readFrames(const Options& options, PhaseTimes& times, const FrameVisitor& visit) {
-    return FrameLoop(options, times, visit).run();
+ReadSummary readFrames(InputList inputs, const Options& options, Progress& progress,
+                       PhaseTimes& times, const FrameVisitor& visit) {
+    return FrameLoop(options, progress, times, visit).run(inputs);
 }

@@ -3,6 +3,7 @@
 #include "inputs.h"
 #include "options.h"
 #include "phase_times.h"
+#include "progress.h"
 
 #include <cstdint>
 #include <functional>
@@ -27,9 +28,11 @@ using FrameVisitor = std::function<void(const SourceFrame&)>;
 
 struct ReadSummary {
     bool isVideo = false;
-    std::vector<Skipped> skipped;
+    int64_t visited = 0;
+    std::vector<Skipped> skipped; // what was left out of the inputs, and then while reading
 };
 
 // Decodes the inputs one frame at a time and shows each frame to `visit`. With `--skip-bad` a
 // BadPicture, whether from decoding or from `visit`, is noted in the summary and reading goes on.
-ReadSummary readFrames(const Options& options, PhaseTimes& times, const FrameVisitor& visit);
+ReadSummary readFrames(InputList inputs, const Options& options, Progress& progress,
+                       PhaseTimes& times, const FrameVisitor& visit);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "image_view.h"
-#include "png.h"
+#include "picture_encoder.h"
 
 #include <string>
 #include <vector>

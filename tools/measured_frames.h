@@ -1,9 +1,8 @@
 #pragma once
 
 #include "engine.h"
-#include "inputs.h"
-#include "luma_store.h"
-#include "options.h"
+#include "frame_source.h"
+#include "image_view.h"
 #include "phase_times.h"
 
 #include <cstdint>
@@ -13,6 +12,7 @@
 
 // What is kept of a frame once its pixels are released.
 struct MeasuredFrame {
+    std::string path;
     std::string name;
     int64_t number; // in its video
     std::optional<double> seconds;
@@ -27,13 +27,13 @@ struct MeasuredFrame {
 struct Measurement {
     bool isVideo = false;
     std::vector<MeasuredFrame> frames;
-    std::vector<Skipped> skipped;
     std::vector<size_t> order; // from sharpest to least sharp, ties in frame order
     double medianScore = 0;
 };
 
-enum class Sizes { any, equal };
+// Measures one frame, which `view` shows.
+MeasuredFrame measureFrame(const SourceFrame& frame, const ImageView& view, Engine& engine,
+                           PhaseTimes& times);
 
-// Measures the frames of the inputs; their luma goes to `store` unless that is null.
-Measurement measureFrames(const Options& options, Sizes sizes, Engine& engine, PhaseTimes& times,
-                          LumaStore* store = nullptr);
+// Fills in the order and the median once all frames are measured.
+void sortByScore(Measurement& measured);

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <iostream>
 #include <map>
+#include <string_view>
 
 namespace {
 
@@ -17,25 +18,69 @@ const CLI::Range positive(int64_t{1}, int64_t{INT32_MAX});
 // largest square below.
 const CLI::Range kernelSizes(int64_t{1}, int64_t{2895});
 const CLI::Range radii(int64_t{1}, int64_t{1000});
+const CLI::Range gaps(0.0, 86400.0);
+constexpr const char* usualGap = "2";  // seconds between the pictures of one burst, at most
 constexpr int64_t largestSide = 16000; // above it FFmpeg has no picture
 
 void addTiming(CLI::App& command, Options& options) {
     command.add_flag("--timing", options.timing, "Print to stderr where the time went");
 }
 
-void addFrameOptions(CLI::App& command, Options& options) {
-    command
-        .add_option("INPUT", options.inputs, "A folder of pictures, picture files, or one video")
-        ->required();
+CLI::Option& addFrameOptions(CLI::App& command, Options& options) {
+    CLI::Option& inputs = *command.add_option("INPUT", options.inputs,
+                                              "A folder of pictures, picture files, or one video");
     command.add_option("--every", options.every, "Take every Nth frame or file")
         ->check(positive)
         ->type_name("N");
     command.add_option("--max", options.max, "Stop after N frames")
         ->check(positive)
         ->type_name("N");
-    command.add_flag("--json", options.json, "Print JSON instead of a table");
+    CLI::Option& json = *command.add_flag("--json", options.json, "Print JSON instead of a table");
+    command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
+        ->excludes(&json);
     command.add_flag("--skip-bad", options.skipBad, "Leave out what cannot be decoded");
     addTiming(command, options);
+    return inputs;
+}
+
+void addPickOutputs(CLI::App& pick, Options& options) {
+    pick.add_option("--report", options.reportFile, "Write an HTML page with the pictures")
+        ->type_name("OUT.html");
+    CLI::Option& copy = *pick.add_option("--copy-to", options.copyTo,
+                                         "Copy the chosen files, or video frames as PNG, to DIR")
+                             ->type_name("DIR");
+    pick.add_option("--link-to", options.linkTo, "Make symbolic links to the chosen files in DIR")
+        ->type_name("DIR")
+        ->excludes(&copy);
+    pick.add_flag("--force", options.force, "Replace files that exist");
+}
+
+void addPick(CLI::App& app, Options& options) {
+    CLI::App& pick = *app.add_subcommand("pick", "Rank a burst: the best frame, and which to keep");
+    CLI::Option& inputs = addFrameOptions(pick, options);
+    pick.add_option("--keep", options.keep, "How many frames to keep (1)")
+        ->check(positive)
+        ->type_name("K");
+    CLI::Option& faces =
+        *pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
+             ->type_name("FILE");
+    pick.add_flag("--moving", options.moving,
+                  "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
+    pick.add_option("--group", options.groupSeconds,
+                    "Split the pictures into bursts where nothing was taken for longer (2)")
+        ->check(gaps)
+        ->excludes(&faces)
+        ->type_name("[SECONDS]");
+    CLI::Option& jsonl =
+        *pick.add_flag("--jsonl", options.jsonl,
+                       "Read a burst from each line of stdin, and print a line of JSON for each")
+             ->excludes(&inputs)
+             ->excludes(&faces);
+    pick.add_flag("--strict", options.strict, "Exit with 2 when any line of --jsonl had an error")
+        ->needs(&jsonl);
+    addPickOutputs(pick, options);
+    for (const char* single : {"--json", "--csv", "--group", "--report", "--copy-to", "--link-to"})
+        jsonl.excludes(pick.get_option(single));
 }
 
 void addPictureOptions(CLI::App& command, Options& options) {
@@ -130,6 +175,29 @@ InputError argumentError(const std::string& what) {
     return {line.substr(0, colon), line.substr(colon + 2)};
 }
 
+bool isNumber(std::string_view word) {
+    double value = 0;
+    const auto end = std::from_chars(word.data(), word.data() + word.size(), value).ptr;
+    return !word.empty() && end == word.data() + word.size() && word.back() <= '9';
+}
+
+// The words behind the program's name, last first as the parser takes them. A number behind
+// `--group` is its value; anything else is an input.
+std::vector<std::string> toWords(int argc, char** argv) {
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        words.emplace_back(argv[i]);
+        if (words.back() != "--group")
+            continue;
+        if (i + 1 < argc && isNumber(argv[i + 1]))
+            words.emplace_back(argv[++i]);
+        else
+            words.emplace_back(usualGap);
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
+}
+
 } // namespace
 
 bool parseOptions(int argc, char** argv, Options& options) {
@@ -137,26 +205,15 @@ bool parseOptions(int argc, char** argv, Options& options) {
                  "filters them",
                  "kelvane");
     app.require_subcommand(1);
-
-    CLI::App& pick = *app.add_subcommand("pick", "Rank a burst: the best frame, and which to keep");
-    addFrameOptions(pick, options);
-    pick.add_option("--keep", options.keep, "How many frames to keep (1)")
-        ->check(positive)
-        ->type_name("K");
-    pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
-        ->type_name("FILE");
-    pick.add_flag("--moving", options.moving,
-                  "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
-
+    addPick(app, options);
     CLI::App& blur = *app.add_subcommand("blur", "Score pictures, the sharpest first");
-    addFrameOptions(blur, options);
-
+    addFrameOptions(blur, options).required();
     addPictureCommands(app, options);
     addPairCommands(app, options);
     app.add_subcommand("version", "Print the versions of the library and of what it runs on");
 
     try {
-        app.parse(argc, argv);
+        app.parse(toWords(argc, argv));
     } catch (const CLI::Success& help) {
         app.exit(help, std::cout, std::cerr);
         return false;
@@ -164,5 +221,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         throw argumentError(error.what());
     }
     options.command = commandOf(app);
+    if (options.command == Command::pick && options.inputs.empty() && !options.jsonl)
+        throw InputError("arguments", "INPUT is required");
     return true;
 }

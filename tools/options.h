@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ struct Options {
     std::string first; // the picture, or the first of two
     std::string second;
     std::string output; // a PNG file; empty for none
-    bool force = false; // replace it
+    bool force = false; // replace files that a command would make
     OutputSize outputSize = {};
     int64_t kernel = 0;
     Morphology operation = Morphology::erode;
@@ -30,8 +31,15 @@ struct Options {
     std::string facesFile;
     bool moving = false;
     bool json = false;
+    bool csv = false;
     bool skipBad = false;
     bool timing = false;
+    std::optional<double> groupSeconds; // split the pictures into bursts by capture time
+    bool jsonl = false;                 // read a burst from each line of stdin
+    bool strict = false;
+    std::string reportFile;
+    std::string copyTo; // folders for the chosen frames
+    std::string linkTo;
 };
 
 // Reads the command line. Returns false when help was asked for and printed; throws InputError

@@ -2,7 +2,6 @@
 
 #include "changed_mask.h"
 #include "colour_picture.h"
-#include "png.h"
 
 #include <algorithm>
 
@@ -37,15 +36,11 @@ void drawBox(BgrPicture& picture, const __tag_rect& rect) {
 
 std::string drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& times) {
     const ColourPicture colour = ColourPicture::read(path, times);
-    BgrPicture picture = colour.resized(colour.width(), colour.height(), times);
+    BgrPicture picture = colour.whole(times);
     Aligner aligner;
     const ChangedMask mask = findChangedMask(aligner, frames.first, frames.second);
     ChangedMask inFirst = moved(mask, mask.shift);
     tint(picture, inFirst);
     drawBox(picture, boundingBox(inFirst));
-    return encodePng({.data = picture.pixels.data(),
-                      .width = picture.width,
-                      .height = picture.height,
-                      .pitch = 3 * int64_t{picture.width},
-                      .channels = 3});
+    return encodePng(picture.view());
 }

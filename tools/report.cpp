@@ -15,7 +15,7 @@ namespace {
 using Row = std::vector<std::string>;
 
 std::string formatTable(const std::vector<Row>& rows, std::span<const char> leftAligned,
-                        size_t boldRow) {
+                        std::span<const size_t> boldRows) {
     std::vector<size_t> widths(leftAligned.size());
     for (const Row& row : rows)
         for (size_t i = 0; i < row.size(); ++i)
@@ -27,7 +27,8 @@ std::string formatTable(const std::vector<Row>& rows, std::span<const char> left
             line += (i == 0 ? "" : "  ") + (leftAligned[i] ? padRight(rows[r][i], widths[i])
                                                            : padLeft(rows[r][i], widths[i]));
         line.erase(line.find_last_not_of(' ') + 1);
-        text += (r == boldRow ? "\x1b[1m" + line + "\x1b[0m" : line) + "\n";
+        const bool bold = std::find(boldRows.begin(), boldRows.end(), r) != boldRows.end();
+        text += (bold ? "\x1b[1m" + line + "\x1b[0m" : line) + "\n";
     }
     return text;
 }
@@ -41,20 +42,10 @@ std::string placeText(const Measurement& measured, const MeasuredFrame& frame) {
     return measured.isVideo ? timeText(frame) : oneLine(frame.name);
 }
 
-std::string longName(const Measurement& measured, const MeasuredFrame& frame) {
-    if (!measured.isVideo)
-        return oneLine(frame.name);
-    return "frame " + std::to_string(frame.number) + " at " + timeText(frame);
-}
-
-int64_t frameNumber(const Measurement& measured, size_t i) {
-    return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
-}
-
 // One line about `count` frames that share something, naming the first of them.
 std::string note(const Measurement& measured, size_t count, const MeasuredFrame& first,
                  const std::string& text) {
-    std::string which = longName(measured, first);
+    std::string which = frameName(measured, first);
     if (count == measured.frames.size() && count > 1)
         which = "all frames";
     else if (count > 1)
@@ -85,19 +76,6 @@ std::string notes(const Measurement& measured) {
     return text;
 }
 
-std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {
-    if (measured.frames.size() == 1)
-        return "the only frame";
-    if (measured.medianScore == 0)
-        return best.blur.score == 0 ? "as flat as the median frame"
-                                    : "while the median frame is flat";
-    const double percent = (best.blur.score / measured.medianScore - 1) * 100;
-    const std::string amount = fixed(std::abs(percent), std::abs(percent) < 1 ? 1 : 0);
-    if (amount == "0.0")
-        return "as sharp as the median frame";
-    return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
-}
-
 Json toJson(const Measurement& measured, const MeasuredFrame& frame, size_t index) {
     char code[16];
     std::snprintf(code, sizeof code, "0x%x", frame.blur.format);
@@ -114,13 +92,6 @@ Json toJson(const Measurement& measured, const MeasuredFrame& frame, size_t inde
             {"blur", frame.blur.score}};
 }
 
-Json skippedJson(const Measurement& measured) {
-    Json skipped = Json::array();
-    for (const Skipped& file : measured.skipped)
-        skipped.push_back({{"name", file.name}, {"reason", file.reason}});
-    return skipped;
-}
-
 std::string objectText(const MovingObject& object) {
     const __tag_rect& rect = object.rect;
     return object.found ? sizeText(rect.right - rect.left, rect.bottom - rect.top) + " at " +
@@ -132,8 +103,11 @@ std::string areaText(const MovingObject& object) {
     return object.found ? std::to_string(object.area) : "-";
 }
 
-// What became of the search for moving objects, in one sentence.
-std::string movingSentence(const MovingObjects& moving) {
+// What became of the search for moving objects, in one sentence; nothing when none was made.
+std::string movingSentence(const Burst& burst) {
+    if (!burst.moving)
+        return "";
+    const MovingObjects& moving = *burst.moving;
     const size_t n = moving.ofFrames.size();
     std::string text = moving.found == 0 ? "Moving: nothing was found"
                                          : "Moving: an object in " + std::to_string(moving.found) +
@@ -145,67 +119,150 @@ std::string movingSentence(const MovingObjects& moving) {
     return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
 }
 
+std::string bestSentence(const Burst& burst) {
+    const Measurement& measured = burst.measured;
+    const MeasuredFrame& winner = measured.frames[static_cast<size_t>(burst.ranking.best)];
+    return "Best: " + frameName(measured, winner) + ", " + comparedWithMedian(measured, winner) +
+           "; kept " + std::to_string(burst.ranking.chosen.size()) + " of " +
+           std::to_string(measured.frames.size()) + ".\n";
+}
+
+Row pickRow(const Burst& burst, size_t i) {
+    const Measurement& measured = burst.measured;
+    const MeasuredFrame& frame = measured.frames[i];
+    Row row = {std::to_string(frameNumber(measured, i)), placeText(measured, frame),
+               std::to_string(frame.blur.score)};
+    if (burst.moving) {
+        row.push_back(objectText(burst.moving->ofFrames[i]));
+        row.push_back(areaText(burst.moving->ofFrames[i]));
+    }
+    row.push_back(burst.isChosen(i) ? "yes" : "");
+    row.push_back(burst.isBest(i) ? "best" : "");
+    return row;
+}
+
+// A row for each frame; bold ones on a terminal alone.
+std::string pickRows(std::span<const Burst> bursts, bool numbered,
+                     std::span<const size_t> boldRows) {
+    const bool video = bursts.front().measured.isVideo;
+    Row head = {"frame", video ? "time" : "file", "blur score", "chosen", "best"};
+    std::vector<char> left = {false, !video, false, true, true};
+    if (bursts.front().moving) {
+        head.insert(head.begin() + 3, {"moving object", "area"});
+        left.insert(left.begin() + 3, {true, false});
+    }
+    std::vector<Row> rows = {head};
+    for (const Burst& burst : bursts)
+        for (size_t i = 0; i < burst.measured.frames.size(); ++i)
+            rows.push_back(pickRow(burst, i));
+    if (numbered) {
+        left.insert(left.begin(), false);
+        rows[0].insert(rows[0].begin(), "burst");
+        size_t row = 1;
+        for (size_t b = 0; b < bursts.size(); ++b)
+            for (size_t i = 0; i < bursts[b].measured.frames.size(); ++i, ++row)
+                rows[row].insert(rows[row].begin(), std::to_string(b + 1));
+    }
+    return formatTable(rows, left,
+                       isatty(STDOUT_FILENO) == 1 ? boldRows : std::span<const size_t>{});
+}
+
+// Where the capture times of grouped pictures came from, unless all were in the pictures.
+std::string timesNote(std::span<const Burst> bursts) {
+    size_t files = 0, frames = 0;
+    for (const Burst& burst : bursts) {
+        files += burst.fileTimes;
+        frames += burst.measured.frames.size();
+    }
+    if (files == 0)
+        return "";
+    return "Note: " + counted(files, "frame") + " of " + std::to_string(frames) +
+           " without a capture time: grouped by when the file was last changed.\n";
+}
+
 Json objectJson(const MovingObject& object, bool used) {
     if (!object.found)
         return nullptr;
     return {{"rect", toJson(object.rect)}, {"area", object.area}, {"used", used}};
 }
 
-bool isChosen(const Ranking& ranking, size_t i) {
-    return std::binary_search(ranking.chosen.begin(), ranking.chosen.end(),
-                              static_cast<int64_t>(i));
-}
-
 } // namespace
 
-std::string pickTable(const Measurement& measured, const Ranking& ranking,
-                      const MovingObjects* moving) {
-    const auto best = static_cast<size_t>(ranking.best);
-    std::vector<Row> rows = {
-        {"frame", measured.isVideo ? "time" : "file", "blur score", "chosen", "best"}};
-    if (moving != nullptr)
-        rows[0].insert(rows[0].begin() + 3, {"moving object", "area"});
-    for (size_t i = 0; i < measured.frames.size(); ++i) {
-        const MeasuredFrame& frame = measured.frames[i];
-        rows.push_back({std::to_string(frameNumber(measured, i)), placeText(measured, frame),
-                        std::to_string(frame.blur.score), isChosen(ranking, i) ? "yes" : "",
-                        i == best ? "best" : ""});
-        if (moving != nullptr)
-            rows.back().insert(rows.back().begin() + 3,
-                               {objectText(moving->ofFrames[i]), areaText(moving->ofFrames[i])});
-    }
-    const bool file = !measured.isVideo;
-    const std::vector<char> left =
-        moving != nullptr ? std::vector<char>{false, file, false, true, false, true, true}
-                          : std::vector<char>{false, file, false, true, true};
-    const size_t boldRow = isatty(STDOUT_FILENO) == 1 ? best + 1 : rows.size();
-    const MeasuredFrame& winner = measured.frames[best];
-    return formatTable(rows, left, boldRow) + notes(measured) +
-           (moving != nullptr ? movingSentence(*moving) : "") +
-           "Best: " + longName(measured, winner) + ", " + comparedWithMedian(measured, winner) +
-           "; kept " + std::to_string(ranking.chosen.size()) + " of " +
-           std::to_string(measured.frames.size()) + ".\n";
+std::string frameName(const Measurement& measured, const MeasuredFrame& frame) {
+    if (!measured.isVideo)
+        return oneLine(frame.name);
+    return "frame " + std::to_string(frame.number) + " at " + timeText(frame);
 }
 
-std::string pickJson(const Measurement& measured, const Ranking& ranking,
-                     const MovingObjects* moving) {
-    Json json = jsonHead("pick");
+int64_t frameNumber(const Measurement& measured, size_t i) {
+    return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
+}
+
+std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {
+    if (measured.frames.size() == 1)
+        return "the only frame";
+    if (measured.medianScore == 0)
+        return best.blur.score == 0 ? "as flat as the median frame"
+                                    : "while the median frame is flat";
+    const double percent = (best.blur.score / measured.medianScore - 1) * 100;
+    const std::string amount = fixed(std::abs(percent), std::abs(percent) < 1 ? 1 : 0);
+    if (amount == "0.0")
+        return "as sharp as the median frame";
+    return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
+}
+
+std::string pickTable(const Burst& burst) {
+    const Measurement& measured = burst.measured;
+    const auto best = static_cast<size_t>(burst.ranking.best);
+    const size_t boldRow = best + 1;
+    return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + movingSentence(burst) +
+           bestSentence(burst);
+}
+
+std::string groupTable(std::span<const Burst> bursts) {
+    std::vector<size_t> boldRows;
+    size_t row = 1, frames = 0, kept = 0;
+    std::string notesOfBursts;
+    for (size_t i = 0; i < bursts.size(); ++i) {
+        const Burst& burst = bursts[i];
+        boldRows.push_back(row + static_cast<size_t>(burst.ranking.best));
+        row += burst.measured.frames.size();
+        frames += burst.measured.frames.size();
+        kept += burst.ranking.chosen.size();
+        for (const std::string& line : {notes(burst.measured), movingSentence(burst)})
+            if (!line.empty())
+                notesOfBursts += "Burst " + std::to_string(i + 1) + ": " + line;
+    }
+    return pickRows(bursts, true, boldRows) + notesOfBursts + timesNote(bursts) +
+           counted(bursts.size(), "burst") + "; kept " + std::to_string(kept) + " of " +
+           counted(frames, "frame") + ".\n";
+}
+
+OrderedJson pickJson(const Burst& burst) {
+    const Ranking& ranking = burst.ranking;
+    Json json;
     json["frames"] = Json::array();
-    for (size_t i = 0; i < measured.frames.size(); ++i) {
-        Json frame = toJson(measured, measured.frames[i], i);
-        frame["chosen"] = isChosen(ranking, i);
-        frame["best"] = static_cast<int64_t>(i) == ranking.best;
-        if (moving != nullptr)
-            frame["moving"] = objectJson(moving->ofFrames[i], moving->used);
+    for (size_t i = 0; i < burst.measured.frames.size(); ++i) {
+        Json frame = toJson(burst.measured, burst.measured.frames[i], i);
+        frame["chosen"] = burst.isChosen(i);
+        frame["best"] = burst.isBest(i);
+        if (burst.moving)
+            frame["moving"] = objectJson(burst.moving->ofFrames[i], burst.moving->used);
         json["frames"].push_back(std::move(frame));
     }
-    if (moving != nullptr)
-        json["moving_used"] = moving->used;
-    json["order"] = measured.order;
+    if (burst.moving)
+        json["moving_used"] = burst.moving->used;
+    json["order"] = burst.measured.order;
     json["chosen"] = ranking.chosen;
     json["best"] = ranking.best;
-    json["skipped"] = skippedJson(measured);
-    return printJson(json);
+    return json;
+}
+
+OrderedJson skippedJson(std::span<const Skipped> skipped) {
+    Json json = Json::array();
+    for (const Skipped& file : skipped)
+        json.push_back({{"name", file.name}, {"reason", file.reason}});
+    return json;
 }
 
 std::string blurTable(const Measurement& measured) {
@@ -221,15 +278,15 @@ std::string blurTable(const Measurement& measured) {
         rows.push_back(std::move(row));
     }
     const char left[] = {false, !measured.isVideo, false};
-    return formatTable(rows, left, rows.size()) + notes(measured);
+    return formatTable(rows, left, {}) + notes(measured);
 }
 
-std::string blurJson(const Measurement& measured) {
+std::string blurJson(const Measurement& measured, std::span<const Skipped> skipped) {
     Json json = jsonHead("blur");
     json["frames"] = Json::array();
     for (size_t i = 0; i < measured.frames.size(); ++i)
         json["frames"].push_back(toJson(measured, measured.frames[i], i));
     json["order"] = measured.order;
-    json["skipped"] = skippedJson(measured);
+    json["skipped"] = skippedJson(skipped);
     return printJson(json);
 }

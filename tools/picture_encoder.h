@@ -15,3 +15,7 @@ struct PixelsView {
 
 // The bytes of a PNG file.
 std::string encodePng(const PixelsView& pixels);
+
+// The bytes of a JPEG file of a colour picture. The quantiser is 1 (the best) to 31; at the best
+// the chroma keeps its full resolution.
+std::string encodeJpeg(const PixelsView& pixels, int quantiser);
