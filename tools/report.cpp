@@ -103,22 +103,6 @@ std::string areaText(const MovingObject& object) {
     return object.found ? std::to_string(object.area) : "-";
 }
 
-// What became of the search for moving objects, in one sentence; nothing when none was made.
-std::string movingSentence(const Burst& burst) {
-    if (!burst.moving)
-        return "";
-    const MovingObjects& moving = *burst.moving;
-    const size_t n = moving.ofFrames.size();
-    std::string text = moving.found == 0 ? "Moving: nothing was found"
-                                         : "Moving: an object in " + std::to_string(moving.found) +
-                                               " of " + counted(n, "frame");
-    if (const auto alone = n - static_cast<size_t>(moving.compared); alone > 0 && n > 1)
-        text += " (" + std::to_string(alone) + " not comparable with the neighbours)";
-    if (moving.used)
-        return text + "; its sharpness, size and place count.\n";
-    return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
-}
-
 std::string bestSentence(const Burst& burst) {
     const Measurement& measured = burst.measured;
     const MeasuredFrame& winner = measured.frames[static_cast<size_t>(burst.ranking.best)];
@@ -209,6 +193,21 @@ std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame&
     if (amount == "0.0")
         return "as sharp as the median frame";
     return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
+}
+
+std::string movingSentence(const Burst& burst) {
+    if (!burst.moving)
+        return "";
+    const MovingObjects& moving = *burst.moving;
+    const size_t n = moving.ofFrames.size();
+    std::string text = moving.found == 0 ? "Moving: nothing was found"
+                                         : "Moving: an object in " + std::to_string(moving.found) +
+                                               " of " + counted(n, "frame");
+    if (const auto alone = n - static_cast<size_t>(moving.compared); alone > 0 && n > 1)
+        text += " (" + std::to_string(alone) + " not comparable with the neighbours)";
+    if (moving.used)
+        return text + "; its sharpness, size and place count.\n";
+    return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
 }
 
 std::string pickTable(const Burst& burst) {

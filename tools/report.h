@@ -27,3 +27,6 @@ int64_t frameNumber(const Measurement& measured, size_t index);
 
 // "5 % sharper than the median frame".
 std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& frame);
+
+// What became of the search for moving objects, in one line; nothing when none was made.
+std::string movingSentence(const Burst& burst);
