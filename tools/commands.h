@@ -14,7 +14,12 @@ struct Output {
     std::string text;
     std::vector<Skipped> skipped = {};
     std::optional<OutputFile> file = {};
+    int status = 0; // of the process
 };
+
+// Exit statuses.
+constexpr int failure = 1;
+constexpr int badInput = 2;
 
 Output runPick(const Options& options, PhaseTimes& times);
 Output runBlur(const Options& options, PhaseTimes& times);

@@ -1,18 +1,13 @@
 #include "faces.h"
 
 #include "error.h"
-
-#include <nlohmann/json.hpp>
+#include "json_input.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <initializer_list>
-#include <string_view>
 #include <system_error>
-
-using Json = nlohmann::json;
 
 namespace {
 
@@ -23,64 +18,8 @@ constexpr size_t recordSize = 412;
 constexpr size_t faceCountOffset = 400;
 constexpr uint32_t notKnown = UINT32_MAX;
 
-// One value of the file, with its path for messages: "frames[2].faces[0].code".
-class Node {
-public:
-    Node(const Json& json, const std::string& file, std::string path)
-        : json_(json), file_(file), path_(std::move(path)) {}
-
-    [[noreturn]] void fail(const std::string& reason) const {
-        throw InputError(file_, path_.empty() ? reason : path_ + ": " + reason);
-    }
-
-    void checkKeys(std::initializer_list<std::string_view> known) const {
-        if (!json_.is_object())
-            fail("must be an object");
-        for (const auto& entry : json_.items())
-            if (std::find(known.begin(), known.end(), entry.key()) == known.end())
-                fail("unknown key \"" + entry.key() + "\"");
-    }
-
-    bool has(const char* key) const { return json_.contains(key); }
-
-    Node get(const char* key) const {
-        if (!has(key))
-            fail(std::string("\"") + key + "\" is missing");
-        return {json_.at(key), file_, path_.empty() ? key : path_ + "." + key};
-    }
-
-    std::vector<Node> elements() const {
-        if (!json_.is_array())
-            fail("must be an array");
-        std::vector<Node> nodes;
-        for (size_t i = 0; i < json_.size(); ++i)
-            nodes.emplace_back(json_[i], file_, path_ + "[" + std::to_string(i) + "]");
-        return nodes;
-    }
-
-    int64_t integer(int64_t low, int64_t high) const {
-        if (!json_.is_number_integer())
-            fail("must be an integer");
-        const bool fits = !json_.is_number_unsigned() || json_.get<uint64_t>() <= INT64_MAX;
-        if (!fits || json_.get<int64_t>() < low || json_.get<int64_t>() > high)
-            fail("must be " + std::to_string(low) + " to " + std::to_string(high));
-        return json_.get<int64_t>();
-    }
-
-    bool boolean() const {
-        if (!json_.is_boolean())
-            fail("must be true or false");
-        return json_.get<bool>();
-    }
-
-private:
-    const Json& json_;
-    const std::string& file_;
-    std::string path_;
-};
-
-__tag_rect parseRect(const Node& node) {
-    const std::vector<Node> edges = node.elements();
+__tag_rect parseRect(const JsonNode& node) {
+    const std::vector<JsonNode> edges = node.elements();
     if (edges.size() != 4)
         node.fail("must be [left, top, right, bottom]");
     const auto edge = [&](size_t i) {
@@ -92,14 +31,14 @@ __tag_rect parseRect(const Node& node) {
     return rect;
 }
 
-uint32_t parseSmile(const Node& node) {
+uint32_t parseSmile(const JsonNode& node) {
     const int64_t degree = node.integer(0, 80);
     if (degree != 0 && degree != 30 && degree != 80)
         node.fail("must be 0, 30 or 80");
     return static_cast<uint32_t>(degree);
 }
 
-Face parseFace(const Node& node) {
+Face parseFace(const JsonNode& node) {
     node.checkKeys({"rect", "code", "smile", "eyes_open"});
     Face face = {parseRect(node.get("rect")), 0, notKnown, notKnown};
     if (node.has("code"))
@@ -111,29 +50,25 @@ Face parseFace(const Node& node) {
     return face;
 }
 
-std::vector<Face> parseFrame(const Node& node) {
+std::vector<Face> parseFrame(const JsonNode& node) {
     node.checkKeys({"faces"});
-    const Node list = node.get("faces");
+    const JsonNode list = node.get("faces");
     std::vector<Face> faces;
-    for (const Node& face : list.elements())
+    for (const JsonNode& face : list.elements())
         faces.push_back(parseFace(face));
     if (faces.size() > mostFaces)
         list.fail("at most 10 faces");
     return faces;
 }
 
-Json parseFile(const std::string& path) {
+nlohmann::json parseFile(const std::string& path) {
     errno = 0;
     std::ifstream file(path);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file)
         throw InputError(path,
                          errno != 0 ? std::generic_category().message(errno) : "cannot be read");
-    try {
-        return Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        throw InputError(path, "not valid JSON at byte " + std::to_string(error.byte));
-    }
+    return parseJson(text, path);
 }
 
 // Integers of the record are little-endian, as on every platform that the library is built for.
@@ -147,11 +82,11 @@ __tag_rect clip(__tag_rect rect, int32_t width, int32_t height) {
 } // namespace
 
 FacesOfFrames readFaces(const std::string& path) {
-    const Json json = parseFile(path);
-    const Node root(json, path, "");
+    const nlohmann::json json = parseFile(path);
+    const JsonNode root(json, path, "");
     root.checkKeys({"frames"});
     FacesOfFrames frames;
-    for (const Node& frame : root.get("frames").elements())
+    for (const JsonNode& frame : root.get("frames").elements())
         frames.push_back(parseFrame(frame));
     return frames;
 }

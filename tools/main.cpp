@@ -13,9 +13,6 @@ extern "C" {
 
 namespace {
 
-constexpr int failure = 1;
-constexpr int badInput = 2;
-
 void complain(const std::string& name, const std::string& reason) {
     std::fprintf(stderr, "kelvane: %s: %s\n", oneLine(name).c_str(), oneLine(reason).c_str());
 }
@@ -62,7 +59,7 @@ int runTool(int argc, char** argv) {
     }
     if (options.timing)
         printTimes(times);
-    return 0;
+    return output.status;
 }
 
 } // namespace

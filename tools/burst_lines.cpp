@@ -1,0 +1,105 @@
+#include "burst_lines.h"
+
+#include "burst.h"
+#include "error.h"
+#include "json_input.h"
+#include "report.h"
+
+#include <cstdio>
+#include <iostream>
+#include <new>
+
+namespace {
+
+constexpr int64_t largestCount = INT32_MAX;
+
+// What a line says beside its id.
+Options parseLine(const JsonNode& line, Options options) {
+    line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces"});
+    for (const JsonNode& file : line.get("files").elements())
+        options.inputs.push_back(file.string());
+    if (options.inputs.empty())
+        line.get("files").fail("must not be empty");
+    for (const auto& [key, count] :
+         {std::pair{"keep", &options.keep}, {"every", &options.every}, {"max", &options.max}})
+        if (line.has(key))
+            *count = line.get(key).integer(1, largestCount);
+    if (line.has("moving"))
+        options.moving = line.get("moving").boolean();
+    if (line.has("skip_bad"))
+        options.skipBad = line.get("skip_bad").boolean();
+    if (line.has("faces"))
+        options.facesFile = line.get("faces").string();
+    return options;
+}
+
+OrderedJson pickLine(const Options& options, PhaseTimes& times) {
+    std::vector<Skipped> skipped;
+    Progress progress;
+    const std::vector<Burst> bursts = pickBursts(expandInputs(options.inputs), options,
+                                                 Sizes::equal, 0, progress, times, skipped);
+    if (bursts.empty())
+        throw InputError(options.inputs.front(), "no frame could be read");
+    OrderedJson json = pickJson(bursts.front());
+    json["skipped"] = skippedJson(skipped);
+    return json;
+}
+
+OrderedJson error(const std::string& name, const std::string& reason) {
+    return {{"error", {{"name", name}, {"reason", reason}}}};
+}
+
+// One burst must not end the others, whatever happens to it.
+OrderedJson pickOrError(const JsonNode& line, const Options& options, PhaseTimes& times) {
+    try {
+        return pickLine(parseLine(line, options), times);
+    } catch (const NamedError& failure) {
+        return error(failure.name(), failure.what());
+    } catch (const std::bad_alloc&) {
+        return error("memory", "not enough for this input");
+    } catch (const std::exception& failure) {
+        return error("internal error", failure.what());
+    }
+}
+
+OrderedJson answer(const std::string& text, const std::string& source, const Options& options,
+                   PhaseTimes& times) {
+    OrderedJson json = jsonHead("pick");
+    json["id"] = nullptr;
+    try {
+        const nlohmann::json parsed = parseJson(text, source);
+        const JsonNode line(parsed, source, "");
+        if (parsed.is_object() && parsed.contains("id"))
+            json["id"] = parsed["id"];
+        if (!json["id"].is_string() && !json["id"].is_number_integer())
+            line.fail("needs an \"id\", a string or an integer");
+        json.update(pickOrError(line, options, times));
+    } catch (const InputError& failure) {
+        json.update(error(failure.name(), failure.what()));
+    }
+    return json;
+}
+
+void print(const OrderedJson& json) {
+    const std::string line =
+        json.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
+    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fflush(stdout) != 0)
+        throw WriteError("standard output", "cannot be written");
+}
+
+} // namespace
+
+size_t pickLines(const Options& options, PhaseTimes& times) {
+    size_t number = 0, errors = 0;
+    for (std::string text; std::getline(std::cin, text);) {
+        ++number;
+        if (text.find_first_not_of(" \t\r") == std::string::npos)
+            continue;
+        const OrderedJson json = answer(text, "line " + std::to_string(number), options, times);
+        errors += json.contains("error") ? 1 : 0;
+        print(json);
+    }
+    if (std::cin.bad())
+        throw InputError("standard input", "cannot be read");
+    return errors;
+}
