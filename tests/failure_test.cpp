@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <climits>
 #include <iostream>
+#include <set>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -50,6 +52,8 @@ struct World {
         roiInit(handle, width, height, 0x601, &roi);
     }
     ~World() {
+        VantMemFree(handle, bitmapSet);
+        ReleasePyrBit(static_cast<_tag_ZEP_ABDEBLUR*>(alignment), &pyramid);
         DRAV_Uninit(&engine);
         DRAV_Uninit(&newEngine);
         Alignment_Uninit(&alignment);
@@ -98,6 +102,8 @@ struct World {
     __tag_KIRO_OFFSCREEN small = {0x601, 32, 12, {plane}, {40}};
     void* newAlignment = nullptr;
     void* newRoi = nullptr;
+    unsigned char* bitmapSet = nullptr;
+    _tag_BitPyramid_Struct* pyramid = nullptr;
     std::array<long, 4> displacements = {-1, -1, -1, -1};
     _tag_ROI_INFO changed = {{-1, -1, -1, -1}, -1.0f, -1, -1};
 };
@@ -145,6 +151,15 @@ long align(World& w) {
     return Image_Alignment_Video(w.alignment, &input, 0, results, 1);
 }
 
+long allocateBitmaps(World& w) {
+    return Alloc_ComputeBitMaps_Video(static_cast<_tag_ZEP_ABDEBLUR*>(w.alignment), &w.bitmapSet,
+                                      width, height, 4, 3, 0);
+}
+long allocatePyramid(World& w) {
+    return Alloc_ComputeBitPyramid_Video(static_cast<_tag_ZEP_ABDEBLUR*>(w.alignment), &w.pyramid,
+                                         width, height, 4, 3, 0);
+}
+
 struct EntryPoint {
     const char* name;
     int allocations;
@@ -185,7 +200,12 @@ const EntryPoint entryPoints[] = {
     {"GB_BoxBlurA, in place", 3, boxBlurInPlace},
     {"GB_GaussianBlurA", 2 + 3, smooth<GB_GaussianBlurA>, {}, 2, [](World& w) { boxBlur(w); }},
     {"sbrErode", 1, smooth<sbrErode>},
+    {"sbrDilate", 1, smooth<sbrDilate>},
     {"sbrOpen", 2, smooth<sbrOpen>, {}, 1, [](World& w) { smooth<sbrErode>(w); }},
+    {"sbrClose", 2, smooth<sbrClose>, {}, 1, [](World& w) { smooth<sbrDilate>(w); }},
+    {"Alloc_ComputeBitMaps_Video", 1, allocateBitmaps},
+    // The record, its levels and the patches of one of them.
+    {"Alloc_ComputeBitPyramid_Video", 3, allocatePyramid},
     {"Alignment_Init", 2, [](World& w) { return Alignment_Init(w.handle, &w.newAlignment); }},
     // Two bitmap sets, then two pyramids: record, levels and the patches of one level.
     {"Image_Alignment_Video", 2 + 2 * 3, align, {}, 0, [](World& w) { w.displacements = {}; }},
@@ -197,45 +217,127 @@ const EntryPoint entryPoints[] = {
      }},
 };
 
-// Fails the given allocation, and then does without failure what failed. False when the call has
-// no such allocation.
-bool failsAt(const EntryPoint& entry, int64_t allocation, void* handle) {
+// What a call has given, without the addresses of it.
+std::vector<int64_t> resultOf(const World& w) {
+    std::vector<int64_t> result = {w.newEngine != nullptr,
+                                   w.blur.size,
+                                   w.ranking.count,
+                                   w.ranking.best,
+                                   std::bit_cast<int32_t>(w.sharpness),
+                                   w.readRecord != nullptr ? w.readRecord->frameCount : -1,
+                                   w.owned[n - 1].faces != nullptr,
+                                   w.owned[n - 1].alignment != nullptr,
+                                   w.newImage.pitches[1],
+                                   w.resizeBuffer != nullptr,
+                                   w.newAlignment != nullptr,
+                                   w.newRoi != nullptr,
+                                   w.changed.rect.right,
+                                   w.changed.rect.bottom,
+                                   w.changed.dx,
+                                   w.changed.dy,
+                                   w.bitmapSet != nullptr,
+                                   w.pyramid != nullptr};
+    if (w.blur.data != nullptr)
+        result.push_back(static_cast<const _tag_DRAV_BLURRESULT*>(w.blur.data)->score);
+    result.insert(result.end(), w.moving.begin(), w.moving.end());
+    result.insert(result.end(), std::begin(w.indices), std::end(w.indices));
+    result.insert(result.end(), w.displacements.begin(), w.displacements.end());
+    result.insert(result.end(), std::begin(w.plane), std::end(w.plane));
+    return result;
+}
+
+// Calls with too little memory, and then again with enough. False when there was enough at once.
+template <typename Restrict, typename Release>
+bool failsWithin(const EntryPoint& entry, void* handle, Restrict restrict, Release release,
+                 std::vector<int64_t>& expected) {
     World w(handle);
     for (const int32_t count : entry.objectCounts)
         w.setObjects(count);
     const WorldBytes before = bytesOf(w);
-    allocationsUntilFailure = allocation;
+    allocationCount = 0;
+    restrict();
     const long code = entry.call(w);
-    const bool failed = std::exchange(allocationsUntilFailure, -1) < 0;
-    EXPECT_EQ(code, failed ? ERR_NO_MEMORY : ERR_NONE);
-    if (failed) {
+    release();
+    const int64_t failedAllocation = allocationCount - 1;
+    if (code != ERR_NONE) {
+        EXPECT_EQ(code, ERR_NO_MEMORY);
         const WorldBytes after = bytesOf(w);
         std::memcpy(static_cast<void*>(&w), &before, sizeof w);
-        if (allocation >= entry.untouched)
+        if (failedAllocation >= entry.untouched)
             entry.trace(w);
-        EXPECT_EQ(after, bytesOf(w)) << allocation;
+        EXPECT_EQ(after, bytesOf(w)) << failedAllocation;
         EXPECT_EQ(entry.call(w), ERR_NONE);
     }
     EXPECT_NE(before, bytesOf(w));
-    return failed;
+    if (expected.empty())
+        expected = resultOf(w);
+    EXPECT_EQ(resultOf(w), expected);
+    return code != ERR_NONE;
+}
+
+// One allocation after the other fails. Without a failure, `expected` receives the result.
+int failEveryMalloc(const EntryPoint& entry, std::vector<int64_t>& expected) {
+    const int64_t blocks = heapBlocks;
+    const auto release = [] { mallocsUntilFailure = -1; };
+    failsWithin(entry, nullptr, release, release, expected);
+    int failures = 0;
+    const auto restrict = [&] { mallocsUntilFailure = failures; };
+    while (failsWithin(entry, nullptr, restrict, release, expected) && failures < 50)
+        ++failures;
+    EXPECT_EQ(heapBlocks, blocks);
+    return failures;
+}
+
+// An arena is given what the allocation that failed before lacked. Counts the allocations that
+// failed in some arena; room that was needed by others may serve again.
+int failInGrowingRoom(const EntryPoint& entry, std::vector<int64_t>& expected) {
+    const Arena arena(1 << 22);
+    std::set<int64_t> failed;
+    long room = 0;
+    int64_t last = 0;
+    void* rest = nullptr;
+    const auto restrict = [&] {
+        rest = VantMemAlloc(arena.handle(), GetMaxAllocMemSize(arena.handle()) - room - 16);
+        allocationCount = 0;
+    };
+    const auto release = [&] {
+        last = allocationCount;
+        room = std::max(32L, room + lastShortage);
+        VantMemFree(arena.handle(), rest);
+    };
+    while (failsWithin(entry, arena.handle(), restrict, release, expected) && last < 50) {
+        EXPECT_TRUE(arena.isEmpty()) << last;
+        failed.insert(last);
+    }
+    EXPECT_TRUE(arena.isEmpty());
+    return static_cast<int>(failed.size());
 }
 
 TEST(Failure, EveryAllocationOfEveryEntryPoint) {
-    int64_t exercised = 0;
+    int exercised = 0;
     for (const EntryPoint& entry : entryPoints) {
-        for (const bool inArena : {true, false}) {
-            SCOPED_TRACE(entry.name);
-            const Arena arena(1 << 22);
-            int64_t failures = 0;
-            while (failsAt(entry, failures, inArena ? arena.handle() : nullptr) && failures < 50) {
-                EXPECT_TRUE(arena.isEmpty()) << failures;
-                ++failures;
-            }
-            EXPECT_EQ(failures, entry.allocations);
-            exercised += failures;
-        }
+        SCOPED_TRACE(entry.name);
+        std::vector<int64_t> expected;
+        EXPECT_EQ(failEveryMalloc(entry, expected), entry.allocations);
+        const int inArena = failInGrowingRoom(entry, expected);
+        EXPECT_TRUE(inArena > 0 && inArena <= entry.allocations) << inArena;
+        exercised += entry.allocations + inArena;
     }
     std::cout << exercised << " failing allocations\n";
+    RecordProperty("failing_allocations", exercised);
+}
+
+TEST(Failure, TheHeapItself) {
+    const int64_t blocks = heapBlocks;
+    void* const block = VantMemAlloc(nullptr, 8);
+    VantMemSet(block, 7, 8);
+    mallocsUntilFailure = 0;
+    EXPECT_EQ(VantMemAlloc(nullptr, 8), nullptr);
+    mallocsUntilFailure = 0;
+    EXPECT_EQ(VantMemRealloc(nullptr, block, 1 << 20), nullptr);
+    EXPECT_EQ(VantMemCmp(block, "\7\7\7\7\7\7\7\7", 8), 0);
+    VantMemFree(nullptr, block);
+    EXPECT_EQ(heapBlocks, blocks);
 }
 
 // Expects a refusal that leaves no trace, and asks for no memory where that can be told.

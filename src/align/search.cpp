@@ -96,8 +96,9 @@ int64_t residual(int64_t cost, const SearchLevel& level) {
     return truncateTo<int64_t>(static_cast<float>(cost) / area * 480.0f * 270.0f);
 }
 
-// Moves the patches of the moving frame by the estimate, cuts them out, and compares.
-Best refinePatches(const Search& search, int64_t globalLevel, Displacement e) {
+// Moves the patches of the moving frame by the estimate, cuts them out, and compares. Not inlined,
+// like refineStored, so that its locals take no stack at every level of the recursion.
+[[gnu::noinline]] Best refinePatches(const Search& search, int64_t globalLevel, Displacement e) {
     const _tag_BitMap_Struct& ref = search.refPyramid->levels[globalLevel];
     _tag_BitMap_Struct work = search.workPyramid->levels[globalLevel];
     work.xOffset -= e.x;
@@ -156,7 +157,8 @@ long searchPatchLevel(const Search& search, const SearchLevel& level, long resul
     return ERR_NONE;
 }
 
-Best refineStored(const Search& search, const SearchLevel& level, Displacement e) {
+[[gnu::noinline]] Best refineStored(const Search& search, const SearchLevel& level,
+                                    Displacement e) {
     if (level.levelsLeft <= 1)
         return refineGrey(level, e);
     if (level.width <= 159)
