@@ -14,10 +14,6 @@ if(KELVANE_SANITIZE)
   target_link_options(kelvane_flags INTERFACE ${sanitizers})
 endif()
 
-if(KELVANE_BUILD_FUZZ) # everything counts the edges that it takes
-  target_compile_options(kelvane_flags INTERFACE -fsanitize=fuzzer-no-link)
-endif()
-
 # The standard library of Android, for those who build with it.
 option(KELVANE_LIBCXX "Build with Clang's standard library, libc++" OFF)
 if(KELVANE_LIBCXX)
@@ -37,6 +33,10 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+
+if(KELVANE_BUILD_FUZZ) # the library alone counts its edges, not what it is compared with
+  target_compile_options(kelvane_library_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # What the language defines may still be unintended: integers that wrap or change in a conversion.
 if(KELVANE_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")

@@ -277,9 +277,11 @@ struct PlainAligner {
         const Displacement chosen = choose(true, best, 1, 14, [&](Displacement c) {
             return wordDisagreement(a, b, {e.x, e.y + c.y}, c.x, rows);
         });
+        const int64_t area = a.width * a.height; // of no rows, the share saturates
         if (plainLevelCount(moving) - left == 2)
-            score = static_cast<int64_t>(static_cast<float>(best) /
-                                         static_cast<float>(a.width * a.height) * 480.0f * 270.0f);
+            score = area == 0 ? INT64_MIN
+                              : static_cast<int64_t>(static_cast<float>(best) /
+                                                     static_cast<float>(area) * 480.0f * 270.0f);
         return chosen;
     }
 };
