@@ -1,5 +1,7 @@
 #include "roi/bounding_box.h"
 
+#include "platform/unaligned.h"
+
 #include <algorithm>
 
 namespace kelvane {
@@ -7,42 +9,54 @@ namespace kelvane {
 namespace {
 
 bool isUniform(const unsigned char* row, int64_t count, unsigned char value) {
-    unsigned char different = 0;
-    for (int64_t x = 0; x < count; ++x)
-        different = static_cast<unsigned char>(different | (row[x] ^ value));
+    const uint64_t values = value * (UINT64_MAX / 255);
+    uint64_t different = 0;
+    int64_t x = 0;
+    for (; x + 8 <= count; x += 8)
+        different |= loadUnaligned<uint64_t>(row + x) ^ values;
+    for (; x < count; ++x)
+        different |= static_cast<uint64_t>(row[x] ^ value);
     return different == 0;
 }
 
+constexpr int64_t run = 64; // pixels that are looked at together
+
 } // namespace
+
+void Bounds::includeRow(const unsigned char* row, int64_t width, int64_t y,
+                        unsigned char background) {
+    if (isEmpty())
+        top = y;
+    bottom = y + 1;
+    // Columns already inside need no second look.
+    int64_t x = 0;
+    while (x + run <= std::min(left, width) && isUniform(row + x, run, background))
+        x += run;
+    while (x < left && row[x] == background)
+        ++x;
+    left = std::min(left, x);
+    x = width;
+    while (x - run >= right && isUniform(row + x - run, run, background))
+        x -= run;
+    while (x > right && row[x - 1] == background)
+        --x;
+    right = std::max(right, x);
+}
 
 __tag_rect boundingBox(const unsigned char* pixels, int64_t width, int64_t height, int64_t pitch,
                        unsigned char background) {
-    int64_t left = width;
-    int64_t right = -1; // the last differing column
-    int64_t top = height;
-    int64_t bottom = -1;
+    Bounds bounds;
     for (int64_t y = 0; y < height; ++y) {
         const unsigned char* const row = pixels + y * pitch;
-        if (isUniform(row, width, background))
-            continue;
-        top = std::min(top, y);
-        bottom = y;
-        // Columns already inside the box need no second look.
-        int64_t x = 0;
-        while (x < left && row[x] == background)
-            ++x;
-        left = std::min(left, x);
-        x = width - 1;
-        while (x > right && row[x] == background)
-            --x;
-        right = std::max(right, x);
+        if (!isUniform(row, width, background))
+            bounds.includeRow(row, width, y, background);
     }
-    if (right <= left)
+    if (bounds.right - bounds.left <= 1)
         return {};
-    return {.left = static_cast<int32_t>(left),
-            .top = static_cast<int32_t>(top),
-            .right = static_cast<int32_t>(right + 1),
-            .bottom = static_cast<int32_t>(bottom + 1)};
+    return {.left = static_cast<int32_t>(bounds.left),
+            .top = static_cast<int32_t>(bounds.top),
+            .right = static_cast<int32_t>(bounds.right),
+            .bottom = static_cast<int32_t>(bounds.bottom)};
 }
 
 } // namespace kelvane

@@ -2,6 +2,7 @@
 #include "image/format.h"
 #include "roi/bounding_box.h"
 #include "roi/context.h"
+#include "roi/morphology.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,11 +21,12 @@ bool isFrameOf(const _tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& frame) {
            frame.planes[0] != nullptr && frame.pitches[0] >= frame.width;
 }
 
-// Half of a - b, shifted up: 127 where the frames agree.
+// Half of a - b, shifted up: 127 where the frames agree. Rounded down as the complement of a mean
+// that is rounded up, for which processors have an instruction.
 void differenceRow(const unsigned char* a, const unsigned char* b, int64_t count,
                    unsigned char* mask) {
     for (int64_t x = 0; x < count; ++x)
-        mask[x] = static_cast<unsigned char>((a[x] - b[x] + 255) >> 1);
+        mask[x] = static_cast<unsigned char>(255 - ((255 - a[x] + b[x] + 1) >> 1));
 }
 
 // Fills the mask with the difference of what both frames show, less a margin of the displacement on
@@ -33,14 +35,23 @@ void fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
                     const __tag_KIRO_OFFSCREEN& second, int64_t dx, int64_t dy) {
     const int64_t marginX = dx < 0 ? -dx : dx;
     const int64_t marginY = dy < 0 ? -dy : dy;
+    const int64_t columns = std::max<int64_t>(roi.width - 2 * marginX, 0);
+    const int64_t rows = columns > 0 ? std::max<int64_t>(roi.height - 2 * marginY, 0) : 0;
     const int64_t pitch = roi.maskPitch();
-    VantMemSet(roi.mask, unchanged, roi.height * pitch);
-    for (int64_t y = marginY; y < roi.height - marginY; ++y) {
-        const unsigned char* const a = first.planes[0] + y * first.pitches[0] + marginX;
-        const int64_t moved = (y - dy) * second.pitches[0] + marginX - dx;
-        differenceRow(a, second.planes[0] + moved, roi.width - 2 * marginX,
-                      roi.mask + (y - dy) * pitch + marginX - dx);
+    unsigned char* mask = roi.mask;
+    // From one row's compared part to the next one's nothing is compared.
+    int64_t skipped = rows > 0 ? (marginY - dy) * pitch + marginX - dx : roi.height * pitch;
+    for (int64_t y = 0; y < rows; ++y) {
+        VantMemSet(mask, unchanged, skipped);
+        mask += skipped;
+        const int64_t row = marginY + y;
+        differenceRow(first.planes[0] + row * first.pitches[0] + marginX,
+                      second.planes[0] + (row - dy) * second.pitches[0] + marginX - dx, columns,
+                      mask);
+        mask += columns;
+        skipped = pitch - columns;
     }
+    VantMemSet(mask, unchanged, roi.mask + roi.height * pitch - mask);
 }
 
 // Without branches, so that rows are classified in vectors.
@@ -61,46 +72,54 @@ bool classifyRow(unsigned char* row, int64_t count) {
     return different != 0;
 }
 
-struct RowRange {
-    int64_t begin;
-    int64_t end;
-};
-
-// Classifies the mask. Returns the rows from the first to the last change.
-RowRange classify(_tag_ROI_CONTEXT& roi) {
-    RowRange changed = {roi.height, 0};
+// Classifies the mask. Returns where it changed.
+Bounds classify(_tag_ROI_CONTEXT& roi) {
+    Bounds changed;
     for (int64_t y = 0; y < roi.height; ++y) {
-        if (classifyRow(roi.mask + y * roi.maskPitch(), roi.width))
-            changed = {std::min(changed.begin, y), y + 1};
+        unsigned char* const row = roi.mask + y * roi.maskPitch();
+        if (classifyRow(row, roi.width))
+            changed.includeRow(row, roi.width, y, unchanged);
     }
     return changed;
 }
 
-// The rows that cleaning can alter, with enough unchanged rows around them that their border acts
-// like the rows beyond it: each of the four passes reaches radius + 1 rows. Without a change one
-// row is left, for which cleaning needs the same memory as for all.
-RowRange rowsToClean(const RowRange& changed, int64_t radius, int64_t height) {
+// The area that cleaning can alter, with enough unchanged pixels around it that its border acts
+// like what lies beyond: each of the four passes reaches radius + 1 rows and fewer columns.
+Bounds areaToClean(const Bounds& changed, const _tag_ROI_CONTEXT& roi, int64_t radius) {
     const int64_t reach = 4 * (radius + 1);
-    if (changed.begin >= changed.end)
-        return {0, 1};
-    return {std::max<int64_t>(changed.begin - reach, 0), std::min(changed.end + reach, height)};
+    if (changed.isEmpty())
+        return {.left = 0};
+    return {.left = std::max<int64_t>(changed.left - reach, 0),
+            .top = std::max<int64_t>(changed.top - reach, 0),
+            .right = std::min(changed.right + reach, roi.width),
+            .bottom = std::min(changed.bottom + reach, roi.height)};
 }
 
-long cleanMask(_tag_ROI_CONTEXT& roi) {
+// Smooths, classifies and cleans the mask. Nothing is changed outside the cleaned area.
+long cleanMask(_tag_ROI_CONTEXT& roi, Bounds& cleaned) {
     const int64_t shorter = std::min(roi.width, roi.height);
     const int64_t pitch = roi.maskPitch();
-    long code = GB_GaussianBlurA(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 0, roi.mask,
-                                 shorter >> 7);
+    const long code = GB_GaussianBlurA(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 0,
+                                       roi.mask, shorter >> 7);
     if (code != ERR_NONE)
         return code;
     const int64_t radius = shorter / 100;
-    const RowRange rows = rowsToClean(classify(roi), radius, roi.height);
-    unsigned char* const mask = roi.mask + rows.begin * pitch;
-    const int64_t height = rows.end - rows.begin;
-    code = sbrOpen(roi.memHandle, mask, roi.width, height, pitch, 1, mask, radius);
-    if (code != ERR_NONE)
-        return code;
-    return sbrClose(roi.memHandle, mask, roi.width, height, pitch, 1, mask, radius);
+    cleaned = areaToClean(classify(roi), roi, radius);
+    return openAndClose(roi.memHandle, roi.mask, roi.width, pitch, cleaned, radius);
+}
+
+__tag_rect changedBox(const _tag_ROI_CONTEXT& roi, const Bounds& cleaned) {
+    const int64_t pitch = roi.maskPitch();
+    __tag_rect box =
+        boundingBox(roi.mask + cleaned.top * pitch + cleaned.left, cleaned.right - cleaned.left,
+                    cleaned.bottom - cleaned.top, pitch, unchanged);
+    if (box.right == 0)
+        return box;
+    box.left += static_cast<int32_t>(cleaned.left);
+    box.right += static_cast<int32_t>(cleaned.left);
+    box.top += static_cast<int32_t>(cleaned.top);
+    box.bottom += static_cast<int32_t>(cleaned.top);
+    return box;
 }
 
 } // namespace
@@ -128,14 +147,14 @@ long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* 
         return ERR_INVALID_PARAM;
 
     fillDifference(context, *first, *second, dx, dy);
-    code = cleanMask(context);
+    Bounds cleaned;
+    code = cleanMask(context, cleaned);
     if (code != ERR_NONE)
         return code;
-    const int64_t pitch = context.maskPitch();
-    __tag_rect box = boundingBox(context.mask, context.width, context.height, pitch, unchanged);
+    __tag_rect box = changedBox(context, cleaned);
     long changed = 0;
-    code =
-        calMaskArea(context.mask, context.width, context.height, pitch, unchanged, &box, &changed);
+    code = calMaskArea(context.mask, context.width, context.height, context.maskPitch(), unchanged,
+                       &box, &changed);
     out->rect = box;
     out->changedRatio = static_cast<float>(changed) / static_cast<float>(context.width) /
                         static_cast<float>(context.height);

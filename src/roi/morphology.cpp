@@ -1,5 +1,5 @@
 // Erosion, dilation, opening and closing by a rectangle.
-#include "kelvane/kelvane.h"
+#include "roi/morphology.h"
 
 #include "roi/extremum_filter.h"
 
@@ -18,32 +18,57 @@ int64_t workingBlockSize(int64_t width, int channels, int64_t radius) {
     return size <= INT64_MAX ? static_cast<int64_t>(size) : 0;
 }
 
-long filter(void* memHandle, unsigned char inverted, const unsigned char* source, long width,
-            long height, long pitch, long channels, unsigned char* destination, long radius) {
-    if (destination == nullptr || source == nullptr || radius == 0)
+constexpr unsigned char erosion = 0; // inverts nothing, and takes the minimum
+constexpr unsigned char dilation = 255;
+
+// The task may cover a part of each row of the image, which is `imageWidth` pixels wide.
+long filter(void* memHandle, const ExtremumTask& task, int64_t imageWidth) {
+    if (task.destination == nullptr || task.source == nullptr || task.radius == 0)
         return ERR_INVALID_PARAM;
     // Callers have always seen these as a want of memory.
-    if (width <= 0 || channels < 1 || channels > 4 || radius < 0 || radius > largestRadius)
+    if (imageWidth <= 0 || task.channels < 1 || task.channels > 4 || task.radius < 0 ||
+        task.radius > largestRadius)
         return ERR_NO_MEMORY;
-    const int64_t blockSize = workingBlockSize(width, static_cast<int>(channels), radius);
+    const int64_t blockSize =
+        workingBlockSize(imageWidth, static_cast<int>(task.channels), task.radius);
     void* const block = blockSize > 0 ? VantMemAlloc(memHandle, blockSize) : nullptr;
     if (block == nullptr)
         return ERR_NO_MEMORY;
-    if (height > 0)
-        filterExtremum({.source = source,
-                        .destination = destination,
-                        .width = width,
-                        .height = height,
-                        .pitch = pitch,
-                        .channels = channels,
-                        .radius = radius,
-                        .inverted = inverted},
-                       static_cast<unsigned char*>(block));
+    if (task.height > 0)
+        filterExtremum(task, static_cast<unsigned char*>(block));
     VantMemFree(memHandle, block);
     return ERR_NONE;
 }
 
+// From the source into the destination, then from there in place with the opposite extremum.
+long filterTwice(void* memHandle, ExtremumTask task, int64_t imageWidth) {
+    const long code = filter(memHandle, task, imageWidth);
+    if (code != ERR_NONE)
+        return code;
+    task.source = task.destination;
+    task.inverted ^= 255;
+    return filter(memHandle, task, imageWidth);
+}
+
 } // namespace
+
+long openAndClose(void* memHandle, unsigned char* image, int64_t width, int64_t pitch,
+                  const Bounds& area, int64_t radius) {
+    unsigned char* const first = area.isEmpty() ? image : image + area.top * pitch + area.left;
+    ExtremumTask task = {.source = first,
+                         .destination = first,
+                         .width = area.right - area.left,
+                         .height = area.bottom - area.top,
+                         .pitch = pitch,
+                         .channels = 1,
+                         .radius = radius,
+                         .inverted = erosion};
+    const long code = filterTwice(memHandle, task, width);
+    if (code != ERR_NONE)
+        return code;
+    task.inverted = dilation;
+    return filterTwice(memHandle, task, width);
+}
 
 } // namespace kelvane
 
@@ -51,32 +76,30 @@ extern "C" {
 
 long sbrErode(void* memHandle, const unsigned char* source, long width, long height, long pitch,
               long channels, unsigned char* destination, long radius) {
-    return kelvane::filter(memHandle, 0, source, width, height, pitch, channels, destination,
-                           radius);
+    return kelvane::filter(
+        memHandle, {source, destination, width, height, pitch, channels, radius, kelvane::erosion},
+        width);
 }
 
 long sbrDilate(void* memHandle, const unsigned char* source, long width, long height, long pitch,
                long channels, unsigned char* destination, long radius) {
-    return kelvane::filter(memHandle, 255, source, width, height, pitch, channels, destination,
-                           radius);
+    return kelvane::filter(
+        memHandle, {source, destination, width, height, pitch, channels, radius, kelvane::dilation},
+        width);
 }
 
 long sbrOpen(void* memHandle, const unsigned char* source, long width, long height, long pitch,
              long channels, unsigned char* destination, long radius) {
-    const long code =
-        sbrErode(memHandle, source, width, height, pitch, channels, destination, radius);
-    if (code != ERR_NONE)
-        return code;
-    return sbrDilate(memHandle, destination, width, height, pitch, channels, destination, radius);
+    return kelvane::filterTwice(
+        memHandle, {source, destination, width, height, pitch, channels, radius, kelvane::erosion},
+        width);
 }
 
 long sbrClose(void* memHandle, const unsigned char* source, long width, long height, long pitch,
               long channels, unsigned char* destination, long radius) {
-    const long code =
-        sbrDilate(memHandle, source, width, height, pitch, channels, destination, radius);
-    if (code != ERR_NONE)
-        return code;
-    return sbrErode(memHandle, destination, width, height, pitch, channels, destination, radius);
+    return kelvane::filterTwice(
+        memHandle, {source, destination, width, height, pitch, channels, radius, kelvane::dilation},
+        width);
 }
 
 } // extern "C"
