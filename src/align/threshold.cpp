@@ -2,6 +2,7 @@
 #include "align/context.h"
 #include "align/levels.h"
 #include "align/luma.h"
+#include "platform/prefetch.h"
 
 #include <algorithm>
 
@@ -67,8 +68,12 @@ long TorInterThreshold(_tag_ZEP_ABDEBLUR*, __tag_KIRO_OFFSCREEN* image, unsigned
     if (hasCountableLuma(image->format)) {
         Histograms histograms;
         const int64_t step = lumaStep(image->format) << skipped;
-        for (int64_t y = 0; y < rows; ++y)
-            histograms.countRow(image->planes[0] + (y << skipped) * pitch, step, columns);
+        for (int64_t y = 0; y < rows; ++y) {
+            const unsigned char* const row = image->planes[0] + (y << skipped) * pitch;
+            if (y + 2 < rows)
+                prefetchRow(row + (2 * pitch << skipped), columns * step);
+            histograms.countRow(row, step, columns);
+        }
         histograms.sumTo(counts);
         const int64_t half = columns * rows >> 1;
         if (half > 0)

@@ -2,6 +2,7 @@
 // linkage, so that no code of one instruction set is ever shared with another.
 #pragma once
 
+#include "platform/prefetch.h"
 #include "roi/extremum_filter.h"
 
 #include <algorithm>
@@ -106,13 +107,7 @@ void filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radiu
     }
 }
 
-// Processors do not look ahead across pages on their own; large frames wait for memory otherwise.
 constexpr int64_t prefetchedRows = 4;
-
-void prefetchRow(const unsigned char* row, int64_t count) {
-    for (int64_t x = 0; x < count; x += 64)
-        __builtin_prefetch(row + x);
-}
 
 // Turns every row from `first` on into the minimum of itself and the rows up to `last`.
 void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {

@@ -1,0 +1,16 @@
+// Asking for memory before it is read.
+#pragma once
+
+#include <cstdint>
+
+namespace kelvane {
+
+// Processors do not look ahead across pages, nor across rows that are left out: large frames would
+// wait for memory at the start of every row.
+inline void prefetchRow(const unsigned char* row, int64_t count) {
+    constexpr int64_t cacheLine = 64;
+    for (int64_t x = 0; x < count; x += cacheLine)
+        __builtin_prefetch(row + x);
+}
+
+} // namespace kelvane
