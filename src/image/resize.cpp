@@ -93,7 +93,7 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
     const SampleMap map = {.columns = fields.columns,
                            .interpolated = *fields.interpolated,
                            .channels = channels,
-                           .pixelBytes = channels,
+                           .pixelBytes = static_cast<uint32_t>(channels),
                            .firstByte = 0,
                            .channelStep = 1,
                            .average = false};

@@ -45,17 +45,17 @@ bool isSupported(uint32_t format) {
 struct ChromaLayout {
     int64_t planeCount; // Cb and Cr in a plane each, or both in one
     int firstPlane;
-    int64_t bytesPerSample; // from one Cb, Cr pair to the next in a row
-    int64_t cb;             // in the bytes of a pair
-    int64_t crDistance;     // from Cb to Cr
-    int64_t lumaRows;       // luma rows that share a chroma row
+    uint32_t bytesPerSample; // from one Cb, Cr pair to the next in a row
+    uint32_t cb;             // in the bytes of a pair
+    uint32_t crDistance;     // from Cb to Cr in one plane, modulo 2^32
+    int64_t lumaRows;        // luma rows that share a chroma row
 };
 
 ChromaLayout chromaLayoutOf(uint32_t format) {
     switch (format) {
     case KELVANE_FORMAT_YUYV: return {1, 0, 4, 1, 2, 1};
-    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, -1, 2};
-    default: return {2, 1, 1, 0, 0, 2};
+    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, 0u - 1, 2};
+    default: return {2, 1, 1, 0, 1, 2};
     }
 }
 
@@ -97,7 +97,7 @@ private:
                 work.take<unsigned char>(RowPair::bytesPerSample * samples)};
     }
 
-    RowPair makeChannelRows(int64_t channels, int64_t bytesPerPixel);
+    RowPair makeChannelRows(int64_t channels, uint32_t bytesPerPixel);
     SampleMap makeChromaMap(const ChromaLayout& layout);
 
     const __tag_KIRO_OFFSCREEN& source;
@@ -113,7 +113,7 @@ private:
 };
 
 // The first `channels` bytes of every pixel of plane 0.
-RowPair Conversion::makeChannelRows(int64_t channels, int64_t bytesPerPixel) {
+RowPair Conversion::makeChannelRows(int64_t channels, uint32_t bytesPerPixel) {
     const SampleMap map = {.columns = columns,
                            .interpolated = interpolated,
                            .channels = channels,

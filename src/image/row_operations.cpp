@@ -8,20 +8,19 @@ namespace kelvane {
 
 void SampleMap::fillTaps(int64_t firstSample, int64_t count, Tap* taps) const {
     int64_t column = firstSample / channels;
-    int64_t channel = firstSample % channels;
+    const int64_t firstChannel = firstSample % channels;
+    const uint32_t endByte = firstByte + static_cast<uint32_t>(channels) * channelStep;
+    uint32_t byte = firstByte + static_cast<uint32_t>(firstChannel) * channelStep;
     for (int64_t k = 0; k < count; ++k) {
         const Position position = columns[column];
-        int64_t distance = position.weight;
-        uint32_t weight = 64;
-        if (!average) {
-            distance = column < interpolated ? 1 : 0;
-            weight = column < interpolated ? position.weight : 0;
-        }
-        const int64_t first = position.index * pixelBytes + firstByte + channel * channelStep;
-        const auto second = static_cast<uint32_t>(first + distance * pixelBytes);
-        taps[k] = {static_cast<uint32_t>(first), second & 0xFFFFFF, weight & 0xFF};
-        if (++channel == channels) {
-            channel = 0;
+        const bool hasNext = column < interpolated;
+        const uint32_t weight = average ? 64 : hasNext ? position.weight : 0;
+        const uint32_t distance = average ? position.weight : hasNext ? 1 : 0;
+        const uint32_t first = position.index * pixelBytes + byte;
+        taps[k] = Tap(first, first + distance * pixelBytes, weight);
+        byte += channelStep;
+        if (byte == endByte) {
+            byte = firstByte;
             ++column;
         }
     }
@@ -33,9 +32,9 @@ void resampleTaps(const unsigned char* row, int64_t, const void* plan, int64_t c
                   RowValue* values) {
     const auto* const taps = static_cast<const Tap*>(plan);
     for (int64_t k = 0; k < count; ++k) {
-        const int32_t first = row[taps[k].first];
-        const int32_t second = row[taps[k].second];
-        const auto weight = static_cast<int32_t>(taps[k].weight);
+        const int32_t first = row[taps[k].first()];
+        const int32_t second = row[taps[k].second()];
+        const auto weight = static_cast<int32_t>(taps[k].weight());
         values[k] = static_cast<RowValue>(weight * (second - first) + 128 * first + 64);
     }
 }

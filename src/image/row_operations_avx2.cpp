@@ -118,8 +118,8 @@ bool makeGroup(const Tap* taps, int64_t windows, int64_t rowBytes, ShuffleGroup*
             const int64_t pair = windowBytes * lane + 2 * k;
             group->bytes[pair] = byteOf(first);
             group->bytes[pair + 1] = byteOf(second);
-            group->weights[pair] = byteOf(int64_t{laneTaps[k].weight} - 128);
-            group->weights[pair + 1] = byteOf(-int64_t{laneTaps[k].weight});
+            group->weights[pair] = byteOf(int64_t{laneTaps[k].weight()} - 128);
+            group->weights[pair + 1] = byteOf(-int64_t{laneTaps[k].weight()});
         };
         if (!fitWindows(laneTaps, windows, rowBytes, group->starts[lane], place))
             return false;

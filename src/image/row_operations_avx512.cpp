@@ -91,11 +91,15 @@ namespace kelvane {
 
 namespace {
 
+inline uint16_t pairOf(uint32_t first, uint32_t second) {
+    return static_cast<uint16_t>((first & 255) | second << 8);
+}
+
 // 32 taps from a few adjacent vectors of the row, as pairs of bytes.
 struct PermutedGroup {
     static constexpr int64_t size = 32;
-    unsigned char bytes[64];
-    unsigned char weights[64]; // negated
+    uint16_t bytes[size];
+    uint16_t weights[size]; // negated
 };
 
 // The groups' starts in the row, and behind them the groups on a vector's boundary.
@@ -115,23 +119,22 @@ static_assert(shortestAvx512Row >= 2 * PermutedGroup::size &&
               3 * (4 + sizeof(PermutedGroup)) + 3 * vectorBytes <=
                   (2 * PermutedGroup::size + 1) * planBytesPerSample);
 
-bool makeGroup(const Tap* taps, int64_t spanned, int64_t rowBytes, uint32_t* start,
+bool makeGroup(const Tap* taps, uint32_t spanned, uint32_t rowBytes, uint32_t* start,
                PermutedGroup* group) {
-    int64_t first = rowBytes - spanned; // the last groups' bytes end with the row
-    for (int64_t k = 0; k < PermutedGroup::size; ++k)
-        first = std::min<int64_t>(first, taps[k].first);
-    if (first < 0)
+    if (rowBytes < spanned)
         return false;
-    *start = static_cast<uint32_t>(first);
-    int64_t last = 0;
+    uint32_t first = rowBytes - spanned; // the last groups' bytes end with the row
+    uint32_t last = 0;
     for (int64_t k = 0; k < PermutedGroup::size; ++k) {
-        last = std::max<int64_t>(last, taps[k].second - first);
-        group->bytes[2 * k] = static_cast<unsigned char>(taps[k].first - first);
-        group->bytes[2 * k + 1] = static_cast<unsigned char>(taps[k].second - first);
-        group->weights[2 * k] = static_cast<unsigned char>(taps[k].weight - 128);
-        group->weights[2 * k + 1] = static_cast<unsigned char>(0 - taps[k].weight);
+        first = std::min(first, taps[k].first());
+        last = std::max(last, taps[k].second());
     }
-    return last < spanned;
+    for (int64_t k = 0; k < PermutedGroup::size; ++k) {
+        group->bytes[k] = pairOf(taps[k].first() - first, taps[k].second() - first);
+        group->weights[k] = pairOf(taps[k].weight() - 128, 0 - taps[k].weight());
+    }
+    *start = first;
+    return last - first < spanned;
 }
 
 bool makeGroups(const SampleMap& map, int64_t vectors, int64_t count, int64_t rowBytes,
@@ -140,7 +143,8 @@ bool makeGroups(const SampleMap& map, int64_t vectors, int64_t count, int64_t ro
         Tap taps[PermutedGroup::size];
         map.fillTaps(vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
                      PermutedGroup::size, taps);
-        if (!makeGroup(taps, vectorBytes * vectors, rowBytes, &plan.starts[i], &plan.groups[i]))
+        if (!makeGroup(taps, static_cast<uint32_t>(vectorBytes * vectors),
+                       static_cast<uint32_t>(rowBytes), &plan.starts[i], &plan.groups[i]))
             return false;
     }
     return true;
@@ -160,19 +164,27 @@ inline Vector gather(const unsigned char* bytes, Vector indexes) {
 }
 
 template <int vectors>
+inline void resampleGroup(const unsigned char* start, const PermutedGroup& group,
+                          RowValue* values) {
+    const Vector bytes = gather<vectors>(start, loadVector(group.bytes));
+    storeVector(values, subtract16(broadcast16(64),
+                                   _mm512_maddubs_epi16(bytes, loadVector(group.weights))));
+}
+
+template <int vectors>
 void resampleGroups(const unsigned char* row, int64_t ahead, const void* memory, int64_t count,
                     RowValue* values) {
     const Plan plan(const_cast<void*>(memory), count);
-    for (int64_t i = 0; i < plan.groupCount; ++i) {
-        const PermutedGroup& group = plan.groups[i];
+    const int64_t last = plan.groupCount - 1;
+    for (int64_t i = 0; i < last; ++i) {
         const unsigned char* const start = row + plan.starts[i];
-        for (int64_t v = 0; v < vectors; ++v)
-            __builtin_prefetch(start + ahead + vectorBytes * v);
-        const Vector bytes = gather<vectors>(start, loadVector(group.bytes));
-        storeVector(
-            values + vectorStart(PermutedGroup::size * i, PermutedGroup::size, count),
-            subtract16(broadcast16(64), _mm512_maddubs_epi16(bytes, loadVector(group.weights))));
+        if (ahead != 0)
+            for (int64_t v = 0; v < vectors; ++v)
+                __builtin_prefetch(start + ahead + vectorBytes * v);
+        resampleGroup<vectors>(start, plan.groups[i], values + PermutedGroup::size * i);
     }
+    resampleGroup<vectors>(row + plan.starts[last], plan.groups[last],
+                           values + count - PermutedGroup::size);
 }
 
 ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* memory) {

@@ -33,8 +33,8 @@ bool makeGroups(const SampleMap& map, int64_t windows, int64_t count, int64_t ro
             const int64_t base = windowBytes * window;
             group->bytes[k] = static_cast<unsigned char>(base + first);
             group->bytes[k + windowedTaps] = static_cast<unsigned char>(base + second);
-            group->weights[k] = static_cast<unsigned char>(128 - taps[k].weight);
-            group->weights[k + windowedTaps] = static_cast<unsigned char>(taps[k].weight);
+            group->weights[k] = static_cast<unsigned char>(128 - taps[k].weight());
+            group->weights[k + windowedTaps] = static_cast<unsigned char>(taps[k].weight());
         };
         if (!fitWindows(taps, windows, rowBytes, group->starts, place))
             return false;

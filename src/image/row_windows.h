@@ -23,14 +23,14 @@ bool fitWindows(const Tap* taps, int64_t windows, int64_t rowBytes, uint32_t* st
         // The last windows are moved left so that they end with the row.
         int64_t start = rowBytes - windowBytes;
         for (int64_t k = begin; k < end; ++k)
-            start = std::min<int64_t>(start, taps[k].first);
+            start = std::min<int64_t>(start, taps[k].first());
         if (start < 0)
             return false;
         starts[window] = static_cast<uint32_t>(start);
         for (int64_t k = begin; k < end; ++k) {
-            if (taps[k].second - start >= windowBytes)
+            if (taps[k].second() - start >= windowBytes)
                 return false;
-            place(k, window, taps[k].first - start, taps[k].second - start);
+            place(k, window, taps[k].first() - start, taps[k].second() - start);
         }
     }
     return true;

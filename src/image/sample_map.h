@@ -7,11 +7,19 @@
 
 namespace kelvane {
 
-// One sample: row[first] * (128 - weight) + row[second] * weight.
-struct Tap {
-    uint32_t first; // byte indexes in the source row, first <= second
-    uint32_t second : 24;
-    uint32_t weight : 8; // 0..128
+// One sample: row[first] * (128 - weight) + row[second] * weight, with a weight of 0..128.
+class Tap {
+public:
+    Tap() = default;
+    Tap(uint32_t firstByte, uint32_t secondByte, uint32_t weightOfSecond)
+        : firstIndex(firstByte), rest(secondByte << 8 | weightOfSecond) {}
+    uint32_t first() const { return firstIndex; } // byte indexes in the source row, below 2^24
+    uint32_t second() const { return rest >> 8; } // not before the first
+    uint32_t weight() const { return rest & 255; }
+
+private:
+    uint32_t firstIndex;
+    uint32_t rest;
 };
 
 // `channels` interleaved samples for each column of a table.
@@ -19,9 +27,9 @@ struct SampleMap {
     const Position* columns;
     int64_t interpolated; // columns before this one have a next pixel
     int64_t channels;
-    int64_t pixelBytes;  // from one source pixel to the next
-    int64_t firstByte;   // of the first channel in a pixel
-    int64_t channelStep; // from there to the next channel
+    uint32_t pixelBytes;  // from one source pixel to the next
+    uint32_t firstByte;   // of the first channel in a pixel
+    uint32_t channelStep; // from there to the next channel, modulo 2^32; not 0
     // Samples are the mean of two pixels; the table holds their distance for a weight.
     bool average;
 
