@@ -81,14 +81,31 @@ int64_t fillColumnTable(Alignment alignment, int64_t sourceWidth, int64_t count,
 // The two source rows of a destination row.
 struct SourceRows {
     int64_t top;
-    int64_t bottom; // the row below `top`, or `top` when that is all there is
+    int64_t bottom;  // the row below `top`, or `top` when that is all there is
+    int32_t weight;  // of the bottom one
+    int64_t nextTop; // of the next destination row; -1 after the last one
 };
 
-// Single precision can map the last rows of an extreme enlargement behind the source.
-inline SourceRows sourceRowsAt(Position position, int64_t sourceHeight) {
-    const int64_t last = sourceHeight - 1;
-    const int64_t top = position.index < last ? position.index : last;
-    return {top, position.weight != 0 && top < last ? top + 1 : top};
-}
+// The source rows of all destination rows.
+class SourceRowTable {
+public:
+    SourceRowTable(const Position* rowTable, int64_t rowCount, int64_t sourceHeight)
+        : table(rowTable), count(rowCount), last(sourceHeight - 1) {}
+    int64_t size() const { return count; }
+    SourceRows at(int64_t y) const {
+        const int64_t top = topAt(y);
+        const int32_t weight = table[y].weight;
+        return {top, weight != 0 && top < last ? top + 1 : top, weight,
+                y + 1 < count ? topAt(y + 1) : -1};
+    }
+
+private:
+    // Single precision can map the last rows of an extreme enlargement behind the source.
+    int64_t topAt(int64_t y) const { return table[y].index < last ? table[y].index : last; }
+
+    const Position* table;
+    int64_t count;
+    int64_t last;
+};
 
 } // namespace kelvane

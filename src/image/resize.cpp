@@ -98,10 +98,7 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
                            .channelStep = 1,
                            .average = false};
     RowPair pair(source, map, dstWidth * channels, srcWidth * channels, fields.accumulators);
-    for (int64_t y = 0; y < dstHeight; ++y) {
-        const Position position = fields.rows[y];
-        pair.blend(sourceRowsAt(position, srcHeight), position.weight, dst + y * dstPitch);
-    }
+    pair.blendAll(SourceRowTable(fields.rows, dstHeight, srcHeight), dst, dstPitch);
     return ERR_NONE;
 }
 

@@ -81,7 +81,8 @@ public:
                int64_t dstWidth, int64_t dstHeight, int64_t dstPitch)
         : source(sourceImage), out(destination), width(dstWidth), height(dstHeight),
           pitch(dstPitch), operations(rowOperations(width)), work(block),
-          rows(work.take<Position>(height)), columns(work.take<Position>(width)) {
+          rows(work.take<Position>(height)), columns(work.take<Position>(width)),
+          sourceRows(rows, height, source.height) {
         fillRowTable(CentreAligned(source.height, height), height, rows);
         interpolated =
             fillColumnTable(CentreAligned(source.width, width), source.width, width, columns);
@@ -109,6 +110,7 @@ private:
     WorkBlock work;
     Position* const rows;
     Position* const columns;
+    SourceRowTable sourceRows;
     int64_t interpolated;
 };
 
@@ -148,8 +150,7 @@ SampleMap Conversion::makeChromaMap(const ChromaLayout& layout) {
 
 void Conversion::convertBgr() {
     RowPair pair = makeChannelRows(3, 3);
-    for (int64_t y = 0; y < height; ++y)
-        pair.blend(sourceRowsAt(rows[y], source.height), rows[y].weight, out + y * pitch);
+    pair.blendAll(sourceRows, out, pitch);
 }
 
 void Conversion::convertYuv() {
@@ -173,13 +174,16 @@ void Conversion::convertYuv() {
                                     ? ChromaRow{chromaBytes, chromaBytes + 1, 2}
                                     : ChromaRow{chromaBytes, chromaBytes + pairs, 1};
     const int64_t lastChromaRow = source.height / layout.lumaRows - 1;
+    const auto chromaRowOf = [&](int64_t row) {
+        return row < 0 ? row : std::min(row / layout.lumaRows, lastChromaRow);
+    };
     for (int64_t y = 0; y < height; ++y) {
-        const SourceRows lumaRows = sourceRowsAt(rows[y], source.height);
-        luma.blend(lumaRows, rows[y].weight, lumaBytes);
-        const SourceRows chromaRows = {std::min(lumaRows.top / layout.lumaRows, lastChromaRow),
-                                       std::min(lumaRows.bottom / layout.lumaRows, lastChromaRow)};
+        const SourceRows lumaRows = sourceRows.at(y);
+        luma.blend(lumaRows, lumaBytes);
+        const SourceRows chromaRows = {chromaRowOf(lumaRows.top), chromaRowOf(lumaRows.bottom), 64,
+                                       chromaRowOf(lumaRows.nextTop)};
         for (int64_t plane = 0; plane < chromaPlanes; ++plane)
-            chroma[plane].blend(chromaRows, 64, chromaBytes + plane * pairs);
+            chroma[plane].blend(chromaRows, chromaBytes + plane * pairs);
         operations.writeBgr(lumaBytes, chromaRow, width, out + y * pitch);
     }
 }

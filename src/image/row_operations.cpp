@@ -28,14 +28,17 @@ void SampleMap::fillTaps(int64_t firstSample, int64_t count, Tap* taps) const {
 
 namespace {
 
-void resampleTaps(const unsigned char* row, int64_t, const void* plan, int64_t count,
-                  RowValue* values) {
+inline void store(RowValue value, RowValue* out) { *out = value; }
+inline void store(RowValue value, unsigned char* out) { *out = byteOf(value); }
+
+template <typename Output>
+void resampleTaps(const unsigned char* row, int64_t, const void* plan, int64_t count, Output* out) {
     const auto* const taps = static_cast<const Tap*>(plan);
     for (int64_t k = 0; k < count; ++k) {
         const int32_t first = row[taps[k].first()];
         const int32_t second = row[taps[k].second()];
         const auto weight = static_cast<int32_t>(taps[k].weight());
-        values[k] = static_cast<RowValue>(weight * (second - first) + 128 * first + 64);
+        store(static_cast<RowValue>(weight * (second - first) + 128 * first + 64), &out[k]);
     }
 }
 
@@ -52,7 +55,7 @@ void blendRowsPlain(const RowValue* top, const RowValue* bottom, int32_t weight,
     for (int64_t k = 0; k < count; ++k) {
         const auto difference = static_cast<int16_t>(top[k] - bottom[k]);
         const auto share = static_cast<int16_t>((difference * factor) >> 16);
-        out[k] = static_cast<unsigned char>(static_cast<int16_t>(top[k] + share) >> 7);
+        out[k] = byteOf(static_cast<RowValue>(top[k] + share));
     }
 }
 
@@ -62,9 +65,9 @@ unsigned char sumAsByte(int luma, int scaledOffset) {
 
 } // namespace
 
-ResampleRow* planRowPlain(const SampleMap& map, int64_t count, int64_t, void* plan) {
+RowResampler planRowPlain(const SampleMap& map, int64_t count, int64_t, void* plan) {
     map.fillTaps(0, count, static_cast<Tap*>(plan));
-    return resampleTaps;
+    return {resampleTaps, resampleTaps};
 }
 
 void writeBgrPlain(const unsigned char* luma, ChromaRow chroma, int64_t width, unsigned char* out) {

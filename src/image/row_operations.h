@@ -12,9 +12,16 @@ namespace kelvane {
 // pass.
 using RowValue = int16_t;
 
-// Makes `count` values as planned, and asks for the bytes `ahead` of those that it reads.
+// Makes `count` values, or finished bytes, as planned, and asks for the source bytes `ahead` of
+// those that it reads.
+template <typename Output>
 using ResampleRow = void(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
-                         RowValue* values);
+                         Output* out);
+
+struct RowResampler {
+    ResampleRow<RowValue>* makeValues;
+    ResampleRow<unsigned char>* makeBytes;
+};
 
 // A plan's memory belongs to the caller, is aligned to 4 bytes and holds this for each sample, and
 // twice the alignment of the row values less.
@@ -27,11 +34,13 @@ struct ChromaRow {
     int64_t step;
 };
 
+constexpr unsigned char byteOf(RowValue value) { return static_cast<unsigned char>(value >> 7); }
+
 struct RowOperations {
     int64_t alignment; // of row values, for the sake of speed
 
     // Plans the horizontal pass over source rows of `rowBytes` bytes.
-    ResampleRow* (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
+    RowResampler (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
 
     // out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, of the samples in units
     // of 1/128, with weight 0..128.
@@ -54,7 +63,7 @@ constexpr int16_t greenFromCr = -11698; // -0.714
 constexpr int16_t redFromCr = 22987;    // 1.403
 
 // For rows of any length.
-ResampleRow* planRowPlain(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
+RowResampler planRowPlain(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
 void writeBgrPlain(const unsigned char* luma, ChromaRow chroma, int64_t width, unsigned char* out);
 
 // For rows of at least so many samples or pixels.

@@ -109,17 +109,15 @@ static_assert(shortestAvx2Row >= 2 * ShuffleGroup::size &&
               3 * sizeof(ShuffleGroup) + 2 * vectorBytes <=
                   (2 * ShuffleGroup::size + 1) * planBytesPerSample);
 
-unsigned char byteOf(int64_t value) { return static_cast<unsigned char>(value); }
-
 bool makeGroup(const Tap* taps, int64_t windows, int64_t rowBytes, ShuffleGroup* group) {
     for (int64_t lane = 0; lane < 2; ++lane) {
         const Tap* const laneTaps = taps + windowedTaps * lane;
         const auto place = [&](int64_t k, int64_t, int64_t first, int64_t second) {
             const int64_t pair = windowBytes * lane + 2 * k;
-            group->bytes[pair] = byteOf(first);
-            group->bytes[pair + 1] = byteOf(second);
-            group->weights[pair] = byteOf(int64_t{laneTaps[k].weight()} - 128);
-            group->weights[pair + 1] = byteOf(-int64_t{laneTaps[k].weight()});
+            group->bytes[pair] = static_cast<unsigned char>(first);
+            group->bytes[pair + 1] = static_cast<unsigned char>(second);
+            group->weights[pair] = static_cast<unsigned char>(int64_t{laneTaps[k].weight()} - 128);
+            group->weights[pair + 1] = static_cast<unsigned char>(-int64_t{laneTaps[k].weight()});
         };
         if (!fitWindows(laneTaps, windows, rowBytes, group->starts[lane], place))
             return false;
@@ -160,28 +158,38 @@ inline Vector gather(const unsigned char* row, const ShuffleGroup& group) {
     }
 }
 
-template <int windows>
+inline void storeSamples(Vector values, RowValue* out) { storeVector(out, values); }
+inline void storeSamples(Vector values, unsigned char* out) {
+    const Vector shifted = _mm256_srli_epi16(values, 7);
+    const Vector bytes = _mm256_permute4x64_epi64(packUnsigned8(shifted, shifted), 0x08);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(bytes));
+}
+
+template <int windows, typename Output>
 void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
-                    RowValue* values) {
+                    Output* out) {
     const auto* group = static_cast<const ShuffleGroup*>(plan);
     for (int64_t i = 0; i < count; i += ShuffleGroup::size, ++group) {
         for (int lane = 0; lane < (windows == 1 ? 1 : 2); ++lane)
             __builtin_prefetch(row + ahead + group->starts[lane][0]);
         const Vector negated =
             _mm256_maddubs_epi16(gather<windows>(row, *group), loadVector(group->weights));
-        storeVector(values + vectorStart(i, ShuffleGroup::size, count),
-                    subtract16(broadcast16(64), negated));
+        storeSamples(subtract16(broadcast16(64), negated),
+                     out + vectorStart(i, ShuffleGroup::size, count));
     }
 }
 
-ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
+template <int windows>
+constexpr RowResampler resampler = {resampleGroups<windows>, resampleGroups<windows>};
+
+RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
     auto* const groups = static_cast<ShuffleGroup*>(plan);
     if (makeGroups(map, 1, count, rowBytes, groups))
-        return resampleGroups<1>;
+        return resampler<1>;
     if (makeGroups(map, 2, count, rowBytes, groups))
-        return resampleGroups<2>;
+        return resampler<2>;
     if (makeGroups(map, 4, count, rowBytes, groups))
-        return resampleGroups<4>;
+        return resampler<4>;
     return planRowPlain(map, count, rowBytes, plan);
 }
 

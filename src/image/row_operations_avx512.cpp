@@ -163,38 +163,45 @@ inline Vector gather(const unsigned char* bytes, Vector indexes) {
     return _mm512_mask_mov_epi8(lower, _mm512_movepi8_mask(indexes), upper);
 }
 
-template <int vectors>
-inline void resampleGroup(const unsigned char* start, const PermutedGroup& group,
-                          RowValue* values) {
-    const Vector bytes = gather<vectors>(start, loadVector(group.bytes));
-    storeVector(values, subtract16(broadcast16(64),
-                                   _mm512_maddubs_epi16(bytes, loadVector(group.weights))));
+inline void storeSamples(Vector values, RowValue* out) { storeVector(out, values); }
+inline void storeSamples(Vector values, unsigned char* out) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out),
+                        _mm512_cvtepi16_epi8(_mm512_srli_epi16(values, 7)));
 }
 
-template <int vectors>
+template <int vectors, typename Output>
+inline void resampleGroup(const unsigned char* start, const PermutedGroup& group, Output* out) {
+    const Vector bytes = gather<vectors>(start, loadVector(group.bytes));
+    const Vector negated = _mm512_maddubs_epi16(bytes, loadVector(group.weights));
+    storeSamples(subtract16(broadcast16(64), negated), out);
+}
+
+template <int vectors, typename Output>
 void resampleGroups(const unsigned char* row, int64_t ahead, const void* memory, int64_t count,
-                    RowValue* values) {
+                    Output* out) {
     const Plan plan(const_cast<void*>(memory), count);
     const int64_t last = plan.groupCount - 1;
     for (int64_t i = 0; i < last; ++i) {
         const unsigned char* const start = row + plan.starts[i];
-        if (ahead != 0)
-            for (int64_t v = 0; v < vectors; ++v)
-                __builtin_prefetch(start + ahead + vectorBytes * v);
-        resampleGroup<vectors>(start, plan.groups[i], values + PermutedGroup::size * i);
+        for (int64_t v = 0; v < vectors; ++v)
+            __builtin_prefetch(start + ahead + vectorBytes * v);
+        resampleGroup<vectors>(start, plan.groups[i], out + PermutedGroup::size * i);
     }
     resampleGroup<vectors>(row + plan.starts[last], plan.groups[last],
-                           values + count - PermutedGroup::size);
+                           out + count - PermutedGroup::size);
 }
 
-ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* memory) {
+template <int vectors>
+constexpr RowResampler resampler = {resampleGroups<vectors>, resampleGroups<vectors>};
+
+RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* memory) {
     const Plan plan(memory, count);
     if (makeGroups(map, 1, count, rowBytes, plan))
-        return resampleGroups<1>;
+        return resampler<1>;
     if (makeGroups(map, 2, count, rowBytes, plan))
-        return resampleGroups<2>;
+        return resampler<2>;
     if (makeGroups(map, 4, count, rowBytes, plan))
-        return resampleGroups<4>;
+        return resampler<4>;
     return avx2RowOperations().planRow(map, count, rowBytes, memory);
 }
 

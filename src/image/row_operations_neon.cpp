@@ -54,28 +54,39 @@ inline uint8x16_t gather(const unsigned char* row, const TableGroup& group) {
         return vqtbl4q_u8({window(0), window(1), window(2), window(3)}, indexes);
 }
 
-template <int windows>
+inline void storeSamples(uint16x8_t values, RowValue* out) {
+    vst1q_s16(out, vreinterpretq_s16_u16(values));
+}
+inline void storeSamples(uint16x8_t values, unsigned char* out) {
+    vst1_u8(out, vshrn_n_u16(values, 7));
+}
+
+template <int windows, typename Output>
 void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
-                    RowValue* values) {
+                    Output* out) {
     const auto* group = static_cast<const TableGroup*>(plan);
     for (int64_t i = 0; i < count; i += windowedTaps, ++group) {
+        __builtin_prefetch(row + ahead + group->starts[0]);
         const uint8x16_t samples = gather<windows>(row, *group);
         const uint8x16_t weights = vld1q_u8(group->weights);
         uint16x8_t sum = vdupq_n_u16(64);
         sum = vmlal_u8(sum, vget_low_u8(samples), vget_low_u8(weights));
         sum = vmlal_high_u8(sum, samples, weights);
-        vst1q_s16(values + vectorStart(i, windowedTaps, count), vreinterpretq_s16_u16(sum));
+        storeSamples(sum, out + vectorStart(i, windowedTaps, count));
     }
 }
 
-ResampleRow* planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
+template <int windows>
+constexpr RowResampler resampler = {resampleGroups<windows>, resampleGroups<windows>};
+
+RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
     auto* const groups = static_cast<TableGroup*>(plan);
     if (makeGroups(map, 1, count, rowBytes, groups))
-        return resampleGroups<1>;
+        return resampler<1>;
     if (makeGroups(map, 2, count, rowBytes, groups))
-        return resampleGroups<2>;
+        return resampler<2>;
     if (makeGroups(map, 4, count, rowBytes, groups))
-        return resampleGroups<4>;
+        return resampler<4>;
     return planRowPlain(map, count, rowBytes, plan);
 }
 

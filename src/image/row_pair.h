@@ -3,7 +3,6 @@
 
 #include "image/row_operations.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace kelvane {
@@ -25,7 +24,7 @@ public:
     RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount, int64_t rowBytes,
             void* storage)
         : plane(sourcePlane), count(sampleCount), operations(rowOperations(count)), plan(storage),
-          resampleRow(operations.planRow(map, count, rowBytes, storage)) {
+          resampler(operations.planRow(map, count, rowBytes, storage)) {
         auto end = reinterpret_cast<uintptr_t>(storage) + bytesPerSample * count;
         for (RowValue*& row : values) {
             end = (end - sizeof(RowValue) * count) / operations.alignment * operations.alignment;
@@ -34,22 +33,33 @@ public:
     }
 
     // Blends two source rows. Rows may only move down from call to call.
-    void blend(SourceRows rows, int32_t weight, unsigned char* out) {
+    void blend(SourceRows rows, unsigned char* out) {
+        // The processor foresees rows that follow one another, but not those behind a gap.
+        const int64_t ahead =
+            rows.nextTop > rows.bottom + 1 ? (rows.nextTop - rows.top) * plane.pitch : int64_t{0};
         const int topSlot = rows.top == held[1] ? 1 : 0;
+        if (rows.bottom == rows.top && rows.nextTop != rows.top && held[topSlot] != rows.top) {
+            resampler.makeBytes(rowAt(rows.top), ahead, plan, count, out);
+            return;
+        }
         const int bottomSlot = rows.bottom == rows.top ? topSlot : 1 - topSlot;
-        hold(topSlot, rows.top);
-        hold(bottomSlot, rows.bottom);
-        operations.blendRows(values[topSlot], values[bottomSlot], weight, count, out);
+        hold(topSlot, rows.top, ahead);
+        hold(bottomSlot, rows.bottom, ahead);
+        operations.blendRows(values[topSlot], values[bottomSlot], rows.weight, count, out);
+    }
+
+    void blendAll(const SourceRowTable& rows, unsigned char* out, int64_t pitch) {
+        for (int64_t y = 0; y < rows.size(); ++y)
+            blend(rows.at(y), out + y * pitch);
     }
 
 private:
-    void hold(int slot, int64_t row) {
+    const unsigned char* rowAt(int64_t row) const { return plane.bytes + row * plane.pitch; }
+
+    void hold(int slot, int64_t row, int64_t ahead) {
         if (held[slot] == row)
             return;
-        // The processor foresees rows that follow one another, but not those behind a gap.
-        const int64_t last = std::max(held[0], held[1]);
-        const int64_t step = last >= 0 && row - last > 1 ? row - held[slot] : 0;
-        resampleRow(plane.bytes + row * plane.pitch, step * plane.pitch, plan, count, values[slot]);
+        resampler.makeValues(rowAt(row), ahead, plan, count, values[slot]);
         held[slot] = row;
     }
 
@@ -57,7 +67,7 @@ private:
     int64_t count = 0;
     RowOperations operations{};
     void* plan = nullptr;
-    ResampleRow* resampleRow = nullptr;
+    RowResampler resampler{};
     RowValue* values[2] = {};
     int64_t held[2] = {-1, -1}; // source rows
 };
