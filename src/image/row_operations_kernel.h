@@ -16,36 +16,40 @@ inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
     return std::min(position, count - size);
 }
 
-// out[k] = combine(top, bottom) >> 8.
-template <typename Combine>
-inline void combineRows(const RowValue* top, const RowValue* bottom, int64_t count,
-                        unsigned char* out, Combine combine) {
+// out[k] = sum >> 8, with the vector of 16-bit sums from sumsAt(k).
+template <typename SumsAt>
+inline void packRow(int64_t count, unsigned char* out, SumsAt sumsAt) {
     for (int64_t i = 0; i < count; i += vectorBytes) {
         const int64_t k = vectorStart(i, vectorBytes, count);
-        const int64_t middle = k + vectorBytes / 2;
-        storeVector(out + k,
-                    packHighBytes(combine(loadVector(top + k), loadVector(bottom + k)),
-                                  combine(loadVector(top + middle), loadVector(bottom + middle))));
+        storeVector(out + k, packHighBytes(sumsAt(k), sumsAt(k + vectorBytes / 2)));
     }
 }
 
-// As the plain operation, whose floor is the product's high half; the sum of both rows is twice
-// their mean and, without a sign, stays in 16 bits.
+// As the plain operation, whose floor is the product's high half. Without a sign, the sum of both
+// rows stays in 16 bits.
 void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
                unsigned char* out) {
     if (weight > 64) {
         std::swap(top, bottom);
         weight = 128 - weight;
     }
-    if (weight == 0)
-        bottom = top;
-    if (weight % 64 == 0) {
-        combineRows(top, bottom, count, out, add16);
+    if (weight == 0 || top == bottom) {
+        packRow(count, out, [top](int64_t k) {
+            const Vector values = loadVector(top + k);
+            return add16(values, values);
+        });
+        return;
+    }
+    if (weight == 64) {
+        packRow(count, out, [top, bottom](int64_t k) {
+            return add16(loadVector(top + k), loadVector(bottom + k));
+        });
         return;
     }
     const Vector factor = broadcast16(static_cast<int16_t>(-512 * weight));
-    combineRows(top, bottom, count, out, [factor](Vector upper, Vector lower) {
-        const Vector share = multiplyHigh(subtract16(upper, lower), factor);
+    packRow(count, out, [=](int64_t k) {
+        const Vector upper = loadVector(top + k);
+        const Vector share = multiplyHigh(subtract16(upper, loadVector(bottom + k)), factor);
         const Vector sum = add16(upper, share);
         return add16(sum, sum);
     });
