@@ -12,11 +12,15 @@ namespace kelvane {
 // pass.
 using RowValue = int16_t;
 
-// Makes `count` values, or finished bytes, as planned, and asks for the source bytes `ahead` of
-// those that it reads.
+// Makes `count` values, or finished bytes, as planned. The next row of source bytes to be finished
+// lies `ahead` of this one.
 template <typename Output>
 using ResampleRow = void(const unsigned char* row, int64_t ahead, const void* plan, int64_t count,
                          Output* out);
+
+// Rows that are finished alone may leave gaps, behind which the processor foresees no row.
+template <typename Output>
+constexpr bool prefetches = sizeof(Output) == 1;
 
 struct RowResampler {
     ResampleRow<RowValue>* makeValues;

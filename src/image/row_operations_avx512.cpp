@@ -183,8 +183,9 @@ void resampleGroups(const unsigned char* row, int64_t ahead, const void* memory,
     const int64_t last = plan.groupCount - 1;
     for (int64_t i = 0; i < last; ++i) {
         const unsigned char* const start = row + plan.starts[i];
-        for (int64_t v = 0; v < vectors; ++v)
-            __builtin_prefetch(start + ahead + vectorBytes * v);
+        if constexpr (prefetches<Output>)
+            for (int64_t v = 0; v < vectors; ++v)
+                __builtin_prefetch(start + ahead + vectorBytes * v);
         resampleGroup<vectors>(start, plan.groups[i], out + PermutedGroup::size * i);
     }
     resampleGroup<vectors>(row + plan.starts[last], plan.groups[last],

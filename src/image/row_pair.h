@@ -34,9 +34,8 @@ public:
 
     // Blends two source rows. Rows may only move down from call to call.
     void blend(SourceRows rows, unsigned char* out) {
-        // The processor foresees rows that follow one another, but not those behind a gap.
         const int64_t ahead =
-            rows.nextTop > rows.bottom + 1 ? (rows.nextTop - rows.top) * plane.pitch : int64_t{0};
+            rows.nextTop > rows.bottom ? (rows.nextTop - rows.top) * plane.pitch : 0;
         const int topSlot = rows.top == held[1] ? 1 : 0;
         if (rows.bottom == rows.top && rows.nextTop != rows.top && held[topSlot] != rows.top) {
             resampler.makeBytes(rowAt(rows.top), ahead, plan, count, out);
