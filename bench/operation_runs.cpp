@@ -1,5 +1,5 @@
-// Runs every operation once, at a quarter of the large size, for tools that count instructions.
-// What they are to count lies in `measuredRun`; the preparation and a first run lie before it.
+// Runs every operation once, at a fifth of the large size, for tools that count instructions. What
+// they are to count lies in `measuredRun`, the preparation before it.
 // Prints the name and the pixels of each operation, in the order of the runs.
 #include "operations.h"
 
@@ -16,7 +16,7 @@ __attribute__((noinline)) void measuredRunEnds() { asm volatile(""); }
 namespace {
 
 constexpr int largeWidth = 4000;
-constexpr int reduction = 4;
+constexpr int reduction = 5;
 
 void reduce(Size& size) { size = {size.width / reduction, size.height / reduction}; }
 
@@ -45,7 +45,7 @@ int main() {
         reduce(workload.size);
         reduce(workload.target);
         const Operation operation(workload);
-        if (operation.run() != ERR_NONE || measuredRun(operation) != ERR_NONE) {
+        if (measuredRun(operation) != ERR_NONE) {
             std::fprintf(stderr, "%s failed\n", workload.name.c_str());
             return EXIT_FAILURE;
         }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 
 double meanDifference(const Frame& frame, const unsigned char* rows, int64_t pitch) {
@@ -26,8 +27,15 @@ double meanDifference(const Frame& frame, const unsigned char* rows, int64_t pit
 
 namespace {
 
-constexpr int repetitions = 11;
-constexpr double batchSeconds = 0.005;
+// Short batches and many repetitions, so that a disturbance spoils few pairs. Frames that keep a
+// peer busy for a tenth of a second get fewer.
+constexpr int repetitions = 25;
+constexpr int repetitionsOfLongRuns = 7;
+constexpr double batchSeconds = 0.002;
+
+int repetitionsOf(const Workload& workload) {
+    return workload.kind >= Kind::alignment ? repetitionsOfLongRuns : repetitions;
+}
 
 double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -46,14 +54,15 @@ double secondsOf(const std::function<void()>& run, int64_t count) {
 struct Candidate {
     std::string name;
     std::function<void()> run;
-    int64_t batch = 1;
-    std::vector<double> times; // one a repetition, in seconds
+    double firstTime; // in seconds, as all times
+    int64_t batch;
+    std::vector<double> times; // one a repetition
 
     Candidate(std::string what, std::function<void()> how)
         : name(std::move(what)), run(std::move(how)) {
         run();
-        batch =
-            std::clamp<int64_t>(static_cast<int64_t>(batchSeconds / secondsOf(run, 1)), 1, 100000);
+        firstTime = secondsOf(run, 1);
+        batch = std::clamp<int64_t>(static_cast<int64_t>(batchSeconds / firstTime), 1, 100000);
     }
     // The first run of a short batch fills the caches again.
     void measure() {
@@ -99,6 +108,14 @@ void checkPeer(const Operation& operation, const Peer& peer) {
     std::exit(1);
 }
 
+// Peers that take twice the time of another need no repetitions.
+void keepContenders(std::vector<Candidate>& peers) {
+    double fastest = INFINITY;
+    for (const Candidate& peer : peers)
+        fastest = std::min(fastest, peer.firstTime);
+    std::erase_if(peers, [&](const Candidate& peer) { return peer.firstTime > 2 * fastest; });
+}
+
 void compare(benchmark::State& state, const Workload& workload) {
     const Operation operation(workload);
     std::vector<Peer> peers = peersOf(operation);
@@ -112,6 +129,7 @@ void compare(benchmark::State& state, const Workload& workload) {
     std::vector<Candidate> others;
     for (const Peer& peer : peers)
         others.emplace_back(peer.name, peer.run);
+    keepContenders(others);
 
     for (auto _ : state) {
         ours.measure();
@@ -154,22 +172,22 @@ void measureRoof(benchmark::State& state, Size size, bool copies) {
     state.counters["GB/s"] = 1e-9 * size.width * size.height / median(roof.times);
 }
 
-void add(const std::string& name, std::function<void(benchmark::State&)> function) {
+void add(const std::string& name, int count, std::function<void(benchmark::State&)> function) {
     benchmark::RegisterBenchmark(name.c_str(), function)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond)
-        ->Iterations(repetitions);
+        ->Iterations(count);
 }
 
 void registerAll() {
     const std::vector<Workload> all = workloads();
     for (const Size size : {all.front().size, all.back().size}) {
         for (const bool copies : {false, true})
-            add((copies ? "memory/copy/" : "memory/read/") + dimensions(size),
+            add((copies ? "memory/copy/" : "memory/read/") + dimensions(size), repetitions,
                 [=](benchmark::State& state) { measureRoof(state, size, copies); });
     }
     for (const Workload& workload : all)
-        add(workload.name + "/" + workload.sizeText(),
+        add(workload.name + "/" + workload.sizeText(), repetitionsOf(workload),
             [=](benchmark::State& state) { compare(state, workload); });
 }
 

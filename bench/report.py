@@ -183,4 +183,5 @@ def main():
     print("written: docs/performance.md, " + CHART + ", README.md")
 
 
-main()
+if __name__ == "__main__":
+    main()
