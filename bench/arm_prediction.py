@@ -56,6 +56,7 @@ class Program:
         """What the assembler accepts, wherever the targets of branches lie."""
         first, count = block
         lines = [self.instructions[first + 4 * i] for i in range(count)]
+        lines = ["nop" if line == "<unknown>" else line for line in lines]
         return "\n".join(re.sub(r"0x[0-9a-f]+ <.*>", "#0", line) for line in lines) + "\n"
 
 
@@ -109,7 +110,7 @@ def blocks_that_matter(counts):
 
 def cycles_of(blocks, program, processor):
     """Cycles of one execution of each block, when it is repeated."""
-    text = "".join(f"// LLVM-MCA-BEGIN {number}\n{program.assembly(block)}// LLVM-MCA-END\n"
+    text = "".join(f"# LLVM-MCA-BEGIN {number}\n{program.assembly(block)}# LLVM-MCA-END {number}\n"
                    for number, block in enumerate(blocks))
     done = subprocess.run(
         ["llvm-mca", "-mtriple=aarch64-linux-gnu", f"-mcpu={processor}",
