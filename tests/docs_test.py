@@ -157,7 +157,9 @@ class Runner:
             self.run(directives["output of"])
             self.expect(block.text)
         elif "file" in directives:
-            (self.scratch / directives["file"]).write_text(block.text)
+            file = self.scratch / directives["file"]
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text(block.text)
         elif block.language in ("sh", "bash", "shell"):
             self.run(block.text)
         elif block.language in ("", "console") and block.text.startswith("$ "):
