@@ -51,8 +51,10 @@ mkdir -p "$root/var/lib/dpkg/"{info,updates} "$scratch/bin" && touch "$root/var/
 printf '#!/bin/sh\necho called >>"%s"\n' "$scratch/ldconfig" >"$scratch/bin/ldconfig"
 chmod +x "$scratch/bin/ldconfig"
 packages=("$build"/packages/*.deb)
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(fakeroot)
 in_root() {
-    PATH=$scratch/bin:$PATH dpkg --root="$root" --log="$scratch/log" --force-depends \
+    PATH=$scratch/bin:$PATH "${as_root[@]}" dpkg --root="$root" --log="$scratch/log" --force-depends \
         --force-script-chrootless "$@" >"$scratch/dpkg" 2>&1 ||
         { cat "$scratch/dpkg" >&2 && fail "dpkg $*"; }
 }
