@@ -243,10 +243,10 @@ public class KelvaneTest {
     @Test
     public void enginesAndBurstsDoNotLeak() throws Exception {
         Frame tiny = new Frame(16, 16, ByteBuffer.allocateDirect(256), 16);
-        List<Frame> burst = Collections.nCopies(5000, tiny);
+        List<Frame> burst = Collections.nCopies(3000, tiny);
         long before = 0;
-        for (int i = 0; i < 400; ++i) {
-            if (i == 100)
+        for (int i = 0; i < 200; ++i) {
+            if (i == 50)
                 before = residentPages();
             for (int j = 0; j < 1000; ++j)
                 new Kelvane().close();
