@@ -5,9 +5,14 @@
 #include "json_input.h"
 #include "report.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <new>
+#include <optional>
+#include <set>
+#include <system_error>
 
 namespace {
 
@@ -62,23 +67,59 @@ OrderedJson pickOrError(const JsonNode& line, const Options& options, PhaseTimes
     }
 }
 
-OrderedJson answer(const std::string& text, const std::string& source, const Options& options,
-                   PhaseTimes& times) {
-    OrderedJson json = jsonHead("pick");
-    json["id"] = nullptr;
-    try {
-        const nlohmann::json parsed = parseJson(text, source);
-        const JsonNode line(parsed, source, "");
-        if (parsed.is_object() && parsed.contains("id"))
-            json["id"] = parsed["id"];
-        if (!json["id"].is_string() && !json["id"].is_number_integer())
-            line.fail("needs an \"id\", a string or an integer");
-        json.update(pickOrError(line, options, times));
-    } catch (const InputError& failure) {
-        json.update(error(failure.name(), failure.what()));
-    }
-    return json;
+bool isId(const nlohmann::json& value) { return value.is_string() || value.is_number_integer(); }
+
+// The id of a line, null when it has none.
+nlohmann::json idOf(const nlohmann::json& line) {
+    return line.is_object() && line.contains("id") && isId(line["id"]) ? line["id"] : nullptr;
 }
+
+// The ids that an earlier run has answered. A line that was cut when the run was killed is none.
+std::set<nlohmann::json> readAnswered(const std::string& path) {
+    std::set<nlohmann::json> ids;
+    std::ifstream file(path);
+    if (!file)
+        throw InputError(path, std::generic_category().message(errno));
+    for (std::string text; std::getline(file, text);)
+        ids.insert(idOf(nlohmann::json::parse(text, nullptr, false)));
+    if (file.bad())
+        throw InputError(path, "cannot be read");
+    ids.erase(nullptr);
+    return ids;
+}
+
+class LineReader {
+public:
+    LineReader(const Options& options, PhaseTimes& times) : options_(options), times_(times) {
+        if (!options.resumeFile.empty())
+            answered_ = readAnswered(options.resumeFile);
+    }
+
+    // The answer to a line, or nothing when there is one already.
+    std::optional<OrderedJson> answer(const std::string& text, const std::string& source) const {
+        OrderedJson json = jsonHead("pick");
+        json["id"] = nullptr;
+        try {
+            const nlohmann::json parsed = parseJson(text, source);
+            const nlohmann::json id = idOf(parsed);
+            if (answered_.contains(id))
+                return std::nullopt;
+            json["id"] = id;
+            const JsonNode line(parsed, source, "");
+            if (id.is_null())
+                line.fail("needs an \"id\", a string or an integer");
+            json.update(pickOrError(line, options_, times_));
+        } catch (const InputError& failure) {
+            json.update(error(failure.name(), failure.what()));
+        }
+        return json;
+    }
+
+private:
+    const Options& options_;
+    PhaseTimes& times_;
+    std::set<nlohmann::json> answered_;
+};
 
 void print(const OrderedJson& json) {
     const std::string line =
@@ -90,14 +131,17 @@ void print(const OrderedJson& json) {
 } // namespace
 
 size_t pickLines(const Options& options, PhaseTimes& times) {
+    const LineReader reader(options, times);
     size_t number = 0, errors = 0;
     for (std::string text; std::getline(std::cin, text);) {
         ++number;
         if (text.find_first_not_of(" \t\r") == std::string::npos)
             continue;
-        const OrderedJson json = answer(text, "line " + std::to_string(number), options, times);
-        errors += json.contains("error") ? 1 : 0;
-        print(json);
+        const auto json = reader.answer(text, "line " + std::to_string(number));
+        if (!json)
+            continue;
+        errors += json->contains("error") ? 1 : 0;
+        print(*json);
     }
     if (std::cin.bad())
         throw InputError("standard input", "cannot be read");

@@ -78,6 +78,10 @@ void addPick(CLI::App& app, Options& options) {
              ->excludes(&faces);
     pick.add_flag("--strict", options.strict, "Exit with 2 when any line of --jsonl had an error")
         ->needs(&jsonl);
+    pick.add_option("--resume", options.resumeFile,
+                    "Leave out the bursts that FILE, what --jsonl printed before, has a line for")
+        ->needs(&jsonl)
+        ->type_name("FILE");
     addPickOutputs(pick, options);
     for (const char* single : {"--json", "--csv", "--group", "--report", "--copy-to", "--link-to"})
         jsonl.excludes(pick.get_option(single));

@@ -37,6 +37,7 @@ struct Options {
     std::optional<double> groupSeconds; // split the pictures into bursts by capture time
     bool jsonl = false;                 // read a burst from each line of stdin
     bool strict = false;
+    std::string resumeFile; // answers to lines of an earlier run
     std::string reportFile;
     std::string copyTo; // folders for the chosen frames
     std::string linkTo;
