@@ -2,6 +2,7 @@
 #include "kelvane/kelvane.h"
 
 #include "image/box_rows.h"
+#include "image/mono_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
 #include "platform/vector_support.h"
@@ -87,17 +88,18 @@ void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32
     }
 }
 
-BoxRowOperations fastestRowOperations(const BoxFilter& filter) {
+BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestArea) {
 #if defined(__x86_64__)
     if (usesAvx2(filter.width))
-        return boxRowOperationsAvx2(filter.channels);
+        return filter.channels == 1 ? monoRowOperationsAvx2(largestArea) : boxRowOperationsAvx2();
 #endif
-    return boxRowOperations(filter.channels);
+    return filter.channels == 1 ? monoRowOperations(largestArea) : boxRowOperations();
 }
 
-void filterRows(const BoxFilter& filter, const WindowSpan& heights, int64_t reciprocalColumns,
+void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
                 const WorkingMemory& memory) {
-    const BoxRowOperations operations = fastestRowOperations(filter);
+    const BoxRowOperations operations =
+        fastestRowOperations(filter, heights.longest * widths.longest);
     const BoxRow row = {.width = filter.width, .left = filter.left, .right = filter.right};
     const auto sourceRow = [&](int64_t y) { return filter.source + y * filter.pitch; };
     const auto savedRow = [&](int64_t y) {
@@ -124,8 +126,7 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, int64_t reci
         const int64_t windowHeight =
             std::min(entering, filter.height - 1) - std::max<int64_t>(leaving, -1);
         operations.divide(memory.columnSums, row,
-                          memory.reciprocals +
-                              (windowHeight - heights.shortest) * reciprocalColumns,
+                          memory.reciprocals + (windowHeight - heights.shortest) * widths.count(),
                           filter.destination + y * filter.pitch);
     }
 }
@@ -137,7 +138,7 @@ long run(void* memHandle, const BoxFilter& filter) {
     const bool allocated = allocate(memHandle, filter, heights.count(), widths.count(), &memory);
     if (allocated) {
         fillReciprocals(heights, widths, memory.reciprocals);
-        filterRows(filter, heights, widths.count(), memory);
+        filterRows(filter, heights, widths, memory);
     }
     release(memHandle, memory);
     return allocated ? ERR_NONE : ERR_NO_MEMORY;

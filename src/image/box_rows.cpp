@@ -10,6 +10,6 @@
 
 namespace kelvane {
 
-BoxRowOperations boxRowOperations(int channels) { return rowOperations(channels); }
+BoxRowOperations boxRowOperations() { return {accumulate<3>, divide<3>}; }
 
 } // namespace kelvane

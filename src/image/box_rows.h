@@ -20,15 +20,15 @@ struct BoxRow {
 struct BoxRowOperations {
     // Takes the row `added` into the counters and the row `removed` out; one of them may be null.
     void (*accumulate)(const unsigned char* added, const unsigned char* removed, int64_t width,
-                       uint32_t* sums);
+                       void* sums);
     // Writes one row of means. `reciprocals` holds floor(2^23 / window area) for every clipped
     // window width, from the smallest on.
-    void (*divide)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+    void (*divide)(const void* sums, const BoxRow& row, const uint32_t* reciprocals,
                    unsigned char* destination);
 };
 
-// `channels` is 1 or 3. Both give the same bytes and the same counters.
-BoxRowOperations boxRowOperations(int channels);
-BoxRowOperations boxRowOperationsAvx2(int channels); // x86-64 alone, where `usesAvx2` says so
+// For three channels. Both give the same bytes and the same counters.
+BoxRowOperations boxRowOperations();
+BoxRowOperations boxRowOperationsAvx2(); // x86-64 alone, where `usesAvx2` says so
 
 } // namespace kelvane

@@ -5,6 +5,6 @@
 
 namespace kelvane {
 
-BoxRowOperations boxRowOperationsAvx2(int channels) { return rowOperations(channels); }
+BoxRowOperations boxRowOperationsAvx2() { return {accumulate<3>, divide<3>}; }
 
 } // namespace kelvane

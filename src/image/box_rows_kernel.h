@@ -49,9 +49,7 @@ void accumulateRows(const unsigned char* added, const unsigned char* removed, in
         const Vector32 prefix = prefixSums<channels>(differencesAt<rows>(added, removed, i));
         const Vector32 running = add(prefix, carry);
         storeVector32(sums + i, add(loadVector32(sums + i), running));
-        // With one channel every lane of `carry` is the same, and the shuffle need not wait for it.
-        carry = channels == 1 ? add(carry, lastPixelRepeated<channels>(prefix))
-                              : lastPixelRepeated<channels>(running);
+        carry = lastPixelRepeated<channels>(running);
     }
     uint32_t carried[vectorLanes];
     storeVector32(carried, carry);
@@ -64,13 +62,14 @@ void accumulateRows(const unsigned char* added, const unsigned char* removed, in
 
 template <int channels>
 void accumulate(const unsigned char* added, const unsigned char* removed, int64_t width,
-                uint32_t* sums) {
+                void* sums) {
+    auto* const counters = static_cast<uint32_t*>(sums);
     if (removed == nullptr)
-        accumulateRows<channels, Rows::Added>(added, removed, width, sums);
+        accumulateRows<channels, Rows::Added>(added, removed, width, counters);
     else if (added == nullptr)
-        accumulateRows<channels, Rows::Removed>(added, removed, width, sums);
+        accumulateRows<channels, Rows::Removed>(added, removed, width, counters);
     else
-        accumulateRows<channels, Rows::Both>(added, removed, width, sums);
+        accumulateRows<channels, Rows::Both>(added, removed, width, counters);
 }
 
 unsigned char mean(uint32_t sum, uint32_t reciprocal) {
@@ -108,8 +107,9 @@ void divideTail(const uint32_t* total, const uint32_t* behind, const uint32_t* r
 // From left to right a row has windows cut on the left, windows that are whole or cut on both
 // sides, and windows cut on the right.
 template <int channels>
-void divide(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+void divide(const void* firstSum, const BoxRow& row, const uint32_t* reciprocals,
             unsigned char* __restrict destination) {
+    const auto* const sums = static_cast<const uint32_t*>(firstSum);
     const int64_t shortest = std::min(row.left, row.right) + 1;
     const int64_t uncutOnLeft = row.left + 1;
     const int64_t cutOnRight = row.width - row.right;
@@ -136,11 +136,6 @@ void divide(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals
     divideTail<channels>(total, sums + (tailStart - uncutOnLeft) * channels,
                          reciprocals + (row.width + row.left - tailStart - shortest),
                          row.width - tailStart, destination + tailStart * channels);
-}
-
-BoxRowOperations rowOperations(int channels) {
-    return channels == 3 ? BoxRowOperations{accumulate<3>, divide<3>}
-                         : BoxRowOperations{accumulate<1>, divide<1>};
 }
 
 } // namespace

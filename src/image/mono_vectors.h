@@ -1,0 +1,44 @@
+// Vectors of the compiler's own kind for the one-channel row operations, as long as the registers
+// of the instruction set at hand.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace kelvane {
+
+namespace {
+
+#if defined(__AVX512BW__)
+constexpr int vectorBytes = 64;
+#elif defined(__AVX2__)
+constexpr int vectorBytes = 32;
+#else
+constexpr int vectorBytes = 16;
+#endif
+
+using Words = uint16_t __attribute__((vector_size(vectorBytes)));
+using Longs = uint32_t __attribute__((vector_size(vectorBytes)));
+
+template <typename Vector>
+Vector loadVector(const void* bytes) {
+    Vector vector;
+    std::memcpy(&vector, bytes, sizeof vector);
+    return vector;
+}
+
+template <typename Vector>
+void storeVector(void* bytes, Vector vector) {
+    std::memcpy(bytes, &vector, sizeof vector);
+}
+
+// Sums over the lanes up to and including each, and the sum of all lanes in every lane.
+template <typename Vector>
+struct Prefix {
+    Vector sums;
+    Vector total;
+};
+
+} // namespace
+
+} // namespace kelvane
