@@ -88,8 +88,9 @@ inline void compareRegions(Random& random, int64_t width, int64_t height, int ca
 }
 
 inline void expectBounded(Random& random) {
-    AlignmentFrame frame(random, random.between(1, 40), random.between(1, 9), 0x601, 3);
-    const auto density = random.between(0, 5);
+    const int64_t width = random.between(1, random.chance(50) ? 40 : 300);
+    AlignmentFrame frame(random, width, random.between(1, 9), 0x601, 3);
+    const auto density = random.between(0, width > 40 ? 1 : 5);
     frame.paint([&](int64_t, int64_t) { return random.chance(density); });
     __tag_rect box = untouched.rect;
     FindMaskBBox(&frame.image, &box);
