@@ -19,7 +19,8 @@ struct ExtremumTask {
     unsigned char inverted; // 0 for the minimum, 255 for the maximum
 };
 
-// `working` holds 2 * radius + 4 rows of channels * (width + 2 * radius + 26) bytes.
+// `working` holds 2 * radius + 4 rows of channels * (width + 2 * radius + 18) + 8 bytes, and 128
+// bytes more.
 void filterExtremum(const ExtremumTask& task, unsigned char* working);
 
 // The same with AVX2, which the above uses where it pays, for rows of at least 32 bytes. On x86-64
