@@ -43,7 +43,12 @@ void forEachVector(int64_t count, Apply apply) {
             apply.template operator()<unsigned char>(x);
         return;
     }
-    for (int64_t x = 0; x < count - vectorBytes; x += vectorBytes)
+    int64_t x = 0;
+    for (; x < count - 2 * vectorBytes; x += 2 * vectorBytes) {
+        apply.template operator()<Vector>(x);
+        apply.template operator()<Vector>(x + vectorBytes);
+    }
+    if (x < count - vectorBytes)
         apply.template operator()<Vector>(x);
     apply.template operator()<Vector>(count - vectorBytes);
 }
@@ -107,7 +112,7 @@ void filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radiu
     }
 }
 
-constexpr int64_t prefetchedRows = 8; // ahead
+constexpr int64_t prefetchedRows = 4; // ahead
 
 // Turns every row from `first` on into the minimum of itself and the rows up to `last`.
 void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
