@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedRandom random(data, size);
-    widestVectors = random.between<Vectors>(0, 3);
+    widestVectors = random.between<Vectors>(0, 2);
     allocationsUntilFailure = -1;
     fuzzCase(random);
     return 0;

@@ -3,7 +3,8 @@
 
 namespace {
 
-// Sizes at the ends of the range, and random ones.
+// Sizes at the ends of the range, rows around the lengths of vectors that spread over few or many
+// of them in the source, and random sizes.
 template <typename Check>
 void forManySizes(const Check& check) {
     Random random;
@@ -12,7 +13,12 @@ void forManySizes(const Check& check) {
                             {{64, 64}, {48, 48}}, {{65534, 65535}, {1, 1}}};
     for (const auto& [columns, rows] : ends)
         check(random, columns, rows);
-    for (int round = 0; round < 2000 && !testing::Test::HasFailure(); ++round) {
+    for (const long width : {16, 31, 32, 33, 63, 64, 65, 97, 129})
+        for (const double scale : {0.4, 1.4, 2.0, 2.1, 5.0, 7.5, 30.0})
+            for (int round = 0; round < 5; ++round)
+                check(random, Axis{std::lround(scale * static_cast<double>(width)), width},
+                      Axis{random.between(1, 6), random.between(1, 6)});
+    for (int round = 0; round < 1500 && !testing::Test::HasFailure(); ++round) {
         const long most = random.oneOf({12, 12, 12, 90, round % 20 == 0 ? 500 : 90});
         const auto side = [&] { return random.between(1, most); };
         check(random, Axis{side(), side()}, Axis{side(), side()});

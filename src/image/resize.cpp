@@ -97,7 +97,7 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
                            .firstByte = 0,
                            .channelStep = 1,
                            .average = false};
-    RowPair pair(source, map, dstWidth * channels, srcWidth * channels, fields.accumulators);
+    RowPair pair(source, srcWidth, map, dstWidth * channels, fields.accumulators);
     pair.blendAll(SourceRowTable(fields.rows, dstHeight, srcHeight), dst, dstPitch);
     return ERR_NONE;
 }

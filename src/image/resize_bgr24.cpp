@@ -92,9 +92,9 @@ public:
     void convertYuv();
 
 private:
-    RowPair makeRowPair(SourcePlane plane, const SampleMap& map, int64_t samples,
-                        int64_t rowBytes) {
-        return {plane, map, samples, rowBytes,
+    RowPair makeRowPair(SourcePlane plane, int64_t sourcePixels, const SampleMap& map,
+                        int64_t samples) {
+        return {plane, sourcePixels, map, samples,
                 work.take<unsigned char>(RowPair::bytesPerSample * samples)};
     }
 
@@ -123,8 +123,7 @@ RowPair Conversion::makeChannelRows(int64_t channels, uint32_t bytesPerPixel) {
                            .firstByte = 0,
                            .channelStep = 1,
                            .average = false};
-    return makeRowPair({source.planes[0], source.pitches[0]}, map, width * channels,
-                       source.width * bytesPerPixel);
+    return makeRowPair({source.planes[0], source.pitches[0]}, source.width, map, width * channels);
 }
 
 // Each sample is the mean of the chroma of two neighbouring destination pixels; an odd last pixel
@@ -156,7 +155,7 @@ void Conversion::convertBgr() {
 void Conversion::convertYuv() {
     const ChromaLayout layout = chromaLayoutOf(source.format);
     const int64_t pairs = (width + 1) / 2;
-    RowPair luma = makeChannelRows(1, source.format == KELVANE_FORMAT_YUYV ? 2 : 1);
+    RowPair luma = makeChannelRows(1, source.format == KELVANE_FORMAT_YUYV ? 2u : 1u);
     RowPair chroma[2];
     const int64_t chromaPlanes = hasChroma(source, layout) ? layout.planeCount : 0;
     if (chromaPlanes > 0) {
@@ -164,8 +163,8 @@ void Conversion::convertYuv() {
         // Both planes of Cb and Cr lie at the pitch of the first one.
         for (int64_t plane = 0; plane < chromaPlanes; ++plane)
             chroma[plane] = makeRowPair(
-                {source.planes[layout.firstPlane + plane], source.pitches[layout.firstPlane]}, map,
-                pairs * map.channels, source.width / 2 * layout.bytesPerSample);
+                {source.planes[layout.firstPlane + plane], source.pitches[layout.firstPlane]},
+                source.width / 2, map, pairs * map.channels);
     }
     auto* const lumaBytes = work.take<unsigned char>(width);
     auto* const chromaBytes = work.take<unsigned char>(2 * pairs);

@@ -16,18 +16,19 @@ struct SourcePlane {
 // Keeps resampled rows while destination rows go on sharing them.
 class RowPair {
 public:
-    static constexpr int64_t bytesPerSample = planBytesPerSample + 2 * sizeof(RowValue);
+    static constexpr int64_t valueBytes = sizeof(RowValue);
+    static constexpr int64_t bytesPerSample = planBytesPerSample + 2 * valueBytes;
 
     RowPair() = default;
 
     // The storage, aligned to 4 bytes, holds `bytesPerSample` for each of `sampleCount` samples.
-    RowPair(SourcePlane sourcePlane, const SampleMap& map, int64_t sampleCount, int64_t rowBytes,
-            void* storage)
+    RowPair(SourcePlane sourcePlane, int64_t sourcePixels, const SampleMap& map,
+            int64_t sampleCount, void* storage)
         : plane(sourcePlane), count(sampleCount), operations(rowOperations(count)), plan(storage),
-          resampler(operations.planRow(map, count, rowBytes, storage)) {
-        auto end = reinterpret_cast<uintptr_t>(storage) + bytesPerSample * count;
+          resampler(operations.planRow(map, count, sourcePixels * map.pixelBytes, storage)) {
+        auto end = reinterpret_cast<intptr_t>(storage) + bytesPerSample * count;
         for (RowValue*& row : values) {
-            end = (end - sizeof(RowValue) * count) / operations.alignment * operations.alignment;
+            end = (end - valueBytes * count) / operations.alignment * operations.alignment;
             row = reinterpret_cast<RowValue*>(end);
         }
     }

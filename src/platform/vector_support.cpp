@@ -5,21 +5,12 @@ namespace kelvane {
 
 #if defined(__x86_64__)
 
-bool hasByteShuffle() { return __builtin_cpu_supports("ssse3") != 0; }
 bool hasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
 bool hasAvx512() {
     return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
            __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
            __builtin_cpu_supports("avx512vbmi") != 0;
 }
-
-#elif defined(__aarch64__)
-
-bool hasByteShuffle() { return true; }
-
-#else
-
-bool hasByteShuffle() { return false; }
 
 #endif
 

@@ -6,8 +6,6 @@
 
 namespace kelvane {
 
-bool hasByteShuffle(); // by an index vector
-
 #if defined(__x86_64__)
 bool hasAvx2();
 bool hasAvx512(); // the foundation with BW, DQ, VL and VBMI

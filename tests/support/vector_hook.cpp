@@ -2,15 +2,10 @@
 
 Vectors widestVectors = Vectors::Avx512;
 
+#if defined(__x86_64__)
 // The linker leads the library's questions here: those of platform/vector_support.h.
 extern "C" {
 
-bool __real__ZN7kelvane14hasByteShuffleEv();
-bool __wrap__ZN7kelvane14hasByteShuffleEv() {
-    return widestVectors >= Vectors::ByteShuffle && __real__ZN7kelvane14hasByteShuffleEv();
-}
-
-#if defined(__x86_64__)
 bool __real__ZN7kelvane7hasAvx2Ev();
 bool __wrap__ZN7kelvane7hasAvx2Ev() {
     return widestVectors >= Vectors::Avx2 && __real__ZN7kelvane7hasAvx2Ev();
@@ -20,6 +15,5 @@ bool __real__ZN7kelvane9hasAvx512Ev();
 bool __wrap__ZN7kelvane9hasAvx512Ev() {
     return widestVectors >= Vectors::Avx512 && __real__ZN7kelvane9hasAvx512Ev();
 }
-#endif
-
 } // extern "C"
+#endif
