@@ -21,8 +21,9 @@ int64_t workingBlockSize(int64_t width, int channels, int64_t radius) {
 constexpr unsigned char erosion = 0; // inverts nothing, and takes the minimum
 constexpr unsigned char dilation = 255;
 
-// The task may cover a part of each row of the image, which is `imageWidth` pixels wide.
-long filter(void* memHandle, const ExtremumTask& task, int64_t imageWidth) {
+// The task may cover a part of each row of the image, which is `imageWidth` pixels wide. Not worth
+// a copy for each of its callers.
+[[gnu::noinline]] long filter(void* memHandle, const ExtremumTask& task, int64_t imageWidth) {
     if (task.destination == nullptr || task.source == nullptr || task.radius == 0)
         return ERR_INVALID_PARAM;
     // Callers have always seen these as a want of memory.
