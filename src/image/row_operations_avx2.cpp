@@ -184,13 +184,13 @@ template <int windows>
 constexpr RowResampler resampler = {resampleGroups<windows>, resampleGroups<windows>};
 
 RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
-    auto* const groups = static_cast<ShuffleGroup*>(plan);
-    if (makeGroups(map, 1, count, rowBytes, groups))
-        return resampler<1>;
-    if (makeGroups(map, 2, count, rowBytes, groups))
-        return resampler<2>;
-    if (makeGroups(map, 4, count, rowBytes, groups))
-        return resampler<4>;
+    static constexpr RowResampler resamplers[] = {resampler<1>, resampler<2>, resampler<4>};
+    int64_t windows = 1;
+    for (const RowResampler& candidate : resamplers) {
+        if (makeGroups(map, windows, count, rowBytes, static_cast<ShuffleGroup*>(plan)))
+            return candidate;
+        windows *= 2;
+    }
     return planRowPlain(map, count, rowBytes, plan);
 }
 
