@@ -30,7 +30,6 @@ inline Vector unpackLow16(Vector a, Vector b) { return _mm512_unpacklo_epi16(a, 
 inline Vector unpackHigh16(Vector a, Vector b) { return _mm512_unpackhi_epi16(a, b); }
 inline Vector packUnsigned8(Vector low, Vector high) { return _mm512_packus_epi16(low, high); }
 
-// Indexes for permutations, and a mask for each.
 struct OddBytes {
     alignas(64) unsigned char indexes[64] = {};
     constexpr OddBytes() {
@@ -196,13 +195,13 @@ template <int vectors>
 constexpr RowResampler resampler = {resampleGroups<vectors>, resampleGroups<vectors>};
 
 RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void* memory) {
-    const Plan plan(memory, count);
-    if (makeGroups(map, 1, count, rowBytes, plan))
-        return resampler<1>;
-    if (makeGroups(map, 2, count, rowBytes, plan))
-        return resampler<2>;
-    if (makeGroups(map, 4, count, rowBytes, plan))
-        return resampler<4>;
+    static constexpr RowResampler resamplers[] = {resampler<1>, resampler<2>, resampler<4>};
+    int64_t vectors = 1;
+    for (const RowResampler& candidate : resamplers) {
+        if (makeGroups(map, vectors, count, rowBytes, Plan(memory, count)))
+            return candidate;
+        vectors *= 2;
+    }
     return avx2RowOperations().planRow(map, count, rowBytes, memory);
 }
 
