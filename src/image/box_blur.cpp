@@ -2,7 +2,6 @@
 #include "kelvane/kelvane.h"
 
 #include "image/box_rows.h"
-#include "image/mono_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
 #include "platform/vector_support.h"
@@ -91,9 +90,9 @@ void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32
 BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestArea) {
 #if defined(__x86_64__)
     if (usesAvx2(filter.width))
-        return filter.channels == 1 ? monoRowOperationsAvx2(largestArea) : boxRowOperationsAvx2();
+        return boxRowOperationsAvx2(filter.channels, largestArea);
 #endif
-    return filter.channels == 1 ? monoRowOperations(largestArea) : boxRowOperations();
+    return boxRowOperations(filter.channels, largestArea);
 }
 
 void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
@@ -107,7 +106,7 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, const Window
     };
 
     for (int64_t y = 0; y < filter.bottom; ++y)
-        operations.accumulate(sourceRow(y), nullptr, filter.width, memory.columnSums);
+        operations.addOrRemoveRow(sourceRow(y), nullptr, filter.width, memory.columnSums);
     for (int64_t y = 0; y < filter.height; ++y) {
         const int64_t entering = y + filter.bottom;
         const int64_t leaving = y - filter.top - 1;
@@ -117,17 +116,22 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, const Window
             added = sourceRow(entering);
         if (leaving >= 0)
             removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
-        if (added != nullptr || removed != nullptr)
-            operations.accumulate(added, removed, filter.width, memory.columnSums);
+        if (added != nullptr && removed != nullptr)
+            operations.replaceRow(added, removed, filter.width, memory.columnSums);
+        else if (added != nullptr || removed != nullptr)
+            operations.addOrRemoveRow(added, removed, filter.width, memory.columnSums);
         // The row that left made room in the ring for this one.
         if (memory.savedCount > 0 && y < filter.height - filter.top - 1)
             VantMemCpy(savedRow(y), sourceRow(y), filter.width * filter.channels);
 
         const int64_t windowHeight =
             std::min(entering, filter.height - 1) - std::max<int64_t>(leaving, -1);
-        operations.divide(memory.columnSums, row,
-                          memory.reciprocals + (windowHeight - heights.shortest) * widths.count(),
-                          filter.destination + y * filter.pitch);
+        const uint32_t* const reciprocals =
+            memory.reciprocals + (windowHeight - heights.shortest) * widths.count();
+        unsigned char* const destination = filter.destination + y * filter.pitch;
+        if (filter.left + filter.right < filter.width)
+            operations.divideWhole(memory.columnSums, row, reciprocals, destination);
+        operations.divideCut(memory.columnSums, row, reciprocals, destination);
     }
 }
 

@@ -12,23 +12,33 @@ struct BoxRow {
     int64_t width;
     int64_t left;
     int64_t right;
+
+    int64_t shortestWindow() const { return (left < right ? left : right) + 1; }
 };
 
-// `sums` holds one counter per byte of a row: over the rows in the window, the sum of the row's
-// prefix sums up to that pixel, modulo 2^32. The window sum of a pixel is then the difference of
-// two counters, which is exact because the counters wrap like the sum itself.
+// `sums` holds one counter per byte of a row, in an order of its own: over the rows in the window,
+// the sum of the row's prefix sums up to that pixel, modulo the counter's size. The window sum of a
+// pixel is then the difference of two counters, which is exact where the window sum itself fits,
+// because the counters wrap like it does.
 struct BoxRowOperations {
-    // Takes the row `added` into the counters and the row `removed` out; one of them may be null.
-    void (*accumulate)(const unsigned char* added, const unsigned char* removed, int64_t width,
-                       void* sums);
-    // Writes one row of means. `reciprocals` holds floor(2^23 / window area) for every clipped
-    // window width, from the smallest on.
-    void (*divide)(const void* sums, const BoxRow& row, const uint32_t* reciprocals,
-                   unsigned char* destination);
+    // Takes the row `added` into the counters and the row `removed` out.
+    void (*replaceRow)(const unsigned char* added, const unsigned char* removed, int64_t width,
+                       uint32_t* sums);
+    // The same where one of the two is null.
+    void (*addOrRemoveRow)(const unsigned char* added, const unsigned char* removed, int64_t width,
+                           uint32_t* sums);
+    // Writes the means of the windows that are whole, and of those that the row's ends cut.
+    // `reciprocals` holds floor(2^23 / window area) for every window width, from the smallest on.
+    void (*divideWhole)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+                        unsigned char* destination);
+    void (*divideCut)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+                      unsigned char* destination);
 };
 
-// For three channels. Both give the same bytes and the same counters.
-BoxRowOperations boxRowOperations();
-BoxRowOperations boxRowOperationsAvx2(); // x86-64 alone, where `usesAvx2` says so
+// `channels` is 1 or 3, `largestArea` the number of pixels in the largest window. Both give the
+// same bytes.
+BoxRowOperations boxRowOperations(int channels, int64_t largestArea);
+// On x86-64 alone, where `usesAvx2` says so.
+BoxRowOperations boxRowOperationsAvx2(int channels, int64_t largestArea);
 
 } // namespace kelvane

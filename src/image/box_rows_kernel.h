@@ -1,5 +1,8 @@
-// The box filter's row operations, written once for the vectors of every instruction set. The
-// including file has included one of the box_vectors headers; everything has internal linkage, so
+// The box filter's row operations, written once for the vectors of every instruction set, for which
+// the including file has defined: `prefixSums`; `sumsOfBytes`, of the two in every word;
+// `sumsOfPairs`, of the two signed words in every 32-bit lane, and `lowerOfPairs` and
+// `upperOfPairs`, either alone; `multiplyHigh`; `upperHalves`, of the lanes of both arguments in
+// turn; `splitChannels` and `storeChannels` for three channels. Everything has internal linkage, so
 // that no code of one instruction set is ever shared with another.
 #pragma once
 
@@ -11,131 +14,201 @@ namespace kelvane {
 
 namespace {
 
-enum class Rows { Added, Removed, Both };
+// Windows of up to this many pixels have sums that fit 16 bits: counters modulo 2^16 do.
+constexpr int64_t largestWordArea = 0xFFFF / 0xFF;
 
-template <Rows rows>
-uint32_t differenceAt(const unsigned char* added, const unsigned char* removed, int64_t i) {
-    const int plus = rows != Rows::Removed ? added[i] : 0;
-    const int minus = rows != Rows::Added ? removed[i] : 0;
-    return static_cast<uint32_t>(plus - minus);
-}
+// The counters of a channel follow those of the one before; within a channel,
+// counters of two bytes lie in two planes, one for the even columns and one for the odd ones;
+// counters of four bytes lie in four. A vector of bytes is then, as it lies, a vector of groups of
+// columns with one counter in every plane, and prefix sums are needed over the groups alone.
+template <typename Counter>
+struct Planes {
+    static constexpr int64_t group = sizeof(Counter);
 
-template <Rows rows>
-Vector16 differencesAt(const unsigned char* added, const unsigned char* removed, int64_t i) {
-    const Vector16 plus = rows != Rows::Removed ? widened(added + i) : zeroVector();
-    return rows != Rows::Added ? subtract(plus, widened(removed + i)) : plus;
-}
+    Counter* starts[group];
 
-// Sums over every `channels`-th lane up to and including each. The sums of eight differences of
-// bytes fit 16 bits.
-template <int channels>
-Vector32 prefixSums(Vector16 differences) {
-    Vector16 sums = addShifted<channels>(differences);
-    sums = addShifted<2 * channels>(sums);
-    if constexpr (4 * channels < 8)
-        sums = addShifted<4 * channels>(sums);
-    return joinGroups<channels>(sums);
-}
-
-// The prefix sums of two rows differ by the prefix sum of their difference, so that one pass over
-// the counters serves both rows.
-template <int channels, Rows rows>
-void accumulateRows(const unsigned char* added, const unsigned char* removed, int64_t width,
-                    uint32_t* __restrict sums) {
-    const int64_t count = width * channels;
-    Vector32 carry = zeroVector32();
-    int64_t i = 0;
-    for (; i + vectorLanes <= count; i += vectorLanes) {
-        const Vector32 prefix = prefixSums<channels>(differencesAt<rows>(added, removed, i));
-        const Vector32 running = add(prefix, carry);
-        storeVector32(sums + i, add(loadVector32(sums + i), running));
-        carry = lastPixelRepeated<channels>(running);
+    Planes(const uint32_t* sums, int64_t width) {
+        auto* start = reinterpret_cast<Counter*>(const_cast<uint32_t*>(sums));
+        for (int64_t i = 0; i < group; ++i) {
+            starts[i] = start;
+            start += (width + group - 1 - i) / group;
+        }
     }
-    uint32_t carried[vectorLanes];
-    storeVector32(carried, carry);
-    for (int lane = 0; i < count; ++i, ++lane) {
-        uint32_t& sum = carried[lane % channels];
-        sum += differenceAt<rows>(added, removed, i);
-        sums[i] += sum;
+
+    Counter* at(int64_t x) const {
+        const auto column = static_cast<uint64_t>(x);
+        return starts[column % group] + column / group;
     }
+};
+
+// Where the counters of a group of columns lie, and behind each those of the groups that follow.
+template <typename Counter>
+struct Group {
+    Counter* columns[sizeof(Counter)];
+
+    Group(const Planes<Counter>& planes, int64_t x) {
+        for (Counter*& column : columns)
+            column = planes.at(x++);
+    }
+};
+
+template <typename Counter>
+struct VectorOf;
+template <>
+struct VectorOf<uint16_t> {
+    using Type = Words;
+};
+template <>
+struct VectorOf<uint32_t> {
+    using Type = Longs;
+};
+
+template <typename Counter, typename Vector>
+void addTo(Counter* counters, Vector sums) {
+    storeVector(counters, loadVector<Vector>(counters) + sums);
+}
+
+// Adds the prefix sums of the differences of two rows: of pairs of columns, and of the odd column
+// in each alone. `carry` is the sum so far.
+[[gnu::always_inline]] inline void addGroups(Words pairs, Words odd, Words& carry,
+                                             const Group<uint16_t>& counters, int64_t i) {
+    const Prefix<Words> prefix = prefixSums(pairs);
+    const Words second = prefix.sums + carry;
+    carry += prefix.total;
+    addTo(counters.columns[1] + i, second);
+    addTo(counters.columns[0] + i, second - odd);
+}
+
+[[gnu::always_inline]] inline void addGroups(Words pairs, Words odd, Longs& carry,
+                                             const Group<uint32_t>& counters, int64_t i) {
+    const Prefix<Longs> prefix = prefixSums(sumsOfPairs(pairs));
+    const Longs fourth = prefix.sums + carry;
+    const Longs second = fourth - upperOfPairs(pairs);
+    carry += prefix.total;
+    addTo(counters.columns[3] + i, fourth);
+    addTo(counters.columns[2] + i, fourth - upperOfPairs(odd));
+    addTo(counters.columns[1] + i, second);
+    addTo(counters.columns[0] + i, second - lowerOfPairs(odd));
 }
 
 template <int channels>
-void accumulate(const unsigned char* added, const unsigned char* removed, int64_t width,
-                void* sums) {
-    auto* const counters = static_cast<uint32_t*>(sums);
-    if (removed == nullptr)
-        accumulateRows<channels, Rows::Added>(added, removed, width, counters);
-    else if (added == nullptr)
-        accumulateRows<channels, Rows::Removed>(added, removed, width, counters);
+Channels<channels> loadChannels(const unsigned char* bytes, Words mask) {
+    Channels<channels> vectors;
+    if constexpr (channels == 1)
+        vectors.bytes[0] = loadVector<Words>(bytes);
     else
-        accumulateRows<channels, Rows::Both>(added, removed, width, counters);
+        vectors = splitChannels(bytes);
+    for (Words& vector : vectors.bytes)
+        vector &= mask;
+    return vectors;
 }
 
-unsigned char mean(uint32_t sum, uint32_t reciprocal) {
+// `both` says that both rows are there; a missing row counts as zeros.
+template <typename Counter, int channels, bool both>
+void accumulateRows(const unsigned char* added, const unsigned char* removed, int64_t width,
+                    uint32_t* sums) {
+    constexpr int64_t group = Planes<Counter>::group;
+    const Planes<Counter> planes(sums, width);
+    const uint16_t addedMask = both || added != nullptr ? 0xFFFF : 0;
+    const uint16_t removedMask = both || removed != nullptr ? 0xFFFF : 0;
+    if (!both && added == nullptr)
+        added = removed;
+    if (!both && removed == nullptr)
+        removed = added;
+
+    typename VectorOf<Counter>::Type carries[channels] = {};
+    const Group<Counter> counters(planes, 0);
+    const int64_t vectorEnd = width / vectorBytes * vectorBytes;
+    for (int64_t i = 0; i < vectorEnd / group; i += vectorBytes / group) {
+        const auto a = loadChannels<channels>(added + i * group * channels, Words{} + addedMask);
+        const auto r =
+            loadChannels<channels>(removed + i * group * channels, Words{} + removedMask);
+        for (int c = 0; c < channels; ++c)
+            addGroups(sumsOfBytes(a.bytes[c]) - sumsOfBytes(r.bytes[c]),
+                      (a.bytes[c] >> 8) - (r.bytes[c] >> 8), carries[c], counters, i + c * width);
+    }
+    for (int c = 0; c < channels; ++c) {
+        uint32_t sum = carries[c][0];
+        for (int64_t x = vectorEnd; x < width; ++x) {
+            const int64_t i = x * channels + c;
+            sum += static_cast<uint32_t>((added[i] & addedMask) - (removed[i] & removedMask));
+            Counter& counter = planes.at(x)[c * width];
+            counter = static_cast<Counter>(counter + sum);
+        }
+    }
+}
+
+template <typename Counter>
+unsigned char mean(Counter ahead, Counter behind, uint32_t reciprocal) {
+    const Counter sum = static_cast<Counter>(ahead - behind);
     return static_cast<unsigned char>((sum * reciprocal) >> reciprocalBits);
 }
 
-// Windows of one width: the bytes need not be told apart by channel.
-void divideUncut(const uint32_t* ahead, const uint32_t* behind, int64_t count, uint32_t reciprocal,
-                 unsigned char* __restrict destination) {
-    for (int64_t i = divideVectors(ahead, behind, count, reciprocal, destination); i < count; ++i)
-        destination[i] = mean(ahead[i] - behind[i], reciprocal);
+// Twice the reciprocal leaves the mean in the upper byte of the product: 255 << 24 at most.
+Longs scaledMeans(const uint32_t* ahead, const uint32_t* behind, uint32_t doubled) {
+    return (loadVector<Longs>(ahead) - loadVector<Longs>(behind)) * doubled;
 }
 
-// Windows that end at the row's end and shrink by one per pixel; `reciprocal` is that of the first.
-// Turning the reciprocals around beforehand leaves a loop without a descending index, which GCC
-// does not vectorise when its types differ in size.
-template <int channels>
-void divideTail(const uint32_t* total, const uint32_t* behind, const uint32_t* reciprocal,
-                int64_t width, unsigned char* __restrict destination) {
-    constexpr int64_t run = 64;
-    uint32_t turned[run];
-    for (int64_t start = 0; start < width; start += run) {
-        const int64_t length = std::min(run, width - start);
-        for (int64_t x = 0; x < length; ++x)
-            turned[x] = reciprocal[-start - x];
-        const uint32_t* const first = behind + start * channels;
-        unsigned char* const out = destination + start * channels;
-        for (int64_t x = 0; x < length; ++x) {
+// The upper half of the same product. A reciprocal of up to 2^23 leaves 2^8 in the upper factor.
+Words scaledMeans(const uint16_t* ahead, const uint16_t* behind, uint32_t doubled) {
+    const Words sums = loadVector<Words>(ahead) - loadVector<Words>(behind);
+    return sums * static_cast<uint16_t>(doubled >> 16) +
+           multiplyHigh(sums, Words{} + static_cast<uint16_t>(doubled));
+}
+
+Words upperBytes(Words even, Words odd) { return (even >> 8) | (odd & 0xFF00); }
+
+[[gnu::always_inline]] inline Words
+meansOf(const Group<uint16_t>& ahead, const Group<uint16_t>& behind, int64_t i, uint32_t doubled) {
+    return upperBytes(scaledMeans(ahead.columns[0] + i, behind.columns[0] + i, doubled),
+                      scaledMeans(ahead.columns[1] + i, behind.columns[1] + i, doubled));
+}
+
+[[gnu::always_inline]] inline Words
+meansOf(const Group<uint32_t>& ahead, const Group<uint32_t>& behind, int64_t i, uint32_t doubled) {
+    const Words even =
+        upperHalves(scaledMeans(ahead.columns[0] + i, behind.columns[0] + i, doubled),
+                    scaledMeans(ahead.columns[2] + i, behind.columns[2] + i, doubled));
+    const Words odd =
+        upperHalves(scaledMeans(ahead.columns[1] + i, behind.columns[1] + i, doubled),
+                    scaledMeans(ahead.columns[3] + i, behind.columns[3] + i, doubled));
+    return upperBytes(even, odd);
+}
+
+template <typename Counter, int channels>
+void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+                 unsigned char* destination) {
+    constexpr int64_t group = Planes<Counter>::group;
+    const Planes<Counter> planes(sums, row.width);
+    const uint32_t reciprocal = reciprocals[row.left + row.right + 1 - row.shortestWindow()];
+    int64_t x = row.left + 1;
+    const int64_t count = row.width - row.right - x;
+    if (count >= vectorBytes) {
+        const Group<Counter> ahead(planes, x + row.right);
+        const Group<Counter> behind(planes, 0);
+        unsigned char* const out = destination + x * channels;
+        const auto divideAt = [&](int64_t i) {
+            Channels<channels> means;
             for (int c = 0; c < channels; ++c)
-                out[x * channels + c] = mean(total[c] - first[x * channels + c], turned[x]);
-        }
+                means.bytes[c] = meansOf(ahead, behind, i + c * row.width, 2 * reciprocal);
+            if constexpr (channels == 1)
+                storeVector(out + i * group, means.bytes[0]);
+            else
+                storeChannels(means, out + i * group * channels);
+        };
+        const int64_t last = (count - vectorBytes) / group;
+        for (int64_t i = 0; i < last; i += vectorBytes / group)
+            divideAt(i);
+        divideAt(last);
+        x += last * group + vectorBytes;
     }
-}
-
-// From left to right a row has windows cut on the left, windows that are whole or cut on both
-// sides, and windows cut on the right.
-template <int channels>
-void divide(const void* firstSum, const BoxRow& row, const uint32_t* reciprocals,
-            unsigned char* __restrict destination) {
-    const auto* const sums = static_cast<const uint32_t*>(firstSum);
-    const int64_t shortest = std::min(row.left, row.right) + 1;
-    const int64_t uncutOnLeft = row.left + 1;
-    const int64_t cutOnRight = row.width - row.right;
-    const int64_t headEnd = std::min(uncutOnLeft, cutOnRight);
-    const int64_t tailStart = std::max(uncutOnLeft, cutOnRight);
-    const uint32_t* const total = sums + (row.width - 1) * channels;
-
-    const uint32_t* const ahead = sums + row.right * channels;
-    const uint32_t* const growing = reciprocals + (row.right + 1 - shortest);
-    for (int64_t x = 0; x < headEnd; ++x) {
+    for (; x < row.width - row.right; ++x) {
+        const Counter* const ahead = planes.at(x + row.right);
+        const Counter* const behind = planes.at(x - row.left - 1);
         for (int c = 0; c < channels; ++c)
-            destination[x * channels + c] = mean(ahead[x * channels + c], growing[x]);
+            destination[x * channels + c] =
+                mean(ahead[c * row.width], behind[c * row.width], reciprocal);
     }
-    if (uncutOnLeft < cutOnRight) {
-        divideUncut(ahead + headEnd * channels, sums, (tailStart - headEnd) * channels,
-                    reciprocals[row.left + row.right + 1 - shortest],
-                    destination + headEnd * channels);
-    } else {
-        for (int64_t x = headEnd; x < tailStart; ++x) {
-            for (int c = 0; c < channels; ++c)
-                destination[x * channels + c] = mean(total[c], reciprocals[row.width - shortest]);
-        }
-    }
-    divideTail<channels>(total, sums + (tailStart - uncutOnLeft) * channels,
-                         reciprocals + (row.width + row.left - tailStart - shortest),
-                         row.width - tailStart, destination + tailStart * channels);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Vectors of the compiler's own kind for the one-channel row operations, as long as the registers
+// Vectors of the compiler's own kind for the box filter's row operations, as long as the registers
 // of the instruction set at hand.
 #pragma once
 
@@ -9,9 +9,7 @@ namespace kelvane {
 
 namespace {
 
-#if defined(__AVX512BW__)
-constexpr int vectorBytes = 64;
-#elif defined(__AVX2__)
+#if defined(__AVX2__)
 constexpr int vectorBytes = 32;
 #else
 constexpr int vectorBytes = 16;
@@ -37,6 +35,12 @@ template <typename Vector>
 struct Prefix {
     Vector sums;
     Vector total;
+};
+
+// Vectors of the bytes of each channel.
+template <int channels>
+struct Channels {
+    Words bytes[channels];
 };
 
 } // namespace
