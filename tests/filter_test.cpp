@@ -18,6 +18,23 @@ TEST(BoxBlur, TruncatesTheMeanExceptOfFourPixels) {
     EXPECT_EQ(Bytes(spot.begin(), spot.begin() + 7), (Bytes{63, 42, 0, 0, 0, 42, 28}));
 }
 
+// Sums of 257 white pixels are the last that fit 16 bits.
+TEST(BoxBlur, CountsWhiteWindowsOfEverySize) {
+    for (const Vectors vectors : {Vectors::Baseline, Vectors::Avx2})
+        for (const long channels : {1, 3})
+            for (const long radius : {41, 42, 43, 63, 64}) {
+                widestVectors = vectors;
+                const Plane plane = {175, 4, channels, 175 * channels};
+                const Reach threeRows = {radius, 1, radius, 1}, twoRows = {radius, 0, radius, 1};
+                for (const Reach& reach : {threeRows, twoRows}) {
+                    const Bytes white(size_t(plane.size()), 255);
+                    Bytes out = white;
+                    boxBlur(reach)(nullptr, plane, white.data(), out.data());
+                    ASSERT_EQ(out, filterPlainly(plane, reach, {mean}, white, white)) << radius;
+                }
+            }
+}
+
 // Around 2^23 pixels the reciprocals fall from 1 to 0.
 TEST(BoxBlur, KeepsVeryLargeWindowsExact) {
     const Plane plane = {3000, 2800, 1, 3000};
