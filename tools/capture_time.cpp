@@ -66,12 +66,13 @@ std::optional<double> exifTime(const std::string& path) {
 } // namespace
 
 CaptureTime readCaptureTime(const std::string& path) {
-    if (const std::optional<double> seconds = exifTime(path))
-        return {*seconds, false};
     struct stat status = {};
     tm local = {};
     if (::stat(path.c_str(), &status) != 0 || localtime_r(&status.st_mtime, &local) == nullptr)
         return {0, true}; // reading it will tell what is wrong
+    // Reading from a pipe would take the picture away.
+    if (const auto seconds = S_ISREG(status.st_mode) ? exifTime(path) : std::nullopt)
+        return {*seconds, false};
     return {static_cast<double>(timegm(&local)) +
                 static_cast<double>(status.st_mtim.tv_nsec) * 1e-9,
             true};
