@@ -103,7 +103,8 @@ Peer filter(const Operation& operation) {
     cv::Mat to = operation.output.image.planes[0] != nullptr ? from.clone() : cv::Mat();
     const int value = operation.workload.parameter;
     const Rectangle rectangle(value);
-    const auto [anchor, shape] = rectangle;
+    const cv::Point anchor = rectangle.anchor;
+    const cv::Mat shape = rectangle.shape;
     const auto peer = [&](const char* name, double tolerance, auto run) {
         return Peer{name, run, differenceFrom(operation.output, to), tolerance};
     };

@@ -16,6 +16,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 CHART = "docs/images/performance.svg"
 LIBRARIES = [("x86-64", "build/release/src/libkelvane.so", "strip", 160),
              ("64-bit Arm", "build/arm64/src/libkelvane.so", "aarch64-linux-gnu-strip", 100)]
+ROOF_GOALS = {"imgEvaluateSharpness/0x601": 0.5}
 README_ROWS = ["imgEvaluateSharpness/0x601/4000x3000", "DRAV_Kelvane/10 frames/4000x3000",
                "GB_BoxBlurA/radius 5/4000x3000", "GB_GaussianBlurA/size 11/4000x3000",
                "sbrErode/radius 10/4000x3000", "sbrOpen/radius 10/4000x3000",
@@ -41,12 +42,17 @@ class Row:
         self.ratio = entry.get("ratio")
         self.goal = entry.get("goal", 0)
         self.roof_share = entry.get("roof_share")
+        self.roof_goal = ROOF_GOALS.get(name, 0)
         self.rate = entry.get("GB/s")
 
+    def reaches_goal(self):
+        return self.ratio >= self.goal and (self.roof_share or 1) >= self.roof_goal
+
     def verdict(self):
-        if self.goal == 0 or self.ratio is None:
+        if self.goal == 0:
             return ""
-        return f"{self.goal:g}" if self.ratio >= self.goal else f"{self.goal:g}, missed"
+        roof = f" and {100 * self.roof_goal:.0f} % of the roof" if self.roof_goal else ""
+        return f"{self.goal:g}{roof}" + ("" if self.reaches_goal() else ", missed")
 
 
 def figures(value):
@@ -113,7 +119,7 @@ def summary(context, roofs, rows):
                        if c["type"] != "Instruction")
     speeds = "; ".join(f"{row.plain[8:]} of {row.size}: {figures(row.rate)} GB/s" for row in roofs)
     goals = [row for row in rows if row.goal > 0]
-    reached = sum(row.ratio >= row.goal for row in goals)
+    reached = sum(row.reaches_goal() for row in goals)
     lines = [f"Processor: {processor()}; caches: {caches}. Compiler: {context['compiler']}. "
              f"Vectors used: {context['vectors']}.", "",
              f"Memory roof (bytes counted once): {speeds}.", "",
@@ -177,9 +183,10 @@ def main():
     replace_between("README.md", "performance", short_table([by_key[key] for key in README_ROWS]))
     with open(os.path.join(ROOT, CHART), "w", encoding="utf-8") as file:
         file.write(chart([row for row in rows if row.goal > 0 and "padded" not in row.key]))
-    missed = [row for row in rows if row.goal > 0 and row.ratio < row.goal]
-    for row in missed:
-        print(f"missed: {row.plain}, {row.size}: {figures(row.ratio)} of {row.goal:g}")
+    for row in rows:
+        if row.goal > 0 and not row.reaches_goal():
+            share = f"; {100 * row.roof_share:.0f} % of the roof" if row.roof_share else ""
+            print(f"{row.plain}, {row.size}: {figures(row.ratio)}{share}; goal {row.verdict()}")
     print("written: docs/performance.md, " + CHART + ", README.md")
 
 
