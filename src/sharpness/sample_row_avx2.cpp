@@ -1,5 +1,5 @@
-// The compiler's own vectors take three times as long: they multiply 32-bit lanes, and narrow and
-// reorder them step by step.
+// Compiled for AVX2. The compiler's own vectors take one and a half times to twice as long: they
+// multiply 32-bit lanes, and narrow and reorder them step by step.
 #include "sharpness/sample_row_avx2.h"
 
 #include <immintrin.h>
@@ -14,7 +14,6 @@ __m256i loadVector(const unsigned char* bytes) {
 
 // Each sampler makes the sums of 8 samples in 32-bit lanes. Lanes of two halves interleave, in runs
 // of `run` samples, because pairs are packed within each half.
-
 struct LumaSampler {
     static constexpr int64_t bytesPerPixel = 1;
     static constexpr int run = 4;
