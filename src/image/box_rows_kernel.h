@@ -16,11 +16,12 @@ namespace {
 
 // Windows of up to this many pixels have sums that fit 16 bits: counters modulo 2^16 do.
 constexpr int64_t largestWordArea = 0xFFFF / 0xFF;
+static_assert(largestWordArea * 0xFF <= UINT16_MAX);
 
-// The counters of a channel follow those of the one before; within a channel,
-// counters of two bytes lie in two planes, one for the even columns and one for the odd ones;
-// counters of four bytes lie in four. A vector of bytes is then, as it lies, a vector of groups of
-// columns with one counter in every plane, and prefix sums are needed over the groups alone.
+// The counters of a channel follow those of the one before. Within a channel, counters of two bytes
+// lie in two planes, one for the even columns and one for the odd ones; counters of four bytes lie
+// in four. A vector of bytes is then, as it lies, a vector of groups of columns with one counter in
+// every plane, and prefix sums are needed over the groups alone.
 template <typename Counter>
 struct Planes {
     static constexpr int64_t group = sizeof(Counter);
