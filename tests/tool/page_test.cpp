@@ -42,7 +42,8 @@ addEventListener("load", () => {
 Json look(const std::string& options) {
     writeFile("probe.html", probe);
     const std::string command =
-        join("chromium --headless --no-sandbox --disable-gpu --user-data-dir=../browser "
+        join("chromium --headless --no-sandbox --disable-gpu --disable-dev-shm-usage "
+             "--user-data-dir=../browser "
              "--allow-file-access-from-files --enable-logging=stderr --virtual-time-budget=5000 ",
              options, " --dump-dom \"file://$PWD/probe.html\" >../dom 2>../log");
     EXPECT_EQ(std::system(command.c_str()), 0) << readFile("../log");
