@@ -14,6 +14,11 @@ if(KELVANE_SANITIZE)
   target_link_options(kelvane_flags INTERFACE ${sanitizers})
 endif()
 
+option(KELVANE_COVERAGE "Count with Clang which lines and branches of the library run" OFF)
+if(KELVANE_COVERAGE)
+  target_link_options(kelvane_flags INTERFACE -fprofile-instr-generate)
+endif()
+
 # The standard library of Android, for those who build with it.
 option(KELVANE_LIBCXX "Build with Clang's standard library, libc++" OFF)
 if(KELVANE_LIBCXX)
@@ -44,4 +49,8 @@ if(KELVANE_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID MATCHES "Clang
     kelvane_library_flags
     INTERFACE -fsanitize=integer
               -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/intended_wraps.txt)
+endif()
+if(KELVANE_COVERAGE)
+  target_compile_options(kelvane_library_flags INTERFACE -fprofile-instr-generate
+                                                         -fcoverage-mapping)
 endif()

@@ -93,6 +93,16 @@ TEST(Alignment, RefusesWhatDoesNotFit) {
                                          missing == 1 ? nullptr : set, set, 90, 70, 90, 90, 70, 92,
                                          1, 3, missing == 2 ? nullptr : pair, nullptr, nullptr, 0,
                                          0, 1, 0, 0, 0x601, missing == 3 ? nullptr : &score));
+    // With fewer stored levels than the pyramids leave, a coarser level has no patches.
+    AlignmentFrame large(random, 640, 480, 0x601, 0);
+    const Context ofLarge;
+    EXPECT_EQ(ERR_NONE, align(ofLarge.handle, &large.image, &large.image).code);
+    const _tag_ZEP_ABDEBLUR& record = ofLarge.record();
+    EXPECT_EQ(ERR_INVALID_PARAM,
+              Alignment2Image2_Video(nullptr, record.bitmapSet[0], record.bitmapSet[1],
+                                     large.plane.data(), 640, 480, 640, 640, 480, 640, 4, 1, pair,
+                                     record.refPyramid, record.workPyramid, 0, 0, 1, 0, 0, 0x601,
+                                     &score));
     EXPECT_EQ(5, pair[0]);
 }
 

@@ -16,7 +16,7 @@ TEST(Arena, SplitsOnlyRemaindersWorthABlock) {
         // A new block, one cut down to its size, and one grown to it.
         for (const uint32_t first : {384 - rest, 400u, 8u}) {
             const Arena arena(400);
-            void* const block = VantMemAllocStatic(arena.handle(), first);
+            void* const block = VantMemReallocStatic(arena.handle(), nullptr, first);
             EXPECT_EQ(VantMemReallocStatic(arena.handle(), block, 384 - rest), block);
             const bool split = first == 400 ? rest > 32 : rest >= 32;
             EXPECT_EQ(GetMaxAllocMemSize(arena.handle()), split ? rest : 0) << rest;

@@ -418,6 +418,10 @@ void refuseFaults(World&& w) {
     for (const int64_t size : {31, -1})
         refuses(w, read, size, w.recordData.size);
 
+    w.record[1] = n - 1; // a record for fewer frames
+    refuses(w, rankRecord, sizeof w.record - 412, w.recordData.size);
+    w.record[1] = n;
+
     refuses(w, setObjects, 0, w.movingInfo.objects, w.movingInfo.width, w.movingInfo.height);
     refuses(w, setObjects, width - 1, w.movingInfo.pitch);
     refuses(w, detectBlur, 0, w.images[0].planes[0]);

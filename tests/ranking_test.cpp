@@ -47,6 +47,17 @@ TEST(Ranking, RandomScoresMatchTheRules) {
     }
 }
 
+TEST(Ranking, ScoresEndAt64Bits) {
+    for (const int64_t end : {INT64_MIN, INT64_MAX}) {
+        int64_t most = end, area = end, none = 0, score = 0;
+        _tag_DRAV_ENGINE engine = {};
+        engine.movingAreas = &area;
+        engine.scoreTable = {&most, &most, &none, &none, &none, &none, &none, &none, &score};
+        kelvane::formFinalScores(&engine, 1);
+        EXPECT_EQ(score, end);
+    }
+}
+
 TEST(Ranking, WorkedExamples) {
     EXPECT_EQ(plainNormalized({500, 400, 0, -500}), (Column{9999, 7999, 0, -9999}));
     EXPECT_EQ(plainNormalized({-1, -5}), (Column{0, 0}));

@@ -10,8 +10,6 @@ struct LumaPlane {
     const unsigned char* data;
     int64_t pitch;     // bytes from one row to the next
     int64_t pixelStep; // bytes from one luma sample to the next
-
-    const unsigned char* row(int64_t y) const { return data + y * pitch; }
 };
 
 inline int64_t lumaStep(int64_t format) { return format == KELVANE_FORMAT_YUYV ? 2 : 1; }

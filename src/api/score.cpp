@@ -1,7 +1,6 @@
 #include "api/score.h"
 
 #include "api/engine.h"
-#include "image/format.h"
 #include "platform/conversion.h"
 
 #include <algorithm>
@@ -119,8 +118,6 @@ int64_t finalScore(const _tag_DRAV_ENGINE* engine, int64_t i) {
 
 long scoreFrame(_tag_DRAV_ENGINE* engine, const __tag_KIRO_OFFSCREEN* frame,
                 const _tag_DRAV_FACEINFO* faces) {
-    if (!isPlanarFormat(frame->format))
-        return ERR_INVALID_PARAM;
     ScoreTable& table = engine->scoreTable;
     const int64_t i = engine->frameCounter;
     if (engine->movingFlags[i] != 0) {

@@ -207,7 +207,8 @@ struct PlainEngine {
                                         active ? plainPenalty(rect, frameWidth, frameHeight) : 0));
         }
         result.best = firstBest(scores, 0, static_cast<int64_t>(n));
-        std::ranges::copy(plainKept(scores, result.count), result.indices);
+        const Column kept = plainKept(scores, result.count);
+        std::copy(kept.begin(), kept.end(), result.indices);
         return ERR_NONE;
     }
 };
