@@ -8,6 +8,8 @@ TEST(ChangedRegion, MatchesItsPlainSteps) {
     Random random;
     for (int i = 0; i < 40 && !HasFailure(); ++i)
         compareRegions(random, random.between(100, 320), random.between(100, 290));
+    for (int i = 0; i < 12 && !HasFailure(); ++i)
+        compareRegions(random, random.between(512, 700), random.between(512, 530));
 }
 
 TEST(ChangedRegion, IsBoundedByItsMask) {

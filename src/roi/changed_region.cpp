@@ -14,6 +14,28 @@ namespace {
 constexpr unsigned char darker = 0; // what the mask holds where the first frame is darker
 constexpr unsigned char unchanged = 128;
 constexpr unsigned char brighter = 255;
+constexpr int lowestUnchanged = 100; // of the smoothed differences
+constexpr int highestUnchanged = 150;
+
+struct Rows {
+    int64_t top = 0;
+    int64_t bottom = 0; // exclusive
+};
+
+// The box filters that smooth the mask.
+struct Smoothing {
+    static constexpr int64_t passes = 3; // at most
+    int64_t size;
+
+    explicit Smoothing(const _tag_ROI_CONTEXT& roi) : size(std::min(roi.width, roi.height) >> 7) {}
+    int64_t radius() const { return size / 2; }
+    int64_t reach() const { return passes * radius(); }
+    // Means are rounded down, by more where large windows have coarse reciprocals.
+    int64_t largestLoss() const {
+        const int64_t side = 2 * radius() + 1;
+        return size < 2 ? 0 : passes * (1 + ((side * side * 255) >> 23));
+    }
+};
 
 // Rows that overlap, as with a pitch below the width, are no frame.
 bool isFrameOf(const _tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& frame) {
@@ -22,22 +44,30 @@ bool isFrameOf(const _tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& frame) {
 }
 
 // Half of a - b, shifted up: 127 where the frames agree. Rounded down as the complement of a mean
-// that is rounded up, for which processors have an instruction.
-void differenceRow(const unsigned char* a, const unsigned char* b, int64_t count,
-                   unsigned char* mask) {
-    for (int64_t x = 0; x < count; ++x)
+// that is rounded up, for which processors have an instruction. Returns by how much the row rises
+// above `lowest`, modulo 256: a row that somewhere falls below it rises the most.
+unsigned char differenceRow(const unsigned char* a, const unsigned char* b, int64_t count,
+                            unsigned char lowest, unsigned char* mask) {
+    unsigned char highest = 0;
+    for (int64_t x = 0; x < count; ++x) {
         mask[x] = static_cast<unsigned char>(255 - ((255 - a[x] + b[x] + 1) >> 1));
+        highest = std::max(highest, static_cast<unsigned char>(mask[x] - lowest));
+    }
+    return highest;
 }
 
 // Fills the mask with the difference of what both frames show, less a margin of the displacement on
-// every side of the first frame, in the second frame's coordinates.
-void fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
+// every side of the first frame, in the second frame's coordinates. Returns the rows from the first
+// to the last one that smoothing alone does not leave unchanged.
+Rows fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
                     const __tag_KIRO_OFFSCREEN& second, int64_t dx, int64_t dy) {
     const int64_t marginX = dx < 0 ? -dx : dx;
     const int64_t marginY = dy < 0 ? -dy : dy;
     const int64_t columns = std::max<int64_t>(roi.width - 2 * marginX, 0);
     const int64_t rows = columns > 0 ? std::max<int64_t>(roi.height - 2 * marginY, 0) : 0;
     const int64_t pitch = roi.maskPitch();
+    const int64_t lowest = lowestUnchanged + Smoothing(roi).largestLoss();
+    Rows lively;
     unsigned char* mask = roi.mask;
     // From one row's compared part to the next one's nothing is compared.
     int64_t skipped = rows > 0 ? (marginY - dy) * pitch + marginX - dx : roi.height * pitch;
@@ -45,21 +75,27 @@ void fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
         VantMemSet(mask, unchanged, skipped);
         mask += skipped;
         const int64_t row = marginY + y;
-        differenceRow(first.planes[0] + row * first.pitches[0] + marginX,
-                      second.planes[0] + (row - dy) * second.pitches[0] + marginX - dx, columns,
-                      mask);
+        const unsigned char rise =
+            differenceRow(first.planes[0] + row * first.pitches[0] + marginX,
+                          second.planes[0] + (row - dy) * second.pitches[0] + marginX - dx, columns,
+                          static_cast<unsigned char>(std::min<int64_t>(lowest, unchanged)), mask);
+        if (lowest > unchanged || rise > highestUnchanged - lowest) {
+            lively.top = lively.bottom == 0 ? row - dy : lively.top;
+            lively.bottom = row - dy + 1;
+        }
         mask += columns;
         skipped = pitch - columns;
     }
     VantMemSet(mask, unchanged, roi.mask + roi.height * pitch - mask);
+    return lively;
 }
 
 // Without branches, so that rows are classified in vectors.
 unsigned char classOf(unsigned char difference) {
     constexpr unsigned char aboveDarker = unchanged - darker;
     constexpr unsigned char aboveUnchanged = brighter - unchanged;
-    return static_cast<unsigned char>(darker + (difference >= 100 ? aboveDarker : 0) +
-                                      (difference > 150 ? aboveUnchanged : 0));
+    return static_cast<unsigned char>(darker + (difference >= lowestUnchanged ? aboveDarker : 0) +
+                                      (difference > highestUnchanged ? aboveUnchanged : 0));
 }
 
 // Returns whether the row holds a change.
@@ -72,10 +108,10 @@ bool classifyRow(unsigned char* row, int64_t count) {
     return different != 0;
 }
 
-// Classifies the mask. Returns where it changed.
-Bounds classify(_tag_ROI_CONTEXT& roi) {
+// Classifies rows of the mask. Returns where they changed.
+Bounds classify(_tag_ROI_CONTEXT& roi, const Rows& rows) {
     Bounds changed;
-    for (int64_t y = 0; y < roi.height; ++y) {
+    for (int64_t y = rows.top; y < rows.bottom; ++y) {
         unsigned char* const row = roi.mask + y * roi.maskPitch();
         if (classifyRow(row, roi.width))
             changed.includeRow(row, roi.width, y, unchanged);
@@ -95,16 +131,33 @@ Bounds areaToClean(const Bounds& changed, const _tag_ROI_CONTEXT& roi, int64_t r
             .bottom = std::min(changed.bottom + reach, roi.height)};
 }
 
+// The rows to smooth: those that the lively ones reach, with as many calm rows around them that
+// what the end of the part changes is calm as well. No fewer than take the memory of the whole
+// mask.
+Rows rowsToSmooth(const Rows& lively, const _tag_ROI_CONTEXT& roi) {
+    const Smoothing smoothing(roi);
+    const int64_t margin = lively.bottom > 0 ? 2 * smoothing.reach() : 0;
+    Rows rows = {.top = std::max<int64_t>(lively.top - margin, 0),
+                 .bottom = std::min(lively.bottom + margin, roi.height)};
+    const int64_t fewest = std::min(2 * smoothing.radius() + 2, roi.height);
+    rows.bottom = std::max(rows.bottom, std::min(rows.top + fewest, roi.height));
+    rows.top = std::min(rows.top, rows.bottom - fewest);
+    return rows;
+}
+
 // Smooths, classifies and cleans the mask. Nothing is changed outside the cleaned area.
-long cleanMask(_tag_ROI_CONTEXT& roi, Bounds& cleaned) {
-    const int64_t shorter = std::min(roi.width, roi.height);
+long cleanMask(_tag_ROI_CONTEXT& roi, const Rows& lively, Bounds& cleaned) {
     const int64_t pitch = roi.maskPitch();
-    const long code = GB_GaussianBlurA(roi.memHandle, roi.mask, roi.width, roi.height, pitch, 0,
-                                       roi.mask, shorter >> 7);
+    const Rows rows = rowsToSmooth(lively, roi);
+    unsigned char* const smoothed = roi.mask + rows.top * pitch;
+    VantMemSet(roi.mask, unchanged, rows.top * pitch);
+    VantMemSet(roi.mask + rows.bottom * pitch, unchanged, (roi.height - rows.bottom) * pitch);
+    const long code = GB_GaussianBlurA(roi.memHandle, smoothed, roi.width, rows.bottom - rows.top,
+                                       pitch, 0, smoothed, Smoothing(roi).size);
     if (code != ERR_NONE)
         return code;
-    const int64_t radius = shorter / 100;
-    cleaned = areaToClean(classify(roi), roi, radius);
+    const int64_t radius = std::min(roi.width, roi.height) / 100;
+    cleaned = areaToClean(classify(roi, rows), roi, radius);
     return openAndClose(roi.memHandle, roi.mask, roi.width, pitch, cleaned, radius);
 }
 
@@ -146,9 +199,9 @@ long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* 
     if (std::abs(dx) >= context.width || std::abs(dy) >= context.height)
         return ERR_INVALID_PARAM;
 
-    fillDifference(context, *first, *second, dx, dy);
+    const Rows lively = fillDifference(context, *first, *second, dx, dy);
     Bounds cleaned;
-    code = cleanMask(context, cleaned);
+    code = cleanMask(context, lively, cleaned);
     if (code != ERR_NONE)
         return code;
     __tag_rect box = changedBox(context, cleaned);
