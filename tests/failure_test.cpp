@@ -302,7 +302,7 @@ int failInGrowingRoom(const EntryPoint& entry, std::vector<int64_t>& expected) {
     };
     const auto release = [&] {
         last = allocationCount;
-        room = std::max(32L, room + lastShortage);
+        room = std::max(32L, room + (lastShortage + 7) / 8 * 8);
         VantMemFree(arena.handle(), rest);
     };
     while (failsWithin(entry, arena.handle(), restrict, release, expected) && last < 50) {

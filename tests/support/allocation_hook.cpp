@@ -25,8 +25,8 @@ void* __wrap_VantMemAlloc(void* handle, long size) {
     if (isTheOneToFail(allocationsUntilFailure))
         return nullptr;
     void* const block = __real_VantMemAlloc(handle, size);
-    if (block == nullptr && handle != nullptr)
-        lastShortage = (size + 7) / 8 * 8 - GetMaxAllocMemSize(handle);
+    if (block == nullptr && handle != nullptr && size > 0)
+        lastShortage = size - GetMaxAllocMemSize(handle);
     return block;
 }
 
