@@ -39,6 +39,29 @@ TEST(Alignment, FindsAKnownDisplacement) {
     }
 }
 
+// One bitmap level over two empty grey maps. The centre costs what differs, less one; a move by one
+// pixel would cost next to nothing.
+TEST(Alignment, TakesACentreThatCostsFourteen) {
+    for (const int pixels : {7, 8}) {
+        PlainLevel ref{192, 8}, moving{192, 8};
+        Bytes sets[2];
+        for (int i = 0; i < 8; ++i) {
+            ref.set(10 + i % 6 * 32, 2 + i / 6, 1);
+            moving.set(9 + i % 6 * 32, 2 + i / 6, i < pixels);
+        }
+        for (const PlainLevel* const level : {&ref, &moving}) {
+            Bytes& set = sets[level == &moving];
+            set = level->data;
+            set.resize(set.size() + 96 * 4 + 48 * 2);
+        }
+        long result[2] = {5, 5}, score = 0;
+        EXPECT_EQ(ERR_NONE, Alignment2Image2_Video(nullptr, sets[0].data(), sets[1].data(), nullptr,
+                                                   192, 8, 192, 192, 8, 28, 2, 3, result, nullptr,
+                                                   nullptr, 0, 0, 0, 0, 1, 0x601, &score));
+        EXPECT_EQ((Displacement{pixels - 7, 0}), (Displacement{result[0], result[1]}));
+    }
+}
+
 TEST(Alignment, RefusesWhatDoesNotFit) {
     Random random;
     AlignmentFrame frame(random, 90, 70, 0x601, 0);

@@ -52,16 +52,6 @@ TEST(GaussianBlur, RepeatsTheBoxFilter) {
         expectGaussianBlur(random);
 }
 
-// There is room for the pass that needs no saved rows alone.
-TEST(GaussianBlur, StopsAtTheFailingPass) {
-    const Plane plane = {8, 8, 1, 8};
-    const Bytes image = Random().image(64);
-    Bytes out(64);
-    const Arena arena(boxPayload(plane, {1, 1, 1, 1}, false));
-    EXPECT_EQ(gaussianBlur(3)(arena.handle(), plane, image.data(), out.data()), ERR_NO_MEMORY);
-    EXPECT_EQ(out, filterPlainly(plane, {1, 1, 1, 1}, {mean}, image, out));
-}
-
 TEST(Morphology, EqualsItsDefinition) {
     Random random;
     for (int round = 0; round < 1000 && !HasFailure(); ++round)
