@@ -103,15 +103,17 @@ template <int run>
 void storeInterleaved(__m256i bytes, unsigned char* samples) {
     const __m128i a = _mm256_castsi256_si128(bytes);
     const __m128i b = _mm256_extracti128_si256(bytes, 1);
-    auto* const out = reinterpret_cast<__m128i*>(samples);
-    const auto low = run == 4   ? _mm_unpacklo_epi32
-                     : run == 2 ? _mm_unpacklo_epi16
-                                : _mm_unpacklo_epi8;
-    const auto high = run == 4   ? _mm_unpackhi_epi32
-                      : run == 2 ? _mm_unpackhi_epi16
-                                 : _mm_unpackhi_epi8;
-    _mm_storeu_si128(out, low(a, b));
-    _mm_storeu_si128(out + 1, high(a, b));
+    const auto store = [samples](__m128i first, __m128i second) {
+        auto* const out = reinterpret_cast<__m128i*>(samples);
+        _mm_storeu_si128(out, first);
+        _mm_storeu_si128(out + 1, second);
+    };
+    if constexpr (run == 4)
+        store(_mm_unpacklo_epi32(a, b), _mm_unpackhi_epi32(a, b));
+    else if constexpr (run == 2)
+        store(_mm_unpacklo_epi16(a, b), _mm_unpackhi_epi16(a, b));
+    else
+        store(_mm_unpacklo_epi8(a, b), _mm_unpackhi_epi8(a, b));
 }
 
 template <typename Sampler>
