@@ -44,8 +44,8 @@ def read_graph(folder):
             if node:
                 assert "dynamic" != node[3], f"unbounded: {node[1]}"
                 frames[node[1]] = int(node[2])
-            if edge:
-                calls.setdefault(edge[1], set()).add(edge[2])
+            if edge: # a constructor of complete objects (C1) is another name of that of bases (C2)
+                calls.setdefault(edge[1], set()).add(re.sub(r"^(_ZN\w+?)C1E", r"\1C2E", edge[2]))
     return frames, calls
 
 
