@@ -54,7 +54,7 @@ struct ChromaLayout {
 ChromaLayout chromaLayoutOf(uint32_t format) {
     switch (format) {
     case KELVANE_FORMAT_YUYV: return {1, 0, 4, 1, 2, 1};
-    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, 0u - 1, 2};
+    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, UINT32_MAX, 2};
     default: return {2, 1, 1, 0, 1, 2};
     }
 }

@@ -130,7 +130,7 @@ bool makeGroup(const Tap* taps, uint32_t spanned, uint32_t rowBytes, uint32_t* s
     }
     for (int64_t k = 0; k < PermutedGroup::size; ++k) {
         group->bytes[k] = pairOf(taps[k].first() - first, taps[k].second() - first);
-        group->weights[k] = pairOf(taps[k].weight() - 128, 0 - taps[k].weight());
+        group->weights[k] = pairOf(128 + taps[k].weight(), 256 - taps[k].weight());
     }
     *start = first;
     return last - first < spanned;
