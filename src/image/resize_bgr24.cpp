@@ -47,14 +47,14 @@ struct ChromaLayout {
     int firstPlane;
     uint32_t bytesPerSample; // from one Cb, Cr pair to the next in a row
     uint32_t cb;             // in the bytes of a pair
-    uint32_t crDistance;     // from Cb to Cr in one plane, modulo 2^32
+    int32_t crDistance;      // from Cb to Cr in one plane
     int64_t lumaRows;        // luma rows that share a chroma row
 };
 
 ChromaLayout chromaLayoutOf(uint32_t format) {
     switch (format) {
     case KELVANE_FORMAT_YUYV: return {1, 0, 4, 1, 2, 1};
-    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, UINT32_MAX, 2};
+    case KELVANE_FORMAT_YUV420_CRCB: return {1, 1, 2, 1, -1, 2};
     default: return {2, 1, 1, 0, 1, 2};
     }
 }

@@ -9,14 +9,14 @@ namespace kelvane {
 void SampleMap::fillTaps(int64_t firstSample, int64_t count, Tap* taps) const {
     int64_t column = firstSample / channels;
     const int64_t firstChannel = firstSample % channels;
-    const uint32_t endByte = firstByte + static_cast<uint32_t>(channels) * channelStep;
-    uint32_t byte = firstByte + static_cast<uint32_t>(firstChannel) * channelStep;
+    const int64_t endByte = firstByte + channels * channelStep;
+    int64_t byte = firstByte + firstChannel * channelStep;
     for (int64_t k = 0; k < count; ++k) {
         const Position position = columns[column];
         const bool hasNext = column < interpolated;
         const uint32_t weight = average ? 64 : hasNext ? position.weight : 0;
         const uint32_t distance = average ? position.weight : hasNext ? 1 : 0;
-        const uint32_t first = position.index * pixelBytes + byte;
+        const auto first = static_cast<uint32_t>(position.index * pixelBytes + byte);
         taps[k] = Tap(first, first + distance * pixelBytes, weight);
         byte += channelStep;
         if (byte == endByte) {

@@ -27,9 +27,9 @@ struct SampleMap {
     const Position* columns;
     int64_t interpolated; // columns before this one have a next pixel
     int64_t channels;
-    uint32_t pixelBytes;  // from one source pixel to the next
-    uint32_t firstByte;   // of the first channel in a pixel
-    uint32_t channelStep; // from there to the next channel, modulo 2^32; not 0
+    uint32_t pixelBytes; // from one source pixel to the next
+    uint32_t firstByte;  // of the first channel in a pixel
+    int32_t channelStep; // from there to the next channel; not 0
     // Samples are the mean of two pixels; the table holds their distance for a weight.
     bool average;
 
