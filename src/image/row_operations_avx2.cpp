@@ -54,7 +54,7 @@ inline Vector packRounded14(Vector low, Vector high) {
 struct PackedIndexes {
     alignas(16) unsigned char places[3][16] = {};
     alignas(16) unsigned char isChannel[3][16] = {}; // in part 0
-    constexpr PackedIndexes() {
+    consteval PackedIndexes() {
         for (unsigned i = 0; i < 48; ++i) {
             places[i % 3][i % 16] = static_cast<unsigned char>(i / 3);
             if (i < 16)

@@ -32,7 +32,7 @@ inline Vector packUnsigned8(Vector low, Vector high) { return _mm512_packus_epi1
 
 struct OddBytes {
     alignas(64) unsigned char indexes[64] = {};
-    constexpr OddBytes() {
+    consteval OddBytes() {
         for (unsigned i = 0; i < 64; ++i)
             indexes[i] = static_cast<unsigned char>(2 * i + 1);
     }
@@ -56,7 +56,7 @@ inline Vector packRounded14(Vector low, Vector high) {
 struct PackedIndexes {
     alignas(64) unsigned char indexes[3][64] = {};
     __mmask64 isRed[3] = {};
-    constexpr PackedIndexes() {
+    consteval PackedIndexes() {
         for (unsigned i = 0; i < 192; ++i) {
             const bool isGreen = i % 3 == 1;
             indexes[i / 64][i % 64] = static_cast<unsigned char>(i / 3 + (isGreen ? 64 : 0));
@@ -149,17 +149,19 @@ bool makeGroups(const SampleMap& map, int64_t vectors, int64_t count, int64_t ro
     return true;
 }
 
+inline Vector gatherOfTwo(const unsigned char* bytes, Vector indexes) {
+    return _mm512_permutex2var_epi8(loadVector(bytes), indexes, loadVector(bytes + vectorBytes));
+}
+
 template <int vectors>
 inline Vector gather(const unsigned char* bytes, Vector indexes) {
-    const Vector first = loadVector(bytes);
     if constexpr (vectors == 1)
-        return _mm512_permutexvar_epi8(indexes, first);
-    const Vector lower = _mm512_permutex2var_epi8(first, indexes, loadVector(bytes + vectorBytes));
-    if constexpr (vectors == 2)
-        return lower;
-    const Vector upper = _mm512_permutex2var_epi8(loadVector(bytes + 2 * vectorBytes), indexes,
-                                                  loadVector(bytes + 3 * vectorBytes));
-    return _mm512_mask_mov_epi8(lower, _mm512_movepi8_mask(indexes), upper);
+        return _mm512_permutexvar_epi8(indexes, loadVector(bytes));
+    else if constexpr (vectors == 2)
+        return gatherOfTwo(bytes, indexes);
+    else
+        return _mm512_mask_mov_epi8(gatherOfTwo(bytes, indexes), _mm512_movepi8_mask(indexes),
+                                    gatherOfTwo(bytes + 2 * vectorBytes, indexes));
 }
 
 inline void storeSamples(Vector values, RowValue* out) { storeVector(out, values); }
