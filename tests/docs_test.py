@@ -38,7 +38,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FENCE = re.compile(r"^ {0,3}(`{3,}|~{3,})\s*([\w+-]*)")
-DIRECTIVE = re.compile(r"^<!-- (not run|file|first|then|output of): (.+) -->$")
+DIRECTIVE = re.compile(r"^ {0,3}<!-- (not run|file|first|then|output of): (.+) -->$")
 TIME_LIMIT = 120  # seconds
 
 
