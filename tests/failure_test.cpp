@@ -396,7 +396,30 @@ void refuseFaults(World&& w) {
     for (const auto allocate : {allocParams, allocParamsFace, allocParamsAlign})
         refusesNull<1>(allocate, w.handle, w.owned, n);
     EXPECT_EQ(FreeProcessorData(w.handle, &w.readRecord), ERR_INVALID_PARAM);
-    EXPECT_EQ(calMaskArea(nullptr, 4, 4, 4, 0, nullptr, &w.displacements[0]), ERR_INVALID_PARAM);
+    auto* const context = static_cast<_tag_ZEP_ABDEBLUR*>(w.alignment);
+    __tag_KIRO_OFFSCREEN noPlane = w.images[0];
+    noPlane.planes[0] = nullptr;
+    for (const long code :
+         {Alloc_ComputeBitMaps_Video(nullptr, &w.bitmapSet, width, height, 4, 3, 0),
+          Alloc_ComputeBitMaps_Video(context, nullptr, width, height, 4, 3, 0),
+          Alloc_ComputeBitPyramid_Video(nullptr, &w.pyramid, width, height, 4, 3, 0),
+          Alloc_ComputeBitPyramid_Video(context, nullptr, width, height, 4, 3, 0),
+          roiInit(w.handle, width, height, 0x601, nullptr),
+          roiInit(w.handle, width, height, -1, &w.newRoi),
+          roiInit(w.handle, width, height, 0x100000601, &w.newRoi),
+          calMaskArea(nullptr, 4, 4, 4, 0, nullptr, &w.displacements[0]),
+          calMaskArea(pixels(), 4, 4, 4, 0, nullptr, nullptr),
+          ImageResize_BL(pixels(), 2, 2, 2, 1, w.plane, 3, 3, 3, nullptr),
+          imgResize(w.handle, &noPlane, &w.small)})
+        EXPECT_EQ(code, ERR_INVALID_PARAM);
+    for (const long beyond : {-2, 2}) // candidates that no bitmap has counts for
+        EXPECT_EQ(
+            0, InterBitmapOperation2(nullptr, nullptr, nullptr, nullptr, 32, 12, 4, beyond, 0) +
+                   InterBitmapOperation2(nullptr, nullptr, nullptr, nullptr, 32, 12, 4, 0, beyond));
+    ReleasePyrBit(nullptr, &w.pyramid);
+    ReleasePyrBit(context, nullptr);
+    roiUninit(nullptr);
+    DRAV_GetVersion(nullptr);
     EXPECT_EQ(before, bytesOf(w));
 
     _tag_DRAV_PARAM& last = w.params[n - 1];
