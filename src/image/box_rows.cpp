@@ -117,7 +117,8 @@ Channels<3> splitChannels(const unsigned char* bytes) {
 
 void storeChannels(const Channels<3>& channels, unsigned char* bytes) {
     const Words* const c = channels.bytes;
-    vst3q_u8(bytes, {{(uint8x16_t)c[0], (uint8x16_t)c[1], (uint8x16_t)c[2]}});
+    const uint8x16x3_t three = {{(uint8x16_t)c[0], (uint8x16_t)c[1], (uint8x16_t)c[2]}};
+    vst3q_u8(bytes, three);
 }
 
 #endif
