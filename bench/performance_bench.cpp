@@ -94,7 +94,7 @@ void runOurs(const Operation& operation) {
     }
 }
 
-std::vector<Peer> peersOf(const Operation& operation) {
+std::vector<Peer> peersOf([[maybe_unused]] const Operation& operation) {
     std::vector<Peer> peers;
 #ifdef KELVANE_HAS_OPENCV
     peers = opencvPeers(operation);
