@@ -5,10 +5,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
+
+#if __has_include(<sanitizer/asan_interface.h>) // Clang alone may have been installed without it
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(address, size)
+#define ASAN_UNPOISON_MEMORY_REGION(address, size)
+#endif
 
 using Bytes = std::vector<unsigned char>;
 
