@@ -57,13 +57,14 @@ parallel --pipe -N 10 -j 2 --retries 3 "$KELVANE" pick --jsonl --resume before <
 [ "$(wc -l <after)" -eq 127 ] || fail "--resume answered $(wc -l <after) bursts instead of 127"
 { head -n 73 before && cat after; } | sort | cmp expected - || fail "--resume lost or repeated some"
 
-# The same over two machines: ssh is a stand-in that stays on this one.
+# The same over two machines: ssh is a stand-in that stays on this one and, as a login does, names
+# the shell, without which parallel runs nothing.
 cat >local-ssh <<'SSH'
 #!/bin/sh
 echo "$1" >>"$work/hosts"
 shift
 [ "$1" != -- ] || shift
-exec sh -c "$*"
+SHELL=/bin/sh exec sh -c "$*"
 SSH
 chmod +x local-ssh
 rm -rf killed
