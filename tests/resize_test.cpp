@@ -97,8 +97,8 @@ TEST(ResizeToBgr24, RefusesWhatItCannotConvert) {
     Random random;
     Bytes dst(48, 7);
     const Arena arena(40);
-    const auto convert = [&](const Image& image, long width, long height) {
-        return ImageResize_BL_ToBGR24(arena.handle(), &image, dst.data(), width, height, 12);
+    const auto convert = [&](const Image& image, long width, long height, void* memory = nullptr) {
+        return ImageResize_BL_ToBGR24(memory, &image, dst.data(), width, height, 12);
     };
     for (const uint32_t format : bgrSources) {
         const Frame src(random, format, 4, 4);
@@ -113,6 +113,8 @@ TEST(ResizeToBgr24, RefusesWhatItCannotConvert) {
             EXPECT_EQ(convert(image, 4, 4), ERR_INVALID_PARAM);
         EXPECT_EQ(convert(src.image, 0, 4), ERR_NONE);
         EXPECT_EQ(convert(src.image, 4, -4), ERR_NONE);
+        EXPECT_EQ(convert(src.image, 4, -4, arena.handle()), ERR_NO_MEMORY);
+        EXPECT_EQ(convert(src.image, -4, 4, arena.handle()), ERR_NONE); // needs no memory
         EXPECT_EQ(convert(src.image, INT64_MAX / 16, 4), ERR_NO_MEMORY);
     }
     const Frame src(random, 0x501, 4, 4);
@@ -121,10 +123,11 @@ TEST(ResizeToBgr24, RefusesWhatItCannotConvert) {
     EXPECT_EQ(ImageResize_BL_ToBGR24(nullptr, nullptr, dst.data(), 4, 4, 12), ERR_INVALID_PARAM);
     image.width = 3;
     EXPECT_EQ(convert(image, 4, 4), ERR_INVALID_PARAM);
-    image.format = 0x603;
+    image.format = 0x603; // of any geometry, but memory is asked for first
     EXPECT_EQ(convert(image, 0, 0), ERR_UNSUPPORTED);
-    EXPECT_EQ(convert(image, 4, 4), ERR_NO_MEMORY); // asked for before the format is looked at
-    EXPECT_EQ(ImageResize_BL_ToBGR24(nullptr, &image, dst.data(), 4, 4, 12), ERR_UNSUPPORTED);
+    EXPECT_EQ(convert(image, 4, 4, arena.handle()), ERR_NO_MEMORY);
+    image.width = 0;
+    EXPECT_EQ(convert(image, 4, 4), ERR_UNSUPPORTED);
     EXPECT_EQ(dst, Bytes(48, 7));
 }
 

@@ -187,6 +187,26 @@ void Conversion::convertYuv() {
     }
 }
 
+long refusal(const __tag_KIRO_OFFSCREEN& source) {
+    if (!isSupported(source.format))
+        return ERR_UNSUPPORTED;
+    if (!isSourceSide(source.width) || !isSourceSide(source.height) || !hasPlanes(source))
+        return ERR_INVALID_PARAM;
+    // The chroma of an unpaired last pixel would be cut off.
+    if (source.format == KELVANE_FORMAT_YUYV && source.width % 2 != 0)
+        return ERR_INVALID_PARAM;
+    return ERR_NONE;
+}
+
+void convert(const __tag_KIRO_OFFSCREEN& source, void* block, unsigned char* out, int64_t width,
+             int64_t height, int64_t pitch) {
+    Conversion conversion(source, block, out, width, height, pitch);
+    if (source.format == KELVANE_FORMAT_BGR24)
+        conversion.convertBgr();
+    else
+        conversion.convertYuv();
+}
+
 } // namespace
 
 } // namespace kelvane
@@ -196,29 +216,18 @@ using namespace kelvane;
 extern "C" long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
                                        unsigned char* dst, long dstWidth, long dstHeight,
                                        long dstPitch) {
-    if (src == nullptr || dst == nullptr || !isSourceSide(src->width) || !isSourceSide(src->height))
+    if (src == nullptr || dst == nullptr)
         return ERR_INVALID_PARAM;
-    const bool supported = isSupported(src->format);
-    if (supported && !hasPlanes(*src))
-        return ERR_INVALID_PARAM;
-    // The chroma of an unpaired last pixel would be cut off.
-    if (src->format == KELVANE_FORMAT_YUYV && src->width % 2 != 0)
-        return ERR_INVALID_PARAM;
-    if (dstWidth <= 0 || dstHeight <= 0)
-        return supported ? ERR_NONE : ERR_UNSUPPORTED;
-
     int64_t size = 0;
-    void* const block =
-        workBlockSize(dstWidth, dstHeight, &size) ? VantMemAlloc(memHandle, size) : nullptr;
-    if (block == nullptr)
+    if (!workBlockSize(dstWidth, dstHeight, &size))
         return ERR_NO_MEMORY;
-    if (supported) {
-        Conversion conversion(*src, block, dst, dstWidth, dstHeight, dstPitch);
-        if (src->format == KELVANE_FORMAT_BGR24)
-            conversion.convertBgr();
-        else
-            conversion.convertYuv();
-    }
+    // A size of zero or less asks for no memory, and is no failure of it.
+    void* const block = size > 0 ? VantMemAlloc(memHandle, size) : nullptr;
+    if (block == nullptr && size > 0)
+        return ERR_NO_MEMORY;
+    const long code = refusal(*src);
+    if (code == ERR_NONE && dstWidth > 0 && dstHeight > 0)
+        convert(*src, block, dst, dstWidth, dstHeight, dstPitch);
     VantMemFree(memHandle, block);
-    return supported ? ERR_NONE : ERR_UNSUPPORTED;
+    return code;
 }
