@@ -45,6 +45,8 @@ uint32_t** copyMaps(void* memHandle, const unsigned char* source, int64_t count,
 
 long fillRecord(void* memHandle, _tag_Preprocessor_Data* record, const unsigned char* block,
                 int64_t size) {
+    if (size < int64_t{sizeof(PreprocessingHeader)})
+        return ERR_INVALID_PARAM;
     const auto header = loadUnaligned<PreprocessingHeader>(block);
     VantMemCpy(record->header, block, sizeof record->header);
     record->frameCount = static_cast<int32_t>(header.frameCount);
@@ -73,7 +75,7 @@ long fillRecord(void* memHandle, _tag_Preprocessor_Data* record, const unsigned 
 } // namespace
 
 long ReadProcessorData(void* memHandle, _tag_Preprocessor_Data** out, void* block, int size) {
-    if (out == nullptr || block == nullptr || size < int{sizeof(PreprocessingHeader)})
+    if (out == nullptr || block == nullptr)
         return ERR_INVALID_PARAM;
     auto* record = static_cast<_tag_Preprocessor_Data*>(
         allocZeroedArray(memHandle, 1, sizeof(_tag_Preprocessor_Data)));
