@@ -37,10 +37,9 @@ struct Smoothing {
     }
 };
 
-// Rows that overlap, as with a pitch below the width, are no frame.
 bool isFrameOf(const _tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& frame) {
     return isPlanarFormat(frame.format) && frame.width == roi.width && frame.height == roi.height &&
-           frame.planes[0] != nullptr && frame.pitches[0] >= frame.width;
+           frame.planes[0] != nullptr;
 }
 
 // Half of a - b, shifted up: 127 where the frames agree. Rounded down as the complement of a mean

@@ -26,8 +26,12 @@ struct AlignmentFrame {
     void paint(const ValueAt& valueAt) {
         for (int64_t y = 0; y < image.height; ++y)
             for (int64_t x = 0; x < image.width; ++x)
-                plane.data()[y * pitch + x * pixelBytes(image.format)] =
+                image.planes[0][y * image.pitches[0] + x * pixelBytes(image.format)] =
                     static_cast<unsigned char>(std::clamp<int64_t>(valueAt(x, y), 0, 255));
+    }
+    void turnOver() { // from now on the last row in memory is the first one
+        image.planes[0] += (image.height - 1) * image.pitches[0];
+        image.pitches[0] = -image.pitches[0];
     }
 };
 

@@ -70,11 +70,13 @@ struct Region {
 
 // Calls on one context.
 inline void compareRegions(Random& random, int64_t width, int64_t height, int calls = 2) {
-    const int64_t format = random.oneOf<int64_t>({0x601, 0x603, 0x802});
     Region region(width, height);
     for (int call = 0; call < calls; ++call) {
+        const int64_t format = random.oneOf<int64_t>({0x601, 0x603, 0x802});
         AlignmentFrame first(random, width, height, format, random.between(0, 9));
         AlignmentFrame second(random, width, height, format, random.between(0, 9));
+        if (random.chance(20))
+            second.turnOver();
         paintPair(random, first, second, 9);
         const bool calm = random.chance(50); // so that most rows need no smoothing
         const int most = calm ? 60 : 120;
