@@ -14,16 +14,11 @@ struct _tag_ZEP_ABDEBLUR {
     unsigned char* bitmapSet[2];
     _tag_BitPyramid_Struct* refPyramid;
     _tag_BitPyramid_Struct* workPyramid;
-    // What the first alignment sized the buffers for; a width of 0 before.
-    int64_t width;
-    int64_t height;
-    int64_t levels;
-    uint32_t format;
 };
 
 static_assert(offsetof(_tag_ZEP_ABDEBLUR, threshold) == 16);
 static_assert(offsetof(_tag_ZEP_ABDEBLUR, bitmapSet) == 32);
-static_assert(offsetof(_tag_ZEP_ABDEBLUR, workPyramid) == 56);
+static_assert(sizeof(_tag_ZEP_ABDEBLUR) == 64);
 
 namespace kelvane {
 

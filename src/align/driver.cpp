@@ -11,12 +11,28 @@ namespace {
 
 constexpr int64_t frameSlots = 2;
 
+bool hasFrameBuffers(const _tag_ZEP_ABDEBLUR& ctx) {
+    return ctx.bitmapSet[0] != nullptr || ctx.refPyramid != nullptr;
+}
+
+// What the first alignment sized the buffers for. The record has no room for it; the histogram is
+// free from the last threshold of a call to the first one of the next.
+void rememberSize(const __tag_KIRO_OFFSCREEN& frame, uint64_t* histogram) {
+    histogram[0] = static_cast<uint64_t>(frame.width);
+    histogram[1] = static_cast<uint64_t>(frame.height);
+}
+
+bool isOfRememberedSize(const __tag_KIRO_OFFSCREEN& frame, const uint64_t* histogram) {
+    return static_cast<uint64_t>(frame.width) == histogram[0] &&
+           static_cast<uint64_t>(frame.height) == histogram[1];
+}
+
 bool isFrameLike(const __tag_KIRO_OFFSCREEN& frame, const __tag_KIRO_OFFSCREEN& other) {
     return frame.width == other.width && frame.height == other.height &&
            frame.format == other.format;
 }
 
-// The buffers fit the frames of the context's first alignment alone, and there are two slots.
+// The buffers fit frames of the size of the context's first alignment, and there are two slots.
 bool areArgumentsValid(const _tag_ZEP_ABDEBLUR* ctx, const _tag_ZEP_NS_INPUTINFO* input,
                        long refIndex, long** results) {
     if (ctx == nullptr || input == nullptr || results == nullptr || input->count != frameSlots ||
@@ -28,13 +44,12 @@ bool areArgumentsValid(const _tag_ZEP_ABDEBLUR* ctx, const _tag_ZEP_NS_INPUTINFO
             frame->width < 1 || frame->height < 1 || !isFrameLike(*frame, *input->images[0]))
             return false;
     }
-    const __tag_KIRO_OFFSCREEN& frame = *input->images[0];
-    return ctx->width == 0 || (ctx->width == frame.width && ctx->height == frame.height &&
-                               ctx->format == frame.format);
+    return !hasFrameBuffers(*ctx) || isOfRememberedSize(*input->images[0], ctx->histogram);
 }
 
-long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height, int64_t levels) {
+long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height) {
     constexpr long k = storedLevelsBelowCoarsest;
+    const int64_t levels = coarsestLevel(width, height);
     const long rowBytes = bitmapRowBytes(width >> finestStoredIndex(levels, k));
     long code = ERR_NONE;
     for (unsigned char*& set : ctx->bitmapSet) {
@@ -52,10 +67,11 @@ long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height,
 
 // Each frame is read with its own pitch.
 void fillSlot(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64_t slot) {
-    TorInterThreshold(ctx, image, nullptr, &ctx->threshold[slot], ctx->width, ctx->height,
+    TorInterThreshold(ctx, image, nullptr, &ctx->threshold[slot], image->width, image->height,
                       image->pitches[0], reinterpret_cast<long*>(ctx->histogram));
-    Creat_ComputeBitMaps_Video(ctx->bitmapSet[slot], image, ctx->threshold[slot], ctx->width,
-                               ctx->height, ctx->levels, storedLevelsBelowCoarsest, 1);
+    Creat_ComputeBitMaps_Video(ctx->bitmapSet[slot], image, ctx->threshold[slot], image->width,
+                               image->height, coarsestLevel(image->width, image->height),
+                               storedLevelsBelowCoarsest, 1);
 }
 
 long findDisplacement(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64_t refSlot,
@@ -63,8 +79,8 @@ long findDisplacement(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64
     long score = 0;
     const Search search = {
         .movingLuma = image->planes[0],
-        .width = ctx->width,
-        .height = ctx->height,
+        .width = image->width,
+        .height = image->height,
         .pitch = image->pitches[0],
         .k = storedLevelsBelowCoarsest,
         .refPyramid = ctx->refPyramid,
@@ -72,11 +88,11 @@ long findDisplacement(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64
         .movingThreshold = ctx->threshold[slot],
         .usePatches = true,
         .directLevels = false,
-        .format = ctx->format,
+        .format = image->format,
         .score = &score,
     };
-    const SearchLevel finest = {ctx->bitmapSet[refSlot], ctx->bitmapSet[slot], ctx->width,
-                                ctx->height, ctx->levels};
+    const SearchLevel finest = {ctx->bitmapSet[refSlot], ctx->bitmapSet[slot], image->width,
+                                image->height, coarsestLevel(image->width, image->height)};
     return searchLevel(search, finest, result);
 }
 
@@ -90,17 +106,12 @@ long Image_Alignment_Video(void* context, _tag_ZEP_NS_INPUTINFO* input, long ref
     for (int64_t i = 0; i < frameSlots; ++i)
         results[i][0] = results[i][1] = 0;
 
-    const __tag_KIRO_OFFSCREEN& frame = *input->images[refIndex];
-    const bool first = ctx->width == 0;
+    __tag_KIRO_OFFSCREEN* const reference = input->images[refIndex];
+    const bool first = !hasFrameBuffers(*ctx);
     if (first) {
-        const int64_t levels = coarsestLevel(frame.width, frame.height);
-        const long code = allocateFrameBuffers(ctx, frame.width, frame.height, levels);
+        const long code = allocateFrameBuffers(ctx, reference->width, reference->height);
         if (code != ERR_NONE)
             return code;
-        ctx->width = frame.width;
-        ctx->height = frame.height;
-        ctx->levels = levels;
-        ctx->format = frame.format;
     }
     if (first || recompute != 0) {
         fillSlot(ctx, input->images[0], 0);
@@ -110,9 +121,10 @@ long Image_Alignment_Video(void* context, _tag_ZEP_NS_INPUTINFO* input, long ref
         ctx->threshold[0] = ctx->threshold[1];
     }
     fillSlot(ctx, input->images[1], 1);
-    Creat_ComputePyramidMaps_Video(ctx->refPyramid, input->images[refIndex],
-                                   ctx->threshold[refIndex], ctx->width, ctx->height, ctx->levels,
-                                   storedLevelsBelowCoarsest, 1);
+    rememberSize(*reference, ctx->histogram);
+    Creat_ComputePyramidMaps_Video(
+        ctx->refPyramid, reference, ctx->threshold[refIndex], reference->width, reference->height,
+        coarsestLevel(reference->width, reference->height), storedLevelsBelowCoarsest, 1);
     const int64_t moving = 1 - refIndex;
     return findDisplacement(ctx, input->images[moving], refIndex, moving, results[moving]);
 }

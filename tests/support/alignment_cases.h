@@ -67,13 +67,16 @@ inline void compareSearch(Random& random, PlainAligner plain, const _tag_ZEP_ABD
 // Aligns pairs of one size in one context.
 inline void comparePairs(Random& random, int64_t width, int64_t height, int calls = 2) {
     SCOPED_TRACE(testing::Message() << width << " x " << height);
-    const int64_t format = random.chance(98) ? anyFormat(random) : 0x101;
     Context context;
     const _tag_ZEP_ABDEBLUR& record = context.record();
     PlainAligner plain;
     for (int call = 0; call < calls; ++call) {
+        const int64_t format = random.chance(98) ? anyFormat(random) : 0x101;
         AlignmentFrame first(random, width, height, format, random.between(0, 7));
         AlignmentFrame second(random, width, height, format, random.between(0, 7));
+        for (AlignmentFrame* const frame : {&first, &second})
+            if (random.chance(10))
+                frame->turnOver();
         paintPair(random, first, second, random.oneOf<int64_t>({1, 6, 30}));
         const auto reference = random.between<size_t>(0, 1);
         const bool recompute = random.chance(50);
