@@ -356,8 +356,9 @@ void alignFrames(Random& random, Digest& digest) {
             digest.bytes(pairs, sizeof pairs);
             digest.add(Alignment2Image2_Video(&c, c.bitmapSet[0], c.bitmapSet[1],
                                               second.plane.data(), w, h, second.pitch, w, h, 0,
-                                              c.levels, 3, pairs, c.refPyramid, c.workPyramid, 0,
-                                              c.threshold[1], call, 0, 0, format, &score),
+                                              plainLevelCount(second.image), 3, pairs, c.refPyramid,
+                                              c.workPyramid, 0, c.threshold[1], call, 0, 0, format,
+                                              &score),
                        pairs[0], pairs[1], score);
         }
         digest.add(Alignment_Uninit(&context));
@@ -396,7 +397,7 @@ const Group groups[] = {
     {"VantMem*, GetMaxAllocMemSize", 0x3F932DDDA9DC1C64, operateArena},
     {"DRAV_GetVersion, Vantix_GetVersion", 0xA2F5CD503E78038B, describeVersions},
     {"imgEvaluateSharpness, DRAV_DetectBlur", 0x6806848860E8EC3F, measureSharpness},
-    {"DRAV_Kelvane*, SetMovingObjectInfo, calMaskArea", 0x7FD8B6527635759, rankBursts},
+    {"DRAV_Kelvane*, SetMovingObjectInfo, calMaskArea", 0x10360B00F8C2CAF9, rankBursts},
     {"ReadProcessorData, FreeProcessorData", 0x5E35F87A71193812, readRecords},
     {"allocParams*, freeParams*, DRAV_GetDefaultParam", 0x3BF5FB16BD1983A7, attachFaceData},
     {"imgAlloc, imgFree, CopyImageData, CalSmallImgSize", 0x45D242927295891A, copyImages},

@@ -396,6 +396,8 @@ void refuseFaults(World&& w) {
     for (const auto allocate : {allocParams, allocParamsFace, allocParamsAlign})
         refusesNull<1>(allocate, w.handle, w.owned, n);
     EXPECT_EQ(FreeProcessorData(w.handle, &w.readRecord), ERR_INVALID_PARAM);
+    for (const int size : {31, -1})
+        EXPECT_EQ(ReadProcessorData(w.handle, &w.readRecord, w.record, size), ERR_INVALID_PARAM);
     auto* const context = static_cast<_tag_ZEP_ABDEBLUR*>(w.alignment);
     __tag_KIRO_OFFSCREEN noPlane = w.images[0];
     noPlane.planes[0] = nullptr;
@@ -450,15 +452,12 @@ void refuseFaults(World&& w) {
     refuses(w, rankRecordAndBlurs, 0, w.blurs[n - 1].data);
     for (const int64_t size : {0, 12, 17, -16})
         refuses(w, rankRecordAndBlurs, size, w.blurs[n - 1].size);
-    for (const int64_t size : {31, -1})
-        refuses(w, read, size, w.recordData.size);
 
     w.record[1] = n - 1; // a record for fewer frames
     refuses(w, rankRecord, sizeof w.record - 412, w.recordData.size);
     w.record[1] = n;
 
-    refuses(w, setObjects, 0, w.movingInfo.objects, w.movingInfo.width, w.movingInfo.height);
-    refuses(w, setObjects, width - 1, w.movingInfo.pitch);
+    refuses(w, setObjects, 0, w.movingInfo.objects, w.movingInfo.width);
     refuses(w, detectBlur, 0, w.images[0].planes[0]);
     for (const int64_t format : {0x801, 0x201, 0x600, 0x101, 0x803, 0})
         refuses(w, detectBlur, format, w.images[0].format);

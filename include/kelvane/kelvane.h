@@ -358,7 +358,7 @@ struct _tag_DRAV_MOVINGINFO {
  * in the mask. The masks are read during the call alone.
  *
  * ERR_INVALID_PARAM: a null engine, information or object array, and information that would be in
- * force with a width or height below 1 or a pitch below the width; nothing is changed.
+ * force with a width below 1; nothing is changed.
  * ERR_NO_MEMORY: the engine's arrays. Information stored before stays in force, but the engine
  * already expects a best-shot call of `count` frames. */
 KELVANE_API long SetMovingObjectInfo(_tag_DRAV_ENGINE* engine, const _tag_DRAV_MOVINGINFO* info);
@@ -531,11 +531,12 @@ KELVANE_API long imgResize(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
  * and keep their order.
  *
  * A destination size of 0 or less writes nothing, which is no error. Pitches are trusted and may
- * be negative. Scratch: one block of 60 * dstWidth + 4 * dstHeight bytes from `memHandle`.
+ * be negative. Scratch: one block of 60 * dstWidth + 4 * dstHeight bytes, where that is positive,
+ * from `memHandle`.
  *
  * ERR_INVALID_PARAM: a null argument or a null plane with pixels, a source side below 1 or of
  * 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY: the
- * scratch block, which is asked for before the format is looked at. Nothing is written. */
+ * scratch block, which is asked for before the source is looked at. Nothing is written. */
 KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
                                         unsigned char* dst, long dstWidth, long dstHeight,
                                         long dstPitch);
@@ -674,7 +675,7 @@ KELVANE_API long Alignment_Uninit(void** ctx);
  * 0 is taken to be the frame 1 of the previous call, whose bitmaps are kept.
  *
  * ERR_INVALID_PARAM: a null argument, result or plane, a count other than 2, a `refIndex` other
- * than 0 or 1, frames that differ or that are not like those of the context's first alignment;
+ * than 0 or 1, frames that differ or that are not of the size of the context's first alignment;
  * nothing is changed.
  * ERR_NO_MEMORY, in a context's first alignment alone: the context is left as a fresh one, and the
  * results are zero. */
@@ -816,12 +817,12 @@ KELVANE_API long roiInit(void* memHandle, long width, long height, long format, 
 /* Releases a context and nulls the caller's variable; null does nothing. */
 KELVANE_API void roiUninit(void** roi);
 
-/* Finds the changed region of two frames. `alignment` must not be null; its contents are not read.
- * `out` is written on success alone.
+/* Finds the changed region of two frames, whose pitches may be negative. `alignment` must not be
+ * null; its contents are not read. `out` is written on success alone.
  *
  * ERR_INVALID_PARAM: a null argument or plane, frames that are not of the context's size, differ
- * in format or have a pitch below their width, a format unlike that of the first call; a shorter
- * side below 100 pixels (the cleaning has no radius then); a displacement as large as the frame.
+ * in format or have none that `roiInit` takes; a shorter side below 100 pixels (the cleaning has no
+ * radius then); a displacement as large as the frame.
  * ERR_NO_MEMORY: the buffers of the alignment (first call), of the smoothing or the cleaning. */
 KELVANE_API long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second,
                               _tag_DRAV_ALIGNMENT* alignment, _tag_ROI_INFO* out);

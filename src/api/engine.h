@@ -32,7 +32,7 @@ struct _tag_DRAV_ENGINE {
     int64_t frameHeight;
     int64_t faceMode;               // 1 when face terms take part in the score
     kelvane::ScoreTable scoreTable; // valid during a best-shot call
-    __tag_rect* movingRects;        // start of the block that holds the three arrays
+    __tag_rect* movingRects;        // start of the block that holds the three arrays in turn
     int64_t* movingFlags;           // nonzero where the frame has a usable moving object
     int64_t* movingAreas;
     int64_t movingActive;      // 1 when the moving-object information is in force
@@ -40,9 +40,9 @@ struct _tag_DRAV_ENGINE {
     int64_t movingHeight;      // stored; both axes are converted with the width ratio
     int64_t suppliedSharpness; // 1 when the caller supplied the whole-frame sharpness
     _tag_DRAV_BLURRESULT blurResult;
-    int64_t movingCapacity; // entries in each of the three arrays
 };
 
 static_assert(offsetof(_tag_DRAV_ENGINE, scoreTable) == 48);
 static_assert(offsetof(_tag_DRAV_ENGINE, movingRects) == 120);
 static_assert(offsetof(_tag_DRAV_ENGINE, blurResult) == 176);
+static_assert(sizeof(_tag_DRAV_ENGINE) == 192);

@@ -29,7 +29,8 @@ bool isLargeEnough(const __tag_rect& rect) {
 }
 
 int32_t clampTo(int32_t value, int64_t limit) {
-    return static_cast<int32_t>(std::clamp<int64_t>(value, 0, std::min<int64_t>(limit, INT32_MAX)));
+    return static_cast<int32_t>(
+        std::clamp<int64_t>(value, 0, std::clamp<int64_t>(limit, 0, INT32_MAX)));
 }
 
 // Rectangles come unchecked from the caller: only the part inside the mask may be counted.
@@ -67,11 +68,16 @@ void convertToFrame(__tag_rect& rect, float scale, int64_t width, int64_t height
     rect.bottom = static_cast<int32_t>(std::min<int64_t>(bottom, height));
 }
 
+// Entries in each of the three arrays: the second one begins where the first ends.
+int64_t movingCapacity(const _tag_DRAV_ENGINE& engine) {
+    return reinterpret_cast<const __tag_rect*>(engine.movingFlags) - engine.movingRects;
+}
+
 } // namespace
 
 // Later calls may bring more frames than the call that created the arrays.
 long reserveMovingObjects(_tag_DRAV_ENGINE* engine, int64_t count) {
-    if (engine->movingRects != nullptr && count <= engine->movingCapacity)
+    if (engine->movingRects != nullptr && count <= movingCapacity(*engine))
         return ERR_NONE;
     auto* const rects =
         static_cast<__tag_rect*>(allocZeroedArray(engine->memHandle, count, entrySize));
@@ -80,7 +86,7 @@ long reserveMovingObjects(_tag_DRAV_ENGINE* engine, int64_t count) {
     auto* const flags = reinterpret_cast<int64_t*>(rects + count);
     int64_t* const areas = flags + count;
     if (engine->movingRects != nullptr) {
-        const int64_t kept = engine->movingCapacity;
+        const int64_t kept = movingCapacity(*engine);
         std::copy_n(engine->movingRects, kept, rects);
         std::copy_n(engine->movingFlags, kept, flags);
         std::copy_n(engine->movingAreas, kept, areas);
@@ -89,7 +95,6 @@ long reserveMovingObjects(_tag_DRAV_ENGINE* engine, int64_t count) {
     engine->movingRects = rects;
     engine->movingFlags = flags;
     engine->movingAreas = areas;
-    engine->movingCapacity = count;
     return ERR_NONE;
 }
 
@@ -128,9 +133,8 @@ extern "C" long SetMovingObjectInfo(_tag_DRAV_ENGINE* engine, const _tag_DRAV_MO
     for (int32_t j = 0; j < info->count; ++j)
         usable += kelvane::isUsable(info->objects[j]);
     const bool active = usable > info->count / 2;
-    // Such sizes would make the scale to frame pixels meaningless and the masks unreadable.
-    const bool sized = info->width > 0 && info->height > 0 && info->pitch >= info->width;
-    if (active && info->count > 0 && !sized)
+    // Such a width would make the scale to frame pixels meaningless.
+    if (active && info->count > 0 && info->width < 1)
         return ERR_INVALID_PARAM;
 
     engine->movingCount = info->count;

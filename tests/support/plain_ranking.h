@@ -119,8 +119,7 @@ struct PlainEngine {
             usable += info.objects[j].mask && (r.left || r.top || r.right || r.bottom);
         }
         const bool becomesActive = usable > info.count / 2;
-        if (becomesActive && info.count > 0 &&
-            (info.width <= 0 || info.height <= 0 || info.pitch < info.width))
+        if (becomesActive && info.count > 0 && info.width <= 0)
             return ERR_INVALID_PARAM;
         count = info.count;
         if (!reserve(count, outOfMemory))

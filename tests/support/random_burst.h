@@ -120,7 +120,7 @@ struct Objects {
         objects.reserve(1); // the array must not be null
         info = {width, height, pitch, objects.data(), count};
         if (random.chance(4))
-            random.oneOf({&info.width, &info.height, &info.pitch})[0] = random.between(-1, 0);
+            random.oneOf({&info.width, &info.height})[0] = random.between(-1, 0);
     }
 
     _tag_DRAV_MOVINGINFO info;
