@@ -357,8 +357,8 @@ struct _tag_DRAV_MOVINGINFO {
  * an earlier call stored for them. Areas are counted inside the part of each rectangle that lies
  * in the mask. The masks are read during the call alone.
  *
- * ERR_INVALID_PARAM: a null engine, information or object array, and information that would be in
- * force with a width below 1; nothing is changed.
+ * ERR_INVALID_PARAM: a null engine, information or object array, and information on at least one
+ * object that would be in force with a width below 1; nothing is changed.
  * ERR_NO_MEMORY: the engine's arrays. Information stored before stays in force, but the engine
  * already expects a best-shot call of `count` frames. */
 KELVANE_API long SetMovingObjectInfo(_tag_DRAV_ENGINE* engine, const _tag_DRAV_MOVINGINFO* info);
