@@ -158,7 +158,9 @@ struct PlainEngine {
             const double scaled =
                 std::fma(static_cast<float>(c),
                          static_cast<float>(frameWidth) / static_cast<float>(width), 0.5f);
-            return static_cast<int32_t>(std::clamp<double>(scaled, INT32_MIN, INT32_MAX));
+            return std::isnan(scaled) // 0 of a mask without width, which no objects came with
+                       ? 0
+                       : static_cast<int32_t>(std::clamp<double>(scaled, INT32_MIN, INT32_MAX));
         };
         const auto clip = [&](__tag_rect r) -> __tag_rect {
             return {std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, frameWidth),
