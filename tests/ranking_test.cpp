@@ -73,6 +73,36 @@ TEST(Ranking, WorkedExamples) {
     EXPECT_EQ(plainKept({5, 9, 5, 9}, 3), (Column{1, 2, 3}));
 }
 
+// Information without objects may come without a width, and a later one that finds no memory leaves
+// it in force: the stored rectangles are then scaled by infinity.
+TEST(MovingObjects, ScaleOfAMaskWithoutWidthIsDefined) {
+    Random random(7);
+    Bytes mask(20 * 20, 1);
+    std::vector<_tag_DRAV_MOVINGOBJ> objects(3, {{0, 2, 15, 20}, mask.data()});
+    _tag_DRAV_ENGINE* engine = nullptr;
+    ASSERT_EQ(DRAV_Init(nullptr, &engine), ERR_NONE);
+    PlainEngine plain;
+    const auto inform = [&](int64_t width, int32_t count, long code) {
+        const _tag_DRAV_MOVINGINFO info = {width, 20, 20, objects.data(), count};
+        allocationsUntilFailure = code == ERR_NO_MEMORY ? 0 : -1;
+        EXPECT_EQ(SetMovingObjectInfo(engine, &info), code);
+        allocationsUntilFailure = -1;
+        EXPECT_EQ(plain.setMovingObjects(info, code == ERR_NO_MEMORY), code);
+    };
+    inform(20, 2, ERR_NONE);
+    inform(0, -2, ERR_NONE);
+    inform(20, 3, ERR_NO_MEMORY);
+    expectSame(*engine, plain);
+    Burst burst(3, random);
+    int64_t indices[2][3] = {};
+    _tag_DRAV_RESULT result = {3, indices[0], -1}, expected = {3, indices[1], -1};
+    EXPECT_EQ(burst.rank(engine, &result), plain.rank(burst, expected));
+    expectSame(*engine, plain);
+    EXPECT_EQ(engine->movingRects[0].left, 0);
+    EXPECT_EQ(engine->movingRects[0].right, burst.frames[0].width);
+    DRAV_Uninit(&engine);
+}
+
 TEST(MovingObjects, MaskArea) {
     unsigned char mask[4000] = {};
     mask[5] = 1;
