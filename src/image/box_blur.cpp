@@ -95,31 +95,37 @@ BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestAr
     return boxRowOperations(filter.channels, largestArea);
 }
 
+constexpr int64_t prefetchedRows = 4; // ahead
+
 void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
                 const WorkingMemory& memory) {
     const BoxRowOperations operations =
         fastestRowOperations(filter, heights.longest * widths.longest);
     const BoxRow row = {.width = filter.width, .left = filter.left, .right = filter.right};
     const auto sourceRow = [&](int64_t y) { return filter.source + y * filter.pitch; };
+    const auto destinationRow = [&](int64_t y) { return filter.destination + y * filter.pitch; };
+    const auto ahead = [&](int64_t y) { return std::min(y + prefetchedRows, filter.height - 1); };
     const auto savedRow = [&](int64_t y) {
         return memory.savedRows + y % memory.savedCount * filter.pitch;
     };
 
     for (int64_t y = 0; y < filter.bottom; ++y)
-        operations.addOrRemoveRow(sourceRow(y), nullptr, filter.width, memory.columnSums);
+        operations.addOrRemoveRow(sourceRow(y), nullptr, sourceRow(ahead(y)), filter.width,
+                                  memory.columnSums);
     for (int64_t y = 0; y < filter.height; ++y) {
         const int64_t entering = y + filter.bottom;
         const int64_t leaving = y - filter.top - 1;
         const unsigned char* added = nullptr;
         const unsigned char* removed = nullptr;
+        const unsigned char* const upcoming = sourceRow(ahead(entering));
         if (entering < filter.height)
             added = sourceRow(entering);
         if (leaving >= 0)
             removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
         if (added != nullptr && removed != nullptr)
-            operations.replaceRow(added, removed, filter.width, memory.columnSums);
+            operations.replaceRow(added, removed, upcoming, filter.width, memory.columnSums);
         else if (added != nullptr || removed != nullptr)
-            operations.addOrRemoveRow(added, removed, filter.width, memory.columnSums);
+            operations.addOrRemoveRow(added, removed, upcoming, filter.width, memory.columnSums);
         // The row that left made room in the ring for this one.
         if (memory.savedCount > 0 && y < filter.height - filter.top - 1)
             VantMemCpy(savedRow(y), sourceRow(y), filter.width * filter.channels);
@@ -128,10 +134,10 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, const Window
             std::min(entering, filter.height - 1) - std::max<int64_t>(leaving, -1);
         const uint32_t* const reciprocals =
             memory.reciprocals + (windowHeight - heights.shortest) * widths.count();
-        unsigned char* const destination = filter.destination + y * filter.pitch;
         if (filter.left + filter.right < filter.width)
-            operations.divideWhole(memory.columnSums, row, reciprocals, destination);
-        operations.divideCut(memory.columnSums, row, reciprocals, destination);
+            operations.divideWhole(memory.columnSums, row, reciprocals, destinationRow(y),
+                                   destinationRow(ahead(y)));
+        operations.divideCut(memory.columnSums, row, reciprocals, destinationRow(y));
     }
 }
 

@@ -21,16 +21,18 @@ struct BoxRow {
 // pixel is then the difference of two counters, which is exact where the window sum itself fits,
 // because the counters wrap like it does.
 struct BoxRowOperations {
-    // Takes the row `added` into the counters and the row `removed` out.
-    void (*replaceRow)(const unsigned char* added, const unsigned char* removed, int64_t width,
-                       uint32_t* sums);
-    // The same where one of the two is null.
-    void (*addOrRemoveRow)(const unsigned char* added, const unsigned char* removed, int64_t width,
-                           uint32_t* sums);
+    // Takes the row `added` into the counters and the row `removed` out, and asks for the row
+    // `upcoming`, which is added a few rows later.
+    void (*replaceRow)(const unsigned char* added, const unsigned char* removed,
+                       const unsigned char* upcoming, int64_t width, uint32_t* sums);
+    // The same where one of `added` and `removed` is null.
+    void (*addOrRemoveRow)(const unsigned char* added, const unsigned char* removed,
+                           const unsigned char* upcoming, int64_t width, uint32_t* sums);
     // Writes the means of the windows that are whole, and of those that the row's ends cut.
-    // `reciprocals` holds floor(2^23 / window area) for every window width, from the smallest on.
+    // `reciprocals` holds floor(2^23 / window area) for every window width, from the smallest on;
+    // `upcoming` is a row that will be written a few rows later.
     void (*divideWhole)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
-                        unsigned char* destination);
+                        unsigned char* destination, const unsigned char* upcoming);
     void (*divideCut)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
                       unsigned char* destination);
 };

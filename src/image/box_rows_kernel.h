@@ -7,6 +7,7 @@
 #pragma once
 
 #include "image/box_rows.h"
+#include "platform/prefetch.h"
 
 #include <algorithm>
 
@@ -106,8 +107,8 @@ Channels<channels> loadChannels(const unsigned char* bytes, Words mask) {
 
 // `both` says that both rows are there; a missing row counts as zeros.
 template <typename Counter, int channels, bool both>
-void accumulateRows(const unsigned char* added, const unsigned char* removed, int64_t width,
-                    uint32_t* sums) {
+void accumulateRows(const unsigned char* added, const unsigned char* removed,
+                    const unsigned char* upcoming, int64_t width, uint32_t* sums) {
     constexpr int64_t group = Planes<Counter>::group;
     const Planes<Counter> planes(sums, width);
     const uint16_t addedMask = both || added != nullptr ? 0xFFFF : 0;
@@ -121,6 +122,7 @@ void accumulateRows(const unsigned char* added, const unsigned char* removed, in
     const Group<Counter> counters(planes, 0);
     const int64_t vectorEnd = width / vectorBytes * vectorBytes;
     for (int64_t i = 0; i < vectorEnd / group; i += vectorBytes / group) {
+        prefetchRow(upcoming + i * group * channels, vectorBytes * channels);
         const auto a = loadChannels<channels>(added + i * group * channels, Words{} + addedMask);
         const auto r =
             loadChannels<channels>(removed + i * group * channels, Words{} + removedMask);
@@ -178,7 +180,7 @@ meansOf(const Group<uint32_t>& ahead, const Group<uint32_t>& behind, int64_t i, 
 
 template <typename Counter, int channels>
 void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
-                 unsigned char* destination) {
+                 unsigned char* destination, const unsigned char* upcoming) {
     constexpr int64_t group = Planes<Counter>::group;
     const Planes<Counter> planes(sums, row.width);
     const uint32_t reciprocal = reciprocals[row.left + row.right + 1 - row.shortestWindow()];
@@ -198,8 +200,10 @@ void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* recipr
                 storeChannels(means, out + i * group * channels);
         };
         const int64_t last = (count - vectorBytes) / group;
-        for (int64_t i = 0; i < last; i += vectorBytes / group)
+        for (int64_t i = 0; i < last; i += vectorBytes / group) {
+            prefetchRow(upcoming + i * group * channels, vectorBytes * channels);
             divideAt(i);
+        }
         divideAt(last);
         x += last * group + vectorBytes;
     }
