@@ -89,6 +89,9 @@ void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32
 
 BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestArea) {
 #if defined(__x86_64__)
+    // Only whole vectors of whole windows are divided at once.
+    if (usesAvx512(filter.width - filter.left - filter.right))
+        return boxRowOperationsAvx512(filter.channels, largestArea);
     if (usesAvx2(filter.width))
         return boxRowOperationsAvx2(filter.channels, largestArea);
 #endif

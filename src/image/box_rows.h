@@ -40,7 +40,8 @@ struct BoxRowOperations {
 // `channels` is 1 or 3, `largestArea` the number of pixels in the largest window. Both give the
 // same bytes.
 BoxRowOperations boxRowOperations(int channels, int64_t largestArea);
-// On x86-64 alone, where `usesAvx2` says so.
+// On x86-64 alone, where `usesAvx2` and `usesAvx512` say so.
 BoxRowOperations boxRowOperationsAvx2(int channels, int64_t largestArea);
+BoxRowOperations boxRowOperationsAvx512(int channels, int64_t largestArea);
 
 } // namespace kelvane

@@ -2,8 +2,9 @@
 // the including file has defined: `prefixSums`; `sumsOfBytes`, of the two in every word;
 // `sumsOfPairs`, of the two signed words in every 32-bit lane, and `lowerOfPairs` and
 // `upperOfPairs`, either alone; `multiplyHigh`; `upperHalves`, of the lanes of both arguments in
-// turn; `splitChannels` and `storeChannels` for three channels. Everything has internal linkage, so
-// that no code of one instruction set is ever shared with another.
+// turn; `splitChannels` and `storeChannels` for three channels; and where `masksLanes`,
+// `loadFirstPixels` and `addToFirst`, of vectors that a row does not fill. Everything has internal
+// linkage, so that no code of one instruction set is ever shared with another.
 #pragma once
 
 #include "image/box_rows.h"
@@ -70,27 +71,30 @@ void addTo(Counter* counters, Vector sums) {
     storeVector(counters, loadVector<Vector>(counters) + sums);
 }
 
-// Adds the prefix sums of the differences of two rows: of pairs of columns, and of the odd column
-// in each alone. `carry` is the sum so far.
-[[gnu::always_inline]] inline void addGroups(Words pairs, Words odd, Words& carry,
-                                             const Group<uint16_t>& counters, int64_t i) {
-    const Prefix<Words> prefix = prefixSums(pairs);
+// Hands out what the difference of two rows adds to the counters of each column in a group: prefix
+// sums, of pairs of columns, without the odd column in each. `carry` is the sum so far.
+template <typename Add>
+[[gnu::always_inline]] inline void addGroups(Words added, Words removed, Words& carry, Add add) {
+    const Words odd = (added >> 8) - (removed >> 8);
+    const Prefix<Words> prefix = prefixSums(sumsOfBytes(added) - sumsOfBytes(removed));
     const Words second = prefix.sums + carry;
     carry += prefix.total;
-    addTo(counters.columns[1] + i, second);
-    addTo(counters.columns[0] + i, second - odd);
+    add(1, second);
+    add(0, second - odd);
 }
 
-[[gnu::always_inline]] inline void addGroups(Words pairs, Words odd, Longs& carry,
-                                             const Group<uint32_t>& counters, int64_t i) {
+template <typename Add>
+[[gnu::always_inline]] inline void addGroups(Words added, Words removed, Longs& carry, Add add) {
+    const Words pairs = sumsOfBytes(added) - sumsOfBytes(removed);
+    const Words odd = (added >> 8) - (removed >> 8);
     const Prefix<Longs> prefix = prefixSums(sumsOfPairs(pairs));
     const Longs fourth = prefix.sums + carry;
     const Longs second = fourth - upperOfPairs(pairs);
     carry += prefix.total;
-    addTo(counters.columns[3] + i, fourth);
-    addTo(counters.columns[2] + i, fourth - upperOfPairs(odd));
-    addTo(counters.columns[1] + i, second);
-    addTo(counters.columns[0] + i, second - lowerOfPairs(odd));
+    add(3, fourth);
+    add(2, fourth - upperOfPairs(odd));
+    add(1, second);
+    add(0, second - lowerOfPairs(odd));
 }
 
 template <int channels>
@@ -105,40 +109,72 @@ Channels<channels> loadChannels(const unsigned char* bytes, Words mask) {
     return vectors;
 }
 
+// Two rows to be added and removed, of which those bytes count that the masks let through.
+struct RowChange {
+    const unsigned char* added;
+    const unsigned char* removed;
+    uint16_t addedMask;
+    uint16_t removedMask;
+};
+
+// The columns from `start` on, which fill no vector.
+template <typename Counter, int channels>
+[[gnu::always_inline]] inline void
+accumulateRest(const RowChange& change, int64_t start, int64_t width, const Planes<Counter>& planes,
+               typename VectorOf<Counter>::Type (&carries)[channels]) {
+    if constexpr (masksLanes) {
+        constexpr int64_t group = Planes<Counter>::group;
+        const Group<Counter> counters(planes, start);
+        const int64_t rest = width - start;
+        const auto a = loadFirstPixels<channels>(change.added + start * channels, rest);
+        const auto r = loadFirstPixels<channels>(change.removed + start * channels, rest);
+        for (int c = 0; c < channels; ++c)
+            addGroups(a.bytes[c] & change.addedMask, r.bytes[c] & change.removedMask, carries[c],
+                      [&](int column, auto values) {
+                          addToFirst(counters.columns[column] + c * width, values,
+                                     (rest + group - 1 - column) / group);
+                      });
+    } else {
+        for (int c = 0; c < channels; ++c) {
+            uint32_t sum = carries[c][0];
+            for (int64_t x = start; x < width; ++x) {
+                const int64_t i = x * channels + c;
+                sum += static_cast<uint32_t>((change.added[i] & change.addedMask) -
+                                             (change.removed[i] & change.removedMask));
+                Counter& counter = planes.at(x)[c * width];
+                counter = static_cast<Counter>(counter + sum);
+            }
+        }
+    }
+}
+
 // `both` says that both rows are there; a missing row counts as zeros.
 template <typename Counter, int channels, bool both>
 void accumulateRows(const unsigned char* added, const unsigned char* removed,
                     const unsigned char* upcoming, int64_t width, uint32_t* sums) {
     constexpr int64_t group = Planes<Counter>::group;
     const Planes<Counter> planes(sums, width);
-    const uint16_t addedMask = both || added != nullptr ? 0xFFFF : 0;
-    const uint16_t removedMask = both || removed != nullptr ? 0xFFFF : 0;
-    if (!both && added == nullptr)
-        added = removed;
-    if (!both && removed == nullptr)
-        removed = added;
+    const RowChange change = {
+        .added = both || added != nullptr ? added : removed,
+        .removed = both || removed != nullptr ? removed : added,
+        .addedMask = static_cast<uint16_t>(both || added != nullptr ? 0xFFFF : 0),
+        .removedMask = static_cast<uint16_t>(both || removed != nullptr ? 0xFFFF : 0)};
 
     typename VectorOf<Counter>::Type carries[channels] = {};
     const Group<Counter> counters(planes, 0);
     const int64_t vectorEnd = width / vectorBytes * vectorBytes;
     for (int64_t i = 0; i < vectorEnd / group; i += vectorBytes / group) {
-        prefetchRow(upcoming + i * group * channels, vectorBytes * channels);
-        const auto a = loadChannels<channels>(added + i * group * channels, Words{} + addedMask);
-        const auto r =
-            loadChannels<channels>(removed + i * group * channels, Words{} + removedMask);
+        const int64_t byte = i * group * channels;
+        prefetchRow(upcoming + byte, vectorBytes * channels);
+        const auto a = loadChannels<channels>(change.added + byte, Words{} + change.addedMask);
+        const auto r = loadChannels<channels>(change.removed + byte, Words{} + change.removedMask);
         for (int c = 0; c < channels; ++c)
-            addGroups(sumsOfBytes(a.bytes[c]) - sumsOfBytes(r.bytes[c]),
-                      (a.bytes[c] >> 8) - (r.bytes[c] >> 8), carries[c], counters, i + c * width);
+            addGroups(a.bytes[c], r.bytes[c], carries[c], [&](int column, auto values) {
+                addTo(counters.columns[column] + i + c * width, values);
+            });
     }
-    for (int c = 0; c < channels; ++c) {
-        uint32_t sum = carries[c][0];
-        for (int64_t x = vectorEnd; x < width; ++x) {
-            const int64_t i = x * channels + c;
-            sum += static_cast<uint32_t>((added[i] & addedMask) - (removed[i] & removedMask));
-            Counter& counter = planes.at(x)[c * width];
-            counter = static_cast<Counter>(counter + sum);
-        }
-    }
+    if (vectorEnd < width)
+        accumulateRest(change, vectorEnd, width, planes, carries);
 }
 
 template <typename Counter>

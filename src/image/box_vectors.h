@@ -9,11 +9,16 @@ namespace kelvane {
 
 namespace {
 
-#if defined(__AVX2__)
+#if defined(__AVX512BW__)
+constexpr int vectorBytes = 64;
+#elif defined(__AVX2__)
 constexpr int vectorBytes = 32;
 #else
 constexpr int vectorBytes = 16;
 #endif
+
+// Long vectors would leave too much of a row over.
+constexpr bool masksLanes = vectorBytes == 64;
 
 using Words = uint16_t __attribute__((vector_size(vectorBytes)));
 using Longs = uint32_t __attribute__((vector_size(vectorBytes)));

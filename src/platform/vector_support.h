@@ -12,6 +12,7 @@ bool hasAvx512(); // the foundation with BW, DQ, VL and VBMI
 
 // Rows that fill no vector are faster without.
 inline bool usesAvx2(int64_t width) { return width >= 16 && hasAvx2(); }
+inline bool usesAvx512(int64_t width) { return width >= 64 && hasAvx512(); }
 #endif
 
 } // namespace kelvane
