@@ -40,7 +40,8 @@ struct BoxFilter {
 };
 
 struct WorkingMemory {
-    uint32_t* columnSums;
+    void* counters;
+    uint32_t* columnSums;     // in `counters`
     unsigned char* savedRows; // a ring of source rows that filtering in place overwrites
     int64_t savedCount;
     uint32_t* reciprocals; // one row per window height, one entry per window width
@@ -53,16 +54,31 @@ int64_t savedRowCount(const BoxFilter& filter) {
 
 void release(void* memHandle, const WorkingMemory& memory) {
     VantMemFree(memHandle, memory.reciprocals);
-    VantMemFree(memHandle, memory.columnSums);
+    VantMemFree(memHandle, memory.counters);
     VantMemFree(memHandle, memory.savedRows);
+}
+
+constexpr int64_t counterSize = sizeof(uint32_t);
+
+// From the heap with room for them to start with a cache line, as vectors across two take longer;
+// an arena may have no more room than for the counters.
+bool allocateCounters(void* memHandle, const BoxFilter& filter, WorkingMemory* memory) {
+    constexpr int64_t cacheLine = 64, spare = cacheLine / counterSize;
+    const int64_t count = memHandle == nullptr && filter.width <= INT64_MAX - spare
+                              ? filter.width + spare
+                              : filter.width;
+    memory->counters = allocZeroedArray(memHandle, count, filter.channels * counterSize);
+    if (memory->counters == nullptr)
+        return false;
+    memory->columnSums = static_cast<uint32_t*>(memory->counters);
+    while (memHandle == nullptr && reinterpret_cast<uintptr_t>(memory->columnSums) % cacheLine != 0)
+        ++memory->columnSums;
+    return true;
 }
 
 bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
               int64_t reciprocalColumns, WorkingMemory* memory) {
-    constexpr int64_t counterSize = sizeof(uint32_t);
-    memory->columnSums = static_cast<uint32_t*>(
-        allocZeroedArray(memHandle, filter.width, filter.channels * counterSize));
-    if (memory->columnSums == nullptr)
+    if (!allocateCounters(memHandle, filter, memory))
         return false;
     memory->savedCount = savedRowCount(filter);
     if (memory->savedCount > 0) {
