@@ -12,18 +12,23 @@ namespace {
 
 #if defined(__SSE2__)
 
-Prefix<Words> prefixSums(Words a) {
+Words prefixSums(Words a) {
     a += (Words)_mm_slli_si128((__m128i)a, 2);
     a += (Words)_mm_slli_si128((__m128i)a, 4);
     a += (Words)_mm_slli_si128((__m128i)a, 8);
-    return {a, (Words)_mm_shuffle_epi32(_mm_shufflehi_epi16((__m128i)a, 0xFF), 0xFF)};
+    return a;
 }
 
-Prefix<Longs> prefixSums(Longs a) {
+Longs prefixSums(Longs a) {
     a += (Longs)_mm_slli_si128((__m128i)a, 4);
     a += (Longs)_mm_slli_si128((__m128i)a, 8);
-    return {a, (Longs)_mm_shuffle_epi32((__m128i)a, 0xFF)};
+    return a;
 }
+
+Words lastLane(Words a) {
+    return (Words)_mm_shuffle_epi32(_mm_shufflehi_epi16((__m128i)a, 0xFF), 0xFF);
+}
+Longs lastLane(Longs a) { return (Longs)_mm_shuffle_epi32((__m128i)a, 0xFF); }
 
 Words sumsOfBytes(Words a) { return (a & 0xFF) + (a >> 8); }
 
@@ -79,20 +84,23 @@ void storeChannels(const Channels<3>& channels, unsigned char* bytes) {
 
 #else
 
-Prefix<Words> prefixSums(Words a) {
+Words prefixSums(Words a) {
     const uint16x8_t zero = vdupq_n_u16(0);
     a += (Words)vextq_u16(zero, (uint16x8_t)a, 7);
     a += (Words)vextq_u16(zero, (uint16x8_t)a, 6);
     a += (Words)vextq_u16(zero, (uint16x8_t)a, 4);
-    return {a, (Words)vdupq_laneq_u16((uint16x8_t)a, 7)};
+    return a;
 }
 
-Prefix<Longs> prefixSums(Longs a) {
+Longs prefixSums(Longs a) {
     const uint32x4_t zero = vdupq_n_u32(0);
     a += (Longs)vextq_u32(zero, (uint32x4_t)a, 3);
     a += (Longs)vextq_u32(zero, (uint32x4_t)a, 2);
-    return {a, (Longs)vdupq_laneq_u32((uint32x4_t)a, 3)};
+    return a;
 }
+
+Words lastLane(Words a) { return (Words)vdupq_laneq_u16((uint16x8_t)a, 7); }
+Longs lastLane(Longs a) { return (Longs)vdupq_laneq_u32((uint32x4_t)a, 3); }
 
 Words sumsOfBytes(Words a) { return (Words)vpaddlq_u8((uint8x16_t)a); }
 
@@ -122,6 +130,11 @@ void storeChannels(const Channels<3>& channels, unsigned char* bytes) {
 }
 
 #endif
+
+Words upperBytes(Words even, Words odd) { return (even >> 8) | (odd & 0xFF00); }
+Words upperBytes(Longs first, Longs second, Longs third, Longs fourth) {
+    return upperBytes(upperHalves(first, third), upperHalves(second, fourth));
+}
 
 } // namespace
 

@@ -7,25 +7,35 @@ namespace kelvane {
 
 namespace {
 
-// From the sums within both halves, and the last of each throughout its half.
+// The lower half in the place of the upper one, and zeros.
+__m256i lowerHalfAbove(__m256i a) { return _mm256_permute2x128_si256(a, a, 0x08); }
+
+Words lastOfHalves(Words a) {
+    return (Words)_mm256_shuffle_epi8((__m256i)a, _mm256_set1_epi16(0x0F0E));
+}
+Longs lastOfHalves(Longs a) { return (Longs)_mm256_shuffle_epi32((__m256i)a, 0xFF); }
+
 template <typename Vector>
-Prefix<Vector> joinHalves(Vector sums, __m256i last) {
-    const __m256i swapped = _mm256_permute4x64_epi64(last, _MM_SHUFFLE(1, 0, 3, 2));
-    const __m256i before = _mm256_blend_epi32(_mm256_setzero_si256(), swapped, 0xF0);
-    return {sums + (Vector)before, (Vector)last + (Vector)swapped};
+Vector joinHalves(Vector a) {
+    return a + (Vector)lowerHalfAbove((__m256i)lastOfHalves(a));
 }
 
-Prefix<Words> prefixSums(Words a) {
+Words prefixSums(Words a) {
     a += (Words)_mm256_slli_si256((__m256i)a, 2);
     a += (Words)_mm256_slli_si256((__m256i)a, 4);
     a += (Words)_mm256_slli_si256((__m256i)a, 8);
-    return joinHalves(a, _mm256_shuffle_epi8((__m256i)a, _mm256_set1_epi16(0x0F0E)));
+    return joinHalves(a);
 }
 
-Prefix<Longs> prefixSums(Longs a) {
+Longs prefixSums(Longs a) {
     a += (Longs)_mm256_slli_si256((__m256i)a, 4);
     a += (Longs)_mm256_slli_si256((__m256i)a, 8);
-    return joinHalves(a, _mm256_shuffle_epi32((__m256i)a, 0xFF));
+    return joinHalves(a);
+}
+
+Words lastLane(Words a) { return lastOfHalves((Words)_mm256_permute4x64_epi64((__m256i)a, 0xFF)); }
+Longs lastLane(Longs a) {
+    return (Longs)_mm256_permutevar8x32_epi32((__m256i)a, _mm256_set1_epi32(7));
 }
 
 Words sumsOfBytes(Words a) { return (Words)_mm256_maddubs_epi16((__m256i)a, _mm256_set1_epi8(1)); }
@@ -43,6 +53,11 @@ Words multiplyHigh(Words a, Words b) { return (Words)_mm256_mulhi_epu16((__m256i
 
 Words upperHalves(Longs even, Longs odd) {
     return (Words)_mm256_blend_epi16((__m256i)(even >> 16), (__m256i)odd, 0xAA);
+}
+
+Words upperBytes(Words even, Words odd) { return (even >> 8) | (odd & 0xFF00); }
+Words upperBytes(Longs first, Longs second, Longs third, Longs fourth) {
+    return upperBytes(upperHalves(first, third), upperHalves(second, fourth));
 }
 
 // Three blocks of 16 bytes hold 16 pixels. Of each channel they have different bytes: put together,

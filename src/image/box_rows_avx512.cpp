@@ -43,24 +43,31 @@ __m512i lastLanes(__mmask64 kept, __m512i a) {
 
 // From the sums within every block.
 template <typename Lane, typename Vector>
-Prefix<Vector> joinBlocks(Vector a) {
+Vector joinBlocks(Vector a) {
     constexpr __mmask64 oddBlocks = 0xFFFF0000FFFF0000, upperBlocks = 0xFFFFFFFF00000000;
     a += (Vector)lastLanes<Lane, 0, 0, 2, 2>(oddBlocks, (__m512i)a);
     a += (Vector)lastLanes<Lane, 1, 1, 1, 1>(upperBlocks, (__m512i)a);
-    return {a, (Vector)lastLanes<Lane, 3, 3, 3, 3>(~__mmask64{0}, (__m512i)a)};
+    return a;
 }
 
-Prefix<Words> prefixSums(Words a) {
+Words prefixSums(Words a) {
     a += (Words)_mm512_bslli_epi128((__m512i)a, 2);
     a += (Words)_mm512_bslli_epi128((__m512i)a, 4);
     a += (Words)_mm512_bslli_epi128((__m512i)a, 8);
     return joinBlocks<uint16_t>(a);
 }
 
-Prefix<Longs> prefixSums(Longs a) {
+Longs prefixSums(Longs a) {
     a += (Longs)_mm512_bslli_epi128((__m512i)a, 4);
     a += (Longs)_mm512_bslli_epi128((__m512i)a, 8);
     return joinBlocks<uint32_t>(a);
+}
+
+Words lastLane(Words a) {
+    return (Words)lastLanes<uint16_t, 3, 3, 3, 3>(~__mmask64{0}, (__m512i)a);
+}
+Longs lastLane(Longs a) {
+    return (Longs)lastLanes<uint32_t, 3, 3, 3, 3>(~__mmask64{0}, (__m512i)a);
 }
 
 Words sumsOfBytes(Words a) { return (Words)_mm512_maddubs_epi16((__m512i)a, _mm512_set1_epi8(1)); }
@@ -75,8 +82,25 @@ Longs upperOfPairs(Words a) { return weighted(a, 0x10000); }
 
 Words multiplyHigh(Words a, Words b) { return (Words)_mm512_mulhi_epu16((__m512i)a, (__m512i)b); }
 
-Words upperHalves(Longs even, Longs odd) {
-    return (Words)_mm512_mask_mov_epi16((__m512i)(even >> 16), 0xAAAAAAAA, (__m512i)odd);
+// Replaces the places in `to` that the mask names by bytes of `from`, which the two halves of a
+// block's indexes choose.
+__m512i replaceBytes(__m512i to, __mmask64 places, __m512i from, int64_t lower, int64_t upper) {
+    const __m512i indexes = _mm512_broadcast_i32x4(_mm_set_epi64x(upper, lower));
+    return _mm512_mask_shuffle_epi8(to, places, from, indexes);
+}
+
+Words upperBytes(Words even, Words odd) {
+    return (Words)replaceBytes((__m512i)odd, 0x5555555555555555, (__m512i)even, 0x0707050503030101,
+                               0x0F0F0D0D0B0B0909);
+}
+
+Words upperBytes(Longs first, Longs second, Longs third, Longs fourth) {
+    constexpr __mmask64 firstOfFour = 0x1111111111111111;
+    constexpr int64_t lower = 0x0707070703030303, upper = 0x0F0F0F0F0B0B0B0B;
+    auto bytes = (__m512i)fourth;
+    bytes = replaceBytes(bytes, firstOfFour << 2, (__m512i)third, lower, upper);
+    bytes = replaceBytes(bytes, firstOfFour << 1, (__m512i)second, lower, upper);
+    return (Words)replaceBytes(bytes, firstOfFour, (__m512i)first, lower, upper);
 }
 
 // Each byte from the argument that belongs to its place modulo 3.

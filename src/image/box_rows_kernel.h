@@ -1,10 +1,11 @@
 // The box filter's row operations, written once for the vectors of every instruction set, for which
-// the including file has defined: `prefixSums`; `sumsOfBytes`, of the two in every word;
-// `sumsOfPairs`, of the two signed words in every 32-bit lane, and `lowerOfPairs` and
-// `upperOfPairs`, either alone; `multiplyHigh`; `upperHalves`, of the lanes of both arguments in
-// turn; `splitChannels` and `storeChannels` for three channels; and where `masksLanes`,
-// `loadFirstPixels` and `addToFirst`, of vectors that a row does not fill. Everything has internal
-// linkage, so that no code of one instruction set is ever shared with another.
+// the including file has defined: `prefixSums`, over the lanes up to and including each, and
+// `lastLane`, in every lane; `sumsOfBytes`, of the two in every word; `sumsOfPairs`, of the two
+// signed words in every 32-bit lane, and `lowerOfPairs` and `upperOfPairs`, either alone;
+// `multiplyHigh`; `upperBytes`, of the lanes of two or four arguments in turn; `splitChannels` and
+// `storeChannels` for three channels; and where `masksLanes`, `loadFirstPixels` and `addToFirst`,
+// of vectors that a row does not fill. Everything has internal linkage, so that no code of one
+// instruction set is ever shared with another.
 #pragma once
 
 #include "image/box_rows.h"
@@ -76,9 +77,8 @@ void addTo(Counter* counters, Vector sums) {
 template <typename Add>
 [[gnu::always_inline]] inline void addGroups(Words added, Words removed, Words& carry, Add add) {
     const Words odd = (added >> 8) - (removed >> 8);
-    const Prefix<Words> prefix = prefixSums(sumsOfBytes(added) - sumsOfBytes(removed));
-    const Words second = prefix.sums + carry;
-    carry += prefix.total;
+    const Words second = prefixSums(sumsOfBytes(added) - sumsOfBytes(removed)) + carry;
+    carry = lastLane(second);
     add(1, second);
     add(0, second - odd);
 }
@@ -87,10 +87,9 @@ template <typename Add>
 [[gnu::always_inline]] inline void addGroups(Words added, Words removed, Longs& carry, Add add) {
     const Words pairs = sumsOfBytes(added) - sumsOfBytes(removed);
     const Words odd = (added >> 8) - (removed >> 8);
-    const Prefix<Longs> prefix = prefixSums(sumsOfPairs(pairs));
-    const Longs fourth = prefix.sums + carry;
+    const Longs fourth = prefixSums(sumsOfPairs(pairs)) + carry;
     const Longs second = fourth - upperOfPairs(pairs);
-    carry += prefix.total;
+    carry = lastLane(fourth);
     add(3, fourth);
     add(2, fourth - upperOfPairs(odd));
     add(1, second);
@@ -195,8 +194,6 @@ Words scaledMeans(const uint16_t* ahead, const uint16_t* behind, uint32_t double
            multiplyHigh(sums, Words{} + static_cast<uint16_t>(doubled));
 }
 
-Words upperBytes(Words even, Words odd) { return (even >> 8) | (odd & 0xFF00); }
-
 [[gnu::always_inline]] inline Words
 meansOf(const Group<uint16_t>& ahead, const Group<uint16_t>& behind, int64_t i, uint32_t doubled) {
     return upperBytes(scaledMeans(ahead.columns[0] + i, behind.columns[0] + i, doubled),
@@ -205,13 +202,10 @@ meansOf(const Group<uint16_t>& ahead, const Group<uint16_t>& behind, int64_t i, 
 
 [[gnu::always_inline]] inline Words
 meansOf(const Group<uint32_t>& ahead, const Group<uint32_t>& behind, int64_t i, uint32_t doubled) {
-    const Words even =
-        upperHalves(scaledMeans(ahead.columns[0] + i, behind.columns[0] + i, doubled),
-                    scaledMeans(ahead.columns[2] + i, behind.columns[2] + i, doubled));
-    const Words odd =
-        upperHalves(scaledMeans(ahead.columns[1] + i, behind.columns[1] + i, doubled),
-                    scaledMeans(ahead.columns[3] + i, behind.columns[3] + i, doubled));
-    return upperBytes(even, odd);
+    return upperBytes(scaledMeans(ahead.columns[0] + i, behind.columns[0] + i, doubled),
+                      scaledMeans(ahead.columns[1] + i, behind.columns[1] + i, doubled),
+                      scaledMeans(ahead.columns[2] + i, behind.columns[2] + i, doubled),
+                      scaledMeans(ahead.columns[3] + i, behind.columns[3] + i, doubled));
 }
 
 template <typename Counter, int channels>

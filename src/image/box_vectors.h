@@ -35,13 +35,6 @@ void storeVector(void* bytes, Vector vector) {
     std::memcpy(bytes, &vector, sizeof vector);
 }
 
-// Sums over the lanes up to and including each, and the sum of all lanes in every lane.
-template <typename Vector>
-struct Prefix {
-    Vector sums;
-    Vector total;
-};
-
 // Vectors of the bytes of each channel.
 template <int channels>
 struct Channels {
