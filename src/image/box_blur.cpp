@@ -41,7 +41,8 @@ struct BoxFilter {
 
 struct WorkingMemory {
     void* counters;
-    uint32_t* columnSums;     // in `counters`
+    uint32_t* columnSums; // in `counters`
+    int64_t counterWidth;
     unsigned char* savedRows; // a ring of source rows that filtering in place overwrites
     int64_t savedCount;
     uint32_t* reciprocals; // one row per window height, one entry per window width
@@ -60,20 +61,21 @@ void release(void* memHandle, const WorkingMemory& memory) {
 
 constexpr int64_t counterSize = sizeof(uint32_t);
 
-// From the heap with room for them to start with a cache line, as vectors across two take longer;
-// an arena may have no more room than for the counters.
+// Counters from the heap get room to start with a cache line, each plane of them, as vectors across
+// two lines take longer; an arena may have no room to spare.
 bool allocateCounters(void* memHandle, const BoxFilter& filter, WorkingMemory* memory) {
-    constexpr int64_t cacheLine = 64, spare = cacheLine / counterSize;
-    const int64_t count = memHandle == nullptr && filter.width <= INT64_MAX - spare
-                              ? filter.width + spare
-                              : filter.width;
-    memory->counters = allocZeroedArray(memHandle, count, filter.channels * counterSize);
-    if (memory->counters == nullptr)
-        return false;
-    memory->columnSums = static_cast<uint32_t*>(memory->counters);
-    while (memHandle == nullptr && reinterpret_cast<uintptr_t>(memory->columnSums) % cacheLine != 0)
-        ++memory->columnSums;
-    return true;
+    constexpr int64_t cacheLine = 64;
+    const bool aligned = memHandle == nullptr && filter.width <= INT64_MAX - 2 * cacheLine;
+    const int64_t width =
+        aligned ? (filter.width + cacheLine - 1) / cacheLine * cacheLine : filter.width;
+    const int64_t spare = aligned ? cacheLine / counterSize : 0;
+    memory->counters = allocZeroedArray(memHandle, width + spare, filter.channels * counterSize);
+    auto address = reinterpret_cast<uintptr_t>(memory->counters);
+    if (aligned)
+        address = (address + cacheLine - 1) / cacheLine * cacheLine;
+    memory->columnSums = reinterpret_cast<uint32_t*>(address);
+    memory->counterWidth = width;
+    return memory->counters != nullptr;
 }
 
 bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
@@ -116,46 +118,64 @@ BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestAr
 
 constexpr int64_t prefetchedRows = 4; // ahead
 
+// What distinguishes the windows around row `y` from those around the row before it. For the first
+// of them `y` is the lower radius above the image.
+RowChange rowChange(const BoxFilter& filter, const WorkingMemory& memory, int64_t y) {
+    const int64_t entering = y + filter.bottom;
+    const int64_t leaving = y - filter.top - 1;
+    const auto sourceRow = [&](int64_t row) { return filter.source + row * filter.pitch; };
+    const auto savedRow = [&](int64_t row) {
+        return memory.savedRows + row % memory.savedCount * filter.pitch;
+    };
+
+    RowChange change = {};
+    change.upcoming = sourceRow(std::min(entering + prefetchedRows, filter.height - 1));
+    if (entering < filter.height)
+        change.added = sourceRow(entering);
+    if (leaving >= 0)
+        change.removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
+    // The row that leaves makes room in the ring for this one.
+    if (memory.savedCount > 0 && y >= 0 && y < filter.height - filter.top - 1) {
+        change.saved = sourceRow(y);
+        change.slot = savedRow(y);
+    }
+    return change;
+}
+
+void changeCounters(const BoxRowOperations& operations, const RowChange& change, const BoxRow& row,
+                    int64_t rowBytes, uint32_t* columnSums) {
+    if (change.added != nullptr && change.removed != nullptr) {
+        operations.replaceRow(change, row, columnSums);
+        return;
+    }
+    if (change.added != nullptr || change.removed != nullptr)
+        operations.addOrRemoveRow(change, row, columnSums);
+    if (change.saved != nullptr)
+        VantMemCpy(change.slot, change.saved, rowBytes);
+}
+
 void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
                 const WorkingMemory& memory) {
     const BoxRowOperations operations =
         fastestRowOperations(filter, heights.longest * widths.longest);
-    const BoxRow row = {.width = filter.width, .left = filter.left, .right = filter.right};
-    const auto sourceRow = [&](int64_t y) { return filter.source + y * filter.pitch; };
+    const BoxRow row = {.width = filter.width,
+                        .counterWidth = memory.counterWidth,
+                        .left = filter.left,
+                        .right = filter.right};
     const auto destinationRow = [&](int64_t y) { return filter.destination + y * filter.pitch; };
-    const auto ahead = [&](int64_t y) { return std::min(y + prefetchedRows, filter.height - 1); };
-    const auto savedRow = [&](int64_t y) {
-        return memory.savedRows + y % memory.savedCount * filter.pitch;
-    };
 
-    for (int64_t y = 0; y < filter.bottom; ++y)
-        operations.addOrRemoveRow(sourceRow(y), nullptr, sourceRow(ahead(y)), filter.width,
-                                  memory.columnSums);
-    for (int64_t y = 0; y < filter.height; ++y) {
-        const int64_t entering = y + filter.bottom;
-        const int64_t leaving = y - filter.top - 1;
-        const unsigned char* added = nullptr;
-        const unsigned char* removed = nullptr;
-        const unsigned char* const upcoming = sourceRow(ahead(entering));
-        if (entering < filter.height)
-            added = sourceRow(entering);
-        if (leaving >= 0)
-            removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
-        if (added != nullptr && removed != nullptr)
-            operations.replaceRow(added, removed, upcoming, filter.width, memory.columnSums);
-        else if (added != nullptr || removed != nullptr)
-            operations.addOrRemoveRow(added, removed, upcoming, filter.width, memory.columnSums);
-        // The row that left made room in the ring for this one.
-        if (memory.savedCount > 0 && y < filter.height - filter.top - 1)
-            VantMemCpy(savedRow(y), sourceRow(y), filter.width * filter.channels);
-
-        const int64_t windowHeight =
-            std::min(entering, filter.height - 1) - std::max<int64_t>(leaving, -1);
+    for (int64_t y = -filter.bottom; y < filter.height; ++y) {
+        changeCounters(operations, rowChange(filter, memory, y), row,
+                       filter.width * filter.channels, memory.columnSums);
+        if (y < 0)
+            continue;
+        const int64_t windowHeight = std::min(y + filter.bottom, filter.height - 1) -
+                                     std::max(y - filter.top, int64_t{0}) + 1;
         const uint32_t* const reciprocals =
             memory.reciprocals + (windowHeight - heights.shortest) * widths.count();
         if (filter.left + filter.right < filter.width)
             operations.divideWhole(memory.columnSums, row, reciprocals, destinationRow(y),
-                                   destinationRow(ahead(y)));
+                                   destinationRow(std::min(y + prefetchedRows, filter.height - 1)));
         operations.divideCut(memory.columnSums, row, reciprocals, destinationRow(y));
     }
 }

@@ -188,11 +188,11 @@ void divideCutChannel(const Planes<Counter>& planes, const BoxRow& row, const ui
 template <typename Counter, int channels>
 void divideCut(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
                unsigned char* destination) {
-    Planes<Counter> planes(sums, row.width);
+    Planes<Counter> planes(sums, row.counterWidth);
     for (int c = 0; c < channels; ++c) {
         divideCutChannel(planes, row, reciprocals, channels, destination + c);
         for (Counter*& start : planes.starts)
-            start += row.width;
+            start += row.counterWidth;
     }
 }
 

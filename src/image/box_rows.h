@@ -10,10 +10,19 @@ constexpr int reciprocalBits = 23; // of the fixed-point reciprocals of window a
 // How far the windows of a row reach, in pixels; both radii are below `width`.
 struct BoxRow {
     int64_t width;
+    int64_t counterWidth; // for so many columns, at least `width`, every channel has counters
     int64_t left;
     int64_t right;
 
     int64_t shortestWindow() const { return (left < right ? left : right) + 1; }
+};
+
+struct RowChange {
+    const unsigned char* added;
+    const unsigned char* removed;
+    const unsigned char* upcoming; // will be added a few rows later
+    const unsigned char* saved;    // null, or to be copied to `slot`
+    unsigned char* slot;           // where the row to be removed may lie
 };
 
 // `sums` holds one counter per byte of a row, in an order of its own: over the rows in the window,
@@ -21,13 +30,10 @@ struct BoxRow {
 // pixel is then the difference of two counters, which is exact where the window sum itself fits,
 // because the counters wrap like it does.
 struct BoxRowOperations {
-    // Takes the row `added` into the counters and the row `removed` out, and asks for the row
-    // `upcoming`, which is added a few rows later.
-    void (*replaceRow)(const unsigned char* added, const unsigned char* removed,
-                       const unsigned char* upcoming, int64_t width, uint32_t* sums);
-    // The same where one of `added` and `removed` is null.
-    void (*addOrRemoveRow)(const unsigned char* added, const unsigned char* removed,
-                           const unsigned char* upcoming, int64_t width, uint32_t* sums);
+    // Takes the row added into the counters and the row removed out.
+    void (*replaceRow)(const RowChange& change, const BoxRow& row, uint32_t* sums);
+    // The same where one of the two is null; nothing is saved.
+    void (*addOrRemoveRow)(const RowChange& change, const BoxRow& row, uint32_t* sums);
     // Writes the means of the windows that are whole, and of those that the row's ends cut.
     // `reciprocals` holds floor(2^23 / window area) for every window width, from the smallest on;
     // `upcoming` is a row that will be written a few rows later.

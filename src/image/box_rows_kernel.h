@@ -31,11 +31,11 @@ struct Planes {
 
     Counter* starts[group];
 
-    Planes(const uint32_t* sums, int64_t width) {
+    Planes(const uint32_t* sums, int64_t counterWidth) {
         auto* start = reinterpret_cast<Counter*>(const_cast<uint32_t*>(sums));
         for (int64_t i = 0; i < group; ++i) {
             starts[i] = start;
-            start += (width + group - 1 - i) / group;
+            start += (counterWidth + group - 1 - i) / group;
         }
     }
 
@@ -108,8 +108,8 @@ Channels<channels> loadChannels(const unsigned char* bytes, Words mask) {
     return vectors;
 }
 
-// Two rows to be added and removed, of which those bytes count that the masks let through.
-struct RowChange {
+// Of the bytes of two rows, those that the masks let through count.
+struct MaskedRows {
     const unsigned char* added;
     const unsigned char* removed;
     uint16_t addedMask;
@@ -119,28 +119,29 @@ struct RowChange {
 // The columns from `start` on, which fill no vector.
 template <typename Counter, int channels>
 [[gnu::always_inline]] inline void
-accumulateRest(const RowChange& change, int64_t start, int64_t width, const Planes<Counter>& planes,
+accumulateRest(const MaskedRows& rows, int64_t start, const BoxRow& row,
+               const Planes<Counter>& planes,
                typename VectorOf<Counter>::Type (&carries)[channels]) {
     if constexpr (masksLanes) {
         constexpr int64_t group = Planes<Counter>::group;
         const Group<Counter> counters(planes, start);
-        const int64_t rest = width - start;
-        const auto a = loadFirstPixels<channels>(change.added + start * channels, rest);
-        const auto r = loadFirstPixels<channels>(change.removed + start * channels, rest);
+        const int64_t rest = row.width - start;
+        const auto a = loadFirstPixels<channels>(rows.added + start * channels, rest);
+        const auto r = loadFirstPixels<channels>(rows.removed + start * channels, rest);
         for (int c = 0; c < channels; ++c)
-            addGroups(a.bytes[c] & change.addedMask, r.bytes[c] & change.removedMask, carries[c],
+            addGroups(a.bytes[c] & rows.addedMask, r.bytes[c] & rows.removedMask, carries[c],
                       [&](int column, auto values) {
-                          addToFirst(counters.columns[column] + c * width, values,
+                          addToFirst(counters.columns[column] + c * row.counterWidth, values,
                                      (rest + group - 1 - column) / group);
                       });
     } else {
         for (int c = 0; c < channels; ++c) {
             uint32_t sum = carries[c][0];
-            for (int64_t x = start; x < width; ++x) {
+            for (int64_t x = start; x < row.width; ++x) {
                 const int64_t i = x * channels + c;
-                sum += static_cast<uint32_t>((change.added[i] & change.addedMask) -
-                                             (change.removed[i] & change.removedMask));
-                Counter& counter = planes.at(x)[c * width];
+                sum += static_cast<uint32_t>((rows.added[i] & rows.addedMask) -
+                                             (rows.removed[i] & rows.removedMask));
+                Counter& counter = planes.at(x)[c * row.counterWidth];
                 counter = static_cast<Counter>(counter + sum);
             }
         }
@@ -149,31 +150,41 @@ accumulateRest(const RowChange& change, int64_t start, int64_t width, const Plan
 
 // `both` says that both rows are there; a missing row counts as zeros.
 template <typename Counter, int channels, bool both>
-void accumulateRows(const unsigned char* added, const unsigned char* removed,
-                    const unsigned char* upcoming, int64_t width, uint32_t* sums) {
+void accumulateRows(const RowChange& change, const BoxRow& row, uint32_t* sums) {
     constexpr int64_t group = Planes<Counter>::group;
-    const Planes<Counter> planes(sums, width);
-    const RowChange change = {
-        .added = both || added != nullptr ? added : removed,
-        .removed = both || removed != nullptr ? removed : added,
-        .addedMask = static_cast<uint16_t>(both || added != nullptr ? 0xFFFF : 0),
-        .removedMask = static_cast<uint16_t>(both || removed != nullptr ? 0xFFFF : 0)};
+    const Planes<Counter> planes(sums, row.counterWidth);
+    const bool adds = both || change.added != nullptr;
+    const bool removes = both || change.removed != nullptr;
+    const MaskedRows rows = {.added = adds ? change.added : change.removed,
+                             .removed = removes ? change.removed : change.added,
+                             .addedMask = static_cast<uint16_t>(adds ? 0xFFFF : 0),
+                             .removedMask = static_cast<uint16_t>(removes ? 0xFFFF : 0)};
+    const bool saves = both && change.saved != nullptr;
+    const unsigned char* const upcoming = change.upcoming;
+    const unsigned char* const saved = change.saved;
+    unsigned char* const slot = change.slot;
 
     typename VectorOf<Counter>::Type carries[channels] = {};
     const Group<Counter> counters(planes, 0);
-    const int64_t vectorEnd = width / vectorBytes * vectorBytes;
+    const int64_t counterWidth = row.counterWidth;
+    const int64_t vectorEnd = row.width / vectorBytes * vectorBytes;
     for (int64_t i = 0; i < vectorEnd / group; i += vectorBytes / group) {
         const int64_t byte = i * group * channels;
         prefetchRow(upcoming + byte, vectorBytes * channels);
-        const auto a = loadChannels<channels>(change.added + byte, Words{} + change.addedMask);
-        const auto r = loadChannels<channels>(change.removed + byte, Words{} + change.removedMask);
+        const auto a = loadChannels<channels>(rows.added + byte, Words{} + rows.addedMask);
+        const auto r = loadChannels<channels>(rows.removed + byte, Words{} + rows.removedMask);
+        if (saves)
+            std::memcpy(slot + byte, saved + byte, vectorBytes * channels);
         for (int c = 0; c < channels; ++c)
             addGroups(a.bytes[c], r.bytes[c], carries[c], [&](int column, auto values) {
-                addTo(counters.columns[column] + i + c * width, values);
+                addTo(counters.columns[column] + i + c * counterWidth, values);
             });
     }
-    if (vectorEnd < width)
-        accumulateRest(change, vectorEnd, width, planes, carries);
+    if (vectorEnd < row.width)
+        accumulateRest(rows, vectorEnd, row, planes, carries);
+    if (saves)
+        std::memcpy(slot + vectorEnd * channels, saved + vectorEnd * channels,
+                    static_cast<size_t>((row.width - vectorEnd) * channels));
 }
 
 template <typename Counter>
@@ -212,7 +223,7 @@ template <typename Counter, int channels>
 void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
                  unsigned char* destination, const unsigned char* upcoming) {
     constexpr int64_t group = Planes<Counter>::group;
-    const Planes<Counter> planes(sums, row.width);
+    const Planes<Counter> planes(sums, row.counterWidth);
     const uint32_t reciprocal = reciprocals[row.left + row.right + 1 - row.shortestWindow()];
     int64_t x = row.left + 1;
     const int64_t count = row.width - row.right - x;
@@ -223,7 +234,7 @@ void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* recipr
         const auto divideAt = [&](int64_t i) {
             Channels<channels> means;
             for (int c = 0; c < channels; ++c)
-                means.bytes[c] = meansOf(ahead, behind, i + c * row.width, 2 * reciprocal);
+                means.bytes[c] = meansOf(ahead, behind, i + c * row.counterWidth, 2 * reciprocal);
             if constexpr (channels == 1)
                 storeVector(out + i * group, means.bytes[0]);
             else
@@ -242,7 +253,7 @@ void divideWhole(const uint32_t* sums, const BoxRow& row, const uint32_t* recipr
         const Counter* const behind = planes.at(x - row.left - 1);
         for (int c = 0; c < channels; ++c)
             destination[x * channels + c] =
-                mean(ahead[c * row.width], behind[c * row.width], reciprocal);
+                mean(ahead[c * row.counterWidth], behind[c * row.counterWidth], reciprocal);
     }
 }
 
