@@ -176,12 +176,15 @@ template <typename Counter>
 void useAvx512(int channels, BoxRowOperations* operations) {
     operations->replaceRow =
         channels == 1 ? accumulateRows<Counter, 1, true> : accumulateRows<Counter, 3, true>;
+    if (channels == 1)
+        operations->addOrRemoveRow = accumulateRows<Counter, 1, false>;
     operations->divideWhole = channels == 1 ? divideWhole<Counter, 1> : divideWhole<Counter, 3>;
 }
 
 } // namespace
 
-// What is rare is not worth a copy for AVX-512: the counters are the same.
+// What is rare is not worth a copy for AVX-512: the counters are the same. Of one channel, the rows
+// at the top and at the bottom of a frame count as well.
 BoxRowOperations boxRowOperationsAvx512(int channels, int64_t largestArea) {
     BoxRowOperations operations = boxRowOperations(channels, largestArea);
     if (largestArea <= largestWordArea)
