@@ -4,6 +4,7 @@
 #include "image/box_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
+#include "platform/prefetch.h"
 #include "platform/vector_support.h"
 
 #include <algorithm>
@@ -64,7 +65,6 @@ constexpr int64_t counterSize = sizeof(uint32_t);
 // Counters from the heap get room to start with a cache line, each plane of them, as vectors across
 // two lines take longer; an arena may have no room to spare.
 bool allocateCounters(void* memHandle, const BoxFilter& filter, WorkingMemory* memory) {
-    constexpr int64_t cacheLine = 64;
     const bool aligned = memHandle == nullptr && filter.width <= INT64_MAX - 2 * cacheLine;
     const int64_t width =
         aligned ? (filter.width + cacheLine - 1) / cacheLine * cacheLine : filter.width;

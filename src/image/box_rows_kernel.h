@@ -171,6 +171,10 @@ void accumulateRows(const RowChange& change, const BoxRow& row, uint32_t* sums) 
     for (int64_t i = 0; i < vectorEnd / group; i += vectorBytes / group) {
         const int64_t byte = i * group * channels;
         prefetchRow(upcoming + byte, vectorBytes * channels);
+        if constexpr (vectorBytes >= cacheLine) { // shorter ones would ask for every line twice
+            prefetchFurtherOn(rows.added + byte, vectorBytes * channels);
+            prefetchFurtherOn(rows.removed + byte, vectorBytes * channels);
+        }
         const auto a = loadChannels<channels>(rows.added + byte, Words{} + rows.addedMask);
         const auto r = loadChannels<channels>(rows.removed + byte, Words{} + rows.removedMask);
         if (saves)

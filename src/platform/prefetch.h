@@ -5,15 +5,27 @@
 
 namespace kelvane {
 
+constexpr int64_t cacheLine = 64;
+
 // Processors do not look ahead across pages, nor across rows that are left out: large frames would
 // wait for memory at the start of every row. Into the second-level cache, as requests for the first
 // wait for its few buffers like the reads themselves. With internal linkage, so that no instruction
 // set shares it with another.
 static inline void prefetchRow(const unsigned char* row, int64_t count) {
-    constexpr int64_t cacheLine = 64;
     constexpr int secondLevel = 2;
     for (int64_t x = 0; x < count; x += cacheLine)
         __builtin_prefetch(row + x, 0, secondLevel);
+}
+
+// Into the first level, what lies a little further on in rows that the second holds already. Behind
+// the end of a row that is the next one's beginning, or nobody's: requests are no accesses.
+static inline void prefetchFurtherOn(const unsigned char* bytes, int64_t count) {
+    constexpr uint64_t distance = 1024;
+    constexpr int firstLevel = 3;
+    const uint64_t start = reinterpret_cast<uintptr_t>(bytes) + distance;
+    for (int64_t x = 0; x < count; x += cacheLine)
+        __builtin_prefetch(reinterpret_cast<const void*>(start + static_cast<uint64_t>(x)), 0,
+                           firstLevel);
 }
 
 } // namespace kelvane
