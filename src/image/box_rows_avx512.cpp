@@ -105,8 +105,8 @@ Words upperBytes(Longs first, Longs second, Longs third, Longs fourth) {
 
 // Each byte from the argument that belongs to its place modulo 3.
 __m512i mixed(__m512i at0, __m512i at1, __m512i at2) {
-    constexpr __mmask64 isAt0 = 0x9249249249249249;
-    return _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(at0, isAt0 << 1, at1), isAt0 << 2, at2);
+    constexpr __mmask64 isAt1 = 0x2492492492492492, isAt2 = 0x4924924924924924;
+    return _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(at0, isAt1, at1), isAt2, at2);
 }
 
 // Three vectors hold 64 pixels. Of each channel they have different bytes: put together, these fill
