@@ -58,6 +58,22 @@ TEST(Morphology, EqualsItsDefinition) {
         expectMorphology(random);
 }
 
+// Three columns and four rows, of every width around the vectors. The last row ends with the
+// memory.
+TEST(Morphology, SmallestRectangleEqualsItsDefinition) {
+    Random random;
+    for (const Vectors vectors : {Vectors::Baseline, Vectors::Avx2})
+        for (const long channels : {1, 2, 3, 4})
+            for (long width = 1; width * channels <= 112; ++width)
+                for (const long height : {1, 2, 3, 4, 7}) {
+                    const Plane plane = {width, height, channels, width * channels};
+                    widestVectors = vectors;
+                    expectSmallestRectangle(random, plane, sbrErode, least);
+                    expectSmallestRectangle(random, plane, sbrDilate, most);
+                    ASSERT_FALSE(HasFailure()) << width << " x " << height << ", " << channels;
+                }
+}
+
 TEST(Morphology, ReachesFurtherDownThanUp) {
     Bytes mask(49), expected(49);
     mask[3 * 7 + 3] = 255;

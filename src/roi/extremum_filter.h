@@ -23,8 +23,11 @@ struct ExtremumTask {
 // bytes more.
 void filterExtremum(const ExtremumTask& task, unsigned char* working);
 
-// The same with AVX2, which the above uses where it pays, for rows of at least 32 bytes. On x86-64
-// alone.
+// A vector between the first pixel of a row and the last one, of up to 4 bytes each.
+constexpr int64_t shortestFilteredAvx2 = 40;
+
+// The same with AVX2, which the above uses where it pays, for rows of at least
+// `shortestFilteredAvx2` bytes. On x86-64 alone.
 void filterExtremumAvx2(const ExtremumTask& task, unsigned char* working);
 
 } // namespace kelvane

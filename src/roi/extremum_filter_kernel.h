@@ -4,6 +4,8 @@
 
 #include "platform/prefetch.h"
 #include "roi/extremum_filter.h"
+#include "roi/extremum_vectors.h"
+#include "roi/narrow_extremum_kernel.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,54 +13,6 @@
 namespace kelvane {
 
 namespace {
-
-#if defined(__AVX2__)
-constexpr int64_t vectorBytes = 32;
-#else
-constexpr int64_t vectorBytes = 16;
-#endif
-
-// The compiler's own vectorisation adds checks for overlap and tails to every loop, which takes
-// most of the code and of the time of short rows.
-using Vector [[gnu::vector_size(vectorBytes)]] = unsigned char;
-
-template <typename Lanes>
-Lanes load(const unsigned char* bytes) {
-    Lanes lanes;
-    std::memcpy(&lanes, bytes, sizeof lanes);
-    return lanes;
-}
-
-template <typename Lanes>
-void store(unsigned char* bytes, Lanes lanes) {
-    std::memcpy(bytes, &lanes, sizeof lanes);
-}
-
-// Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
-// copies allow. The wider kernels are given no narrow rows.
-template <typename Apply>
-void forEachVector(int64_t count, Apply apply) {
-    if (vectorBytes == 16 && count < vectorBytes) {
-        for (int64_t x = 0; x < count; ++x)
-            apply.template operator()<unsigned char>(x);
-        return;
-    }
-    int64_t x = 0;
-    for (; x < count - 2 * vectorBytes; x += 2 * vectorBytes) {
-        apply.template operator()<Vector>(x);
-        apply.template operator()<Vector>(x + vectorBytes);
-    }
-    if (x < count - vectorBytes)
-        apply.template operator()<Vector>(x);
-    apply.template operator()<Vector>(count - vectorBytes);
-}
-
-template <typename Lanes>
-Lanes least(Lanes a, Lanes b) {
-    return a < b ? a : b;
-}
-
-int64_t roundUpToVector(int64_t size) { return (size + 31) & -32; }
 
 // The buffers of one call. The maximum of bytes is the complement of their complements' minimum:
 // everything in here is complemented for it.
@@ -142,7 +96,7 @@ void join(const unsigned char* row, const unsigned char* before, const unsigned 
 // place once a block is complete, and each leaves its place to a row of the next block after its
 // use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
 // memory is spent on those outside the image.
-void filterImage(const ExtremumTask& task, unsigned char* working) {
+void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
     const int64_t columnRadius = std::min(task.radius, task.width - 1);
     const int64_t rowRadius = std::min(task.radius, task.height - 1);
     const int64_t rowBytes = task.width * task.channels;
@@ -188,6 +142,14 @@ void filterImage(const ExtremumTask& task, unsigned char* working) {
         makeEnds(rows, std::max<int64_t>(firstInImage - start, 1),
                  std::min(blockRows - 1, lastInImage - start), rowBytes);
     }
+}
+
+void filterImage(const ExtremumTask& task, unsigned char* working) {
+    if (task.radius > 1)
+        return filterByBlocks(task, working);
+    if (task.inverted == 0)
+        return filterNarrowly<false>(task, working);
+    filterNarrowly<true>(task, working);
 }
 
 } // namespace

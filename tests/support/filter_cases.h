@@ -163,3 +163,15 @@ inline void expectMorphology(Random& random) {
     expectFilter(random, plane, morphology(function, r), {block / 4 * 4, block / 4 * 4},
                  {r, r, r, r + 1}, steps);
 }
+
+// Separately, then in place.
+inline void expectSmallestRectangle(Random& random, const Plane& plane,
+                                    decltype(sbrErode)* function, Reduce* reduce) {
+    const Bytes image = random.image(plane.size()), before = random.image(plane.size());
+    const GuardedMemory source(image), out(before);
+    const Bytes expected = filterPlainly(plane, {1, 1, 1, 2}, {reduce}, image, before);
+    ASSERT_EQ(morphology(function, 1)(nullptr, plane, source.data(), out.data()), ERR_NONE);
+    ASSERT_TRUE(out.content() == expected && source.content() == image);
+    ASSERT_EQ(morphology(function, 1)(nullptr, plane, source.data(), source.data()), ERR_NONE);
+    ASSERT_TRUE(source.content() == expected);
+}

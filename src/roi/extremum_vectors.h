@@ -1,0 +1,62 @@
+// Bytes in vectors for the extremum filters, compiled for every instruction set. Everything has
+// internal linkage, so that no code of one instruction set is ever shared with another.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace kelvane {
+
+namespace {
+
+#if defined(__AVX2__)
+constexpr int64_t vectorBytes = 32;
+#else
+constexpr int64_t vectorBytes = 16;
+#endif
+
+// The compiler's own vectorisation adds checks for overlap and tails to every loop, which takes
+// most of the code and of the time of short rows.
+using Vector [[gnu::vector_size(vectorBytes)]] = unsigned char;
+
+template <typename Lanes>
+Lanes load(const unsigned char* bytes) {
+    Lanes lanes;
+    std::memcpy(&lanes, bytes, sizeof lanes);
+    return lanes;
+}
+
+template <typename Lanes>
+void store(unsigned char* bytes, Lanes lanes) {
+    std::memcpy(bytes, &lanes, sizeof lanes);
+}
+
+// Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
+// copies allow. The wider kernels are given no narrow rows.
+template <typename Apply>
+void forEachVector(int64_t count, Apply apply) {
+    if (vectorBytes == 16 && count < vectorBytes) {
+        for (int64_t x = 0; x < count; ++x)
+            apply.template operator()<unsigned char>(x);
+        return;
+    }
+    int64_t x = 0;
+    for (; x < count - 2 * vectorBytes; x += 2 * vectorBytes) {
+        apply.template operator()<Vector>(x);
+        apply.template operator()<Vector>(x + vectorBytes);
+    }
+    if (x < count - vectorBytes)
+        apply.template operator()<Vector>(x);
+    apply.template operator()<Vector>(count - vectorBytes);
+}
+
+template <typename Lanes>
+Lanes least(Lanes a, Lanes b) {
+    return a < b ? a : b;
+}
+
+int64_t roundUpToVector(int64_t size) { return (size + 31) & -32; }
+
+} // namespace
+
+} // namespace kelvane

@@ -1,0 +1,104 @@
+// The extremum filter of radius 1, whose rectangles have three columns and four rows.
+#pragma once
+
+#include "platform/prefetch.h"
+#include "roi/extremum_filter.h"
+#include "roi/extremum_vectors.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvane {
+
+namespace {
+
+template <bool maximum, typename Lanes>
+Lanes extremeOf(Lanes a, Lanes b) {
+    return maximum ? (a > b ? a : b) : least<Lanes>(a, b);
+}
+
+// What later rectangles need of the rows that were read. All rows are filtered across already.
+// Nothing is written where a step reads, so that it may do some bytes again.
+struct RowHistory {
+    unsigned char* lastTwo; // the extremum of the last two rows
+    unsigned char* newLastTwo;
+    unsigned char* beforeThem; // the row above the last two
+    unsigned char* last;
+    unsigned char* newLast;
+
+    void advance() {
+        std::swap(lastTwo, newLastTwo);
+        unsigned char* const free = beforeThem;
+        beforeThem = last;
+        last = newLast;
+        newLast = free;
+    }
+};
+
+// Takes two rows and writes those of the two rectangles that begin with the row before the last
+// two: these share three rows.
+template <bool maximum>
+void filterTwoRows(const unsigned char* upper, const unsigned char* lower, int64_t rowBytes,
+                   int64_t channels, const RowHistory& history, unsigned char* upperOut,
+                   unsigned char* lowerOut) {
+    const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight) {
+        const auto across = [=](const unsigned char* row) {
+            const Lanes sides =
+                extremeOf<maximum>(load<Lanes>(row + x - toLeft), load<Lanes>(row + x + toRight));
+            return extremeOf<maximum>(sides, load<Lanes>(row + x));
+        };
+        const Lanes first = across(upper);
+        const Lanes second = across(lower);
+        const Lanes shared = extremeOf<maximum>(load<Lanes>(history.lastTwo + x), first);
+        store<Lanes>(history.newLastTwo + x, extremeOf<maximum>(first, second));
+        store<Lanes>(history.newLast + x, second);
+        store<Lanes>(upperOut + x, extremeOf<maximum>(shared, load<Lanes>(history.beforeThem + x)));
+        store<Lanes>(lowerOut + x, extremeOf<maximum>(shared, second));
+    };
+    for (int64_t x = 0; x < channels; ++x)
+        filter.template operator()<unsigned char>(x, 0, x + channels < rowBytes ? channels : 0);
+    forEachVector(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
+        filter.template operator()<Lanes>(x + channels, channels, channels);
+    });
+    for (int64_t x = std::max(channels, rowBytes - channels); x < rowBytes; ++x)
+        filter.template operator()<unsigned char>(x, channels, 0);
+}
+
+constexpr int64_t rowsFetchedAhead = 4;
+
+// Every step reads two rows and writes the two above them, so that the image may be its own
+// destination. The first step writes rows above the image, which go nowhere.
+template <bool maximum>
+void filterNarrowly(const ExtremumTask& task, unsigned char* working) {
+    const int64_t rowBytes = task.width * task.channels;
+    const int64_t stride = roundUpToVector(rowBytes);
+    working += -reinterpret_cast<uintptr_t>(working) % vectorBytes;
+    std::memset(working, maximum ? 0 : 255, static_cast<size_t>(4 * stride));
+    RowHistory history = {working, working + 4 * stride, working + stride, working + 2 * stride,
+                          working + 3 * stride};
+    unsigned char* const nowhere = working + 5 * stride;
+    const auto sourceRow = [&](int64_t y) {
+        return task.source + std::min(y, task.height - 1) * task.pitch;
+    };
+    const auto rowOut = [&](int64_t y) { return task.destination + y * task.pitch; };
+    int64_t y = -2;
+    for (; y + 2 < task.height; y += 2) {
+        const int64_t ahead = y + 2 + rowsFetchedAhead;
+        for (int64_t row = ahead; row < std::min(ahead + 2, task.height); ++row)
+            prefetchRow(sourceRow(row), rowBytes);
+        filterTwoRows<maximum>(sourceRow(y + 2), sourceRow(y + 3), rowBytes, task.channels, history,
+                               y < 0 ? nowhere : rowOut(y), y < 0 ? nowhere : rowOut(y + 1));
+        history.advance();
+    }
+    // Below the image there is nothing to add.
+    forEachVector(rowBytes, [=, out = rowOut(y)]<typename Lanes>(int64_t x) {
+        store<Lanes>(out + x, extremeOf<maximum>(load<Lanes>(history.lastTwo + x),
+                                                 load<Lanes>(history.beforeThem + x)));
+    });
+    if (y + 1 < task.height)
+        std::memcpy(rowOut(y + 1), history.lastTwo, static_cast<size_t>(rowBytes));
+}
+
+} // namespace
+
+} // namespace kelvane
