@@ -11,10 +11,14 @@ constexpr int64_t cacheLine = 64;
 // wait for memory at the start of every row. Into the second-level cache, as requests for the first
 // wait for its few buffers like the reads themselves. With internal linkage, so that no instruction
 // set shares it with another.
-static inline void prefetchRow(const unsigned char* row, int64_t count) {
+static inline void prefetchLine(const unsigned char* bytes) {
     constexpr int secondLevel = 2;
+    __builtin_prefetch(bytes, 0, secondLevel);
+}
+
+static inline void prefetchRow(const unsigned char* row, int64_t count) {
     for (int64_t x = 0; x < count; x += cacheLine)
-        __builtin_prefetch(row + x, 0, secondLevel);
+        prefetchLine(row + x);
 }
 
 // Into the first level, what lies a little further on in rows that the second holds already. Behind

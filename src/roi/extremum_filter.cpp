@@ -5,7 +5,8 @@ namespace kelvane {
 
 void filterExtremum(const ExtremumTask& task, unsigned char* working) {
 #if defined(__x86_64__)
-    if (task.width * task.channels >= shortestFilteredAvx2 && hasAvx2())
+    const int64_t rowBytes = task.width * task.channels;
+    if (rowBytes >= shortestAvx2Filtered && hasAvx2())
         return filterExtremumAvx2(task, working);
 #endif
     filterImage(task, working);

@@ -23,11 +23,9 @@ struct ExtremumTask {
 // bytes more.
 void filterExtremum(const ExtremumTask& task, unsigned char* working);
 
-// A vector between the first pixel of a row and the last one, of up to 4 bytes each.
-constexpr int64_t shortestFilteredAvx2 = 40;
-
-// The same with AVX2, which the above uses where it pays, for rows of at least
-// `shortestFilteredAvx2` bytes. On x86-64 alone.
+// The same with wider vectors, which the above uses where it pays, for rows that hold a vector
+// between the first pixel and the last one, of up to 4 bytes each. On x86-64 alone.
+constexpr int64_t shortestAvx2Filtered = 40;
 void filterExtremumAvx2(const ExtremumTask& task, unsigned char* working);
 
 } // namespace kelvane

@@ -18,77 +18,162 @@ namespace {
 // everything in here is complemented for it.
 struct Rows {
     unsigned char* scratch[2]; // room for a row and its margins
-    unsigned char* beginning;
-    unsigned char* block; // the rows 1 and on
+    unsigned char* beginning;  // in the place of row 0; the others follow it
     int64_t stride;
 
-    unsigned char* slot(int64_t i) const { return i == 0 ? beginning : block + (i - 1) * stride; }
+    unsigned char* slot(int64_t i) const { return beginning + i * stride; }
 };
 
-// Every pass makes one span out of up to three spans that overlap or adjoin.
-void widenSpan(const unsigned char* from, int64_t span, int64_t next, int64_t channels,
-               int64_t count, unsigned char* to) {
-    const int64_t gap = (next - span) * channels;
-    if (next <= 2 * span) {
+// A row, with margins of 255, whose bytes stand for the pixels of a span that begins at theirs.
+// The minimum of up to three of them that overlap or adjoin stands for a longer span.
+struct SpanRow {
+    const unsigned char* bytes;
+    int64_t last;   // the distance of the last span
+    int64_t middle; // and of one between, or 0 when two spans suffice
+};
+
+template <bool three, typename Lanes>
+Lanes widened(const SpanRow& spans, int64_t x) {
+    const unsigned char* const bytes = spans.bytes + x;
+    const Lanes ends = least<Lanes>(load<Lanes>(bytes), load<Lanes>(bytes + spans.last));
+    return three ? least<Lanes>(ends, load<Lanes>(bytes + spans.middle)) : ends;
+}
+
+SpanRow toWiden(const unsigned char* bytes, int64_t span, int64_t next, int64_t channels) {
+    const int64_t last = next - span;
+    return {bytes, last * channels, next > 2 * span ? (last + 1) / 2 * channels : 0};
+}
+
+void widenSpans(const SpanRow& spans, int64_t count, unsigned char* to) {
+    const auto widenAs = [&]<bool three>() {
         forEachVector(count, [=]<typename Lanes>(int64_t x) {
-            store<Lanes>(to + x, least<Lanes>(load<Lanes>(from + x), load<Lanes>(from + x + gap)));
+            store<Lanes>(to + x, widened<three, Lanes>(spans, x));
         });
-        return;
-    }
-    const int64_t middle = (next - span + 1) / 2 * channels;
-    forEachVector(count, [=]<typename Lanes>(int64_t x) {
-        const Lanes ends = least<Lanes>(load<Lanes>(from + x), load<Lanes>(from + x + gap));
-        store<Lanes>(to + x, least<Lanes>(ends, load<Lanes>(from + x + middle)));
-    });
+    };
+    if (spans.middle == 0)
+        widenAs.template operator()<false>();
+    else
+        widenAs.template operator()<true>();
 }
 
-// The minimum over the pixels x - radius to x + radius, with 255 beyond the row's ends.
-void filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radius, const Rows& rows,
-               unsigned char* out) {
+// Makes spans of three pixels, of which those at the ends reach into the margins.
+void makeSpansOfThree(const unsigned char* row, const ExtremumTask& task, int64_t margin,
+                      unsigned char* out, int64_t ahead) {
     const int64_t channels = task.channels;
-    const int64_t margin = radius * channels;
     const int64_t rowBytes = task.width * channels;
-    const int64_t length = 2 * radius + 1;
-    unsigned char* from = length > 1 ? rows.scratch[0] : out;
-    unsigned char* other = rows.scratch[1];
-    std::memset(from, 255, static_cast<size_t>(margin));
-    forEachVector(rowBytes, [=, inverted = task.inverted]<typename Lanes>(int64_t x) {
-        store<Lanes>(from + margin + x, load<Lanes>(row + x) ^ inverted);
-    });
-    std::memset(from + margin + rowBytes, 255, static_cast<size_t>(margin));
-    int64_t next = 0;
-    for (int64_t span = 1; span < length; span = next) {
-        next = std::min(3 * span, length);
-        unsigned char* const to = next < length ? other : out;
-        widenSpan(from, span, next, channels, rowBytes + (length - next) * channels, to);
-        other = from;
-        from = to;
+    const unsigned char inverted = task.inverted;
+    const auto outer = static_cast<size_t>(margin - 2 * channels);
+    std::memset(out, 255, outer);
+    out += margin;
+    const unsigned char* const rowEnd = row + rowBytes;
+    unsigned char* const outEnd = out + rowBytes;
+    for (int64_t x = -channels; x < 0; ++x) {
+        const auto leftmost = static_cast<unsigned char>(row[channels + x] ^ inverted);
+        const auto rightmost = static_cast<unsigned char>(rowEnd[x] ^ inverted);
+        out[x - channels] = leftmost;
+        out[x] = std::min(leftmost, static_cast<unsigned char>(row[2 * channels + x] ^ inverted));
+        outEnd[x - channels] =
+            std::min(static_cast<unsigned char>(rowEnd[x - channels] ^ inverted), rightmost);
+        outEnd[x] = rightmost;
     }
+    const auto makeAs = [=]<bool maximum>() {
+        forEachVector(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
+            prefetchLine(row + ahead + x);
+            const Lanes ends =
+                extremeOf<maximum>(load<Lanes>(row + x), load<Lanes>(row + x + 2 * channels));
+            const Lanes all = extremeOf<maximum>(ends, load<Lanes>(row + x + channels));
+            store<Lanes>(out + x, maximum ? all ^ inverted : all);
+        });
+    };
+    if (inverted != 0)
+        makeAs.template operator()<true>();
+    else
+        makeAs.template operator()<false>();
+    std::memset(outEnd, 255, outer);
 }
 
-constexpr int64_t prefetchedRows = 4; // ahead
+void copyWithMargins(const unsigned char* row, const ExtremumTask& task, int64_t margin,
+                     unsigned char* out) {
+    const int64_t rowBytes = task.width * task.channels;
+    std::memset(out, 255, static_cast<size_t>(margin));
+    for (int64_t x = 0; x < rowBytes; ++x)
+        out[margin + x] = row[x] ^ task.inverted;
+    std::memset(out + margin + rowBytes, 255, static_cast<size_t>(margin));
+}
+
+// The row but for the last step to the pixels x - radius to x + radius.
+SpanRow filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radius,
+                  const Rows& rows, int64_t ahead) {
+    const int64_t margin = radius * task.channels;
+    const int64_t length = 2 * radius + 1;
+    unsigned char* from = rows.scratch[0];
+    unsigned char* other = rows.scratch[1];
+    int64_t span = radius < 2 ? 1 : 3;
+    if (span == 1)
+        copyWithMargins(row, task, margin, from);
+    else
+        makeSpansOfThree(row, task, margin, from, ahead);
+    for (int64_t next = 3 * span; next < length; next = 3 * span) {
+        widenSpans(toWiden(from, span, next, task.channels),
+                   (task.width + length - next) * task.channels, other);
+        std::swap(from, other);
+        span = next;
+    }
+    return toWiden(from, span, length, task.channels);
+}
 
 // Turns every row from `first` on into the minimum of itself and the rows up to `last`.
 void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
-    for (int64_t i = last - 1; i >= first; --i) {
-        unsigned char* const row = rows.slot(i);
-        const unsigned char* const below = rows.slot(i + 1);
-        forEachVector(count, [=]<typename Lanes>(int64_t x) {
-            store<Lanes>(row + x, least<Lanes>(load<Lanes>(row + x), load<Lanes>(below + x)));
-        });
-    }
-}
-
-// Takes `row` and `before` into the beginning, and writes that with `end`.
-void join(const unsigned char* row, const unsigned char* before, const unsigned char* end,
-          int64_t count, unsigned char inverted, unsigned char* beginning, unsigned char* out) {
+    if (last <= first)
+        return;
     forEachVector(count, [=]<typename Lanes>(int64_t x) {
-        const Lanes joined = least<Lanes>(load<Lanes>(row + x), load<Lanes>(before + x));
-        const Lanes whole = least<Lanes>(joined, load<Lanes>(end + x));
-        store<Lanes>(beginning + x, joined);
-        store<Lanes>(out + x, whole ^ inverted);
+        unsigned char* row = rows.slot(last) + x;
+        Lanes end = load<Lanes>(row);
+        for (int64_t i = last; i > first; --i) {
+            row -= rows.stride;
+            end = least<Lanes>(end, load<Lanes>(row));
+            store<Lanes>(row, end);
+        }
     });
 }
+
+// Where the parts of a rectangle lie. Where one is missing another one that takes part anyway
+// stands in for it.
+struct Parts {
+    const unsigned char* before; // the beginning without the row
+    const unsigned char* end;
+    unsigned char* out; // the slot itself where there is no rectangle yet
+    unsigned char* slot;
+    unsigned char* beginning; // may be the slot, too
+};
+
+// Finishes a row, takes it into the beginning, and writes that with the end.
+void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char inverted) {
+    const auto joinAs = [&]<bool three>() {
+        forEachVector(count, [=]<typename Lanes>(int64_t x) {
+            const Lanes row = widened<three, Lanes>(spans, x);
+            const Lanes joined = least<Lanes>(row, load<Lanes>(parts.before + x));
+            store<Lanes>(parts.out + x,
+                         least<Lanes>(joined, load<Lanes>(parts.end + x)) ^ inverted);
+            store<Lanes>(parts.slot + x, row);
+            store<Lanes>(parts.beginning + x, joined);
+        });
+    };
+    if (spans.middle == 0)
+        joinAs.template operator()<false>();
+    else
+        joinAs.template operator()<true>();
+}
+
+void joinWithoutRow(const unsigned char* before, const unsigned char* end, int64_t count,
+                    unsigned char inverted, unsigned char* out) {
+    forEachVector(count, [=]<typename Lanes>(int64_t x) {
+        const Lanes joined = least<Lanes>(load<Lanes>(before + x), load<Lanes>(end + x));
+        store<Lanes>(out + x, joined ^ inverted);
+    });
+}
+
+constexpr int64_t prefetchedRows = 4; // ahead
 
 // Down the columns the rows fall into blocks of the rectangle's height, so that every rectangle is
 // the end of one block and the beginning of the next: the minimum of a block's rows from one row
@@ -103,13 +188,10 @@ void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
     const int64_t blockRows = 2 * rowRadius + 2;
     const int64_t firstInImage = rowRadius;
     const int64_t lastInImage = rowRadius + task.height - 1;
-    Rows rows;
-    rows.stride = roundUpToVector(rowBytes);
+    working = startingLine(working, 0);
     const int64_t scratchBytes = roundUpToVector(rowBytes + 2 * columnRadius * task.channels);
-    rows.scratch[0] = working;
-    rows.scratch[1] = working + scratchBytes;
-    rows.beginning = working + 2 * scratchBytes;
-    rows.block = rows.beginning + rows.stride;
+    const Rows rows = {
+        {working, working + scratchBytes}, working + 2 * scratchBytes, roundUpToVector(rowBytes)};
 
     const int64_t rowCount = task.height + blockRows - 1;
     for (int64_t start = 0; start < rowCount; start += blockRows) {
@@ -117,27 +199,25 @@ void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
         for (int64_t i = 0; i < length; ++i) {
             const int64_t row = start + i;
             const int64_t y = row - blockRows + 1; // the rectangle from row y to this one
+            if (row < firstInImage)
+                continue;
             const int64_t endStart = start == blockRows ? std::max(i + 1, firstInImage) : i + 1;
-            const bool isInside = row >= firstInImage && row <= lastInImage;
-            unsigned char* const slot = rows.slot(i);
-            // Where a part is missing another one that takes part anyway stands in for it.
-            const unsigned char* before = rows.beginning;
-            if (isInside) {
-                const unsigned char* const source = task.source + (row - rowRadius) * task.pitch;
-                if (row + prefetchedRows <= lastInImage)
-                    prefetchRow(source + prefetchedRows * task.pitch, rowBytes);
-                filterRow(source, task, columnRadius, rows, slot);
-                if (row == firstInImage)
-                    before = slot;
-            } else if (start > lastInImage) {
-                before = rows.slot(endStart);
-            } else if (row < firstInImage) {
+            const unsigned char* const end =
+                y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : nullptr;
+            unsigned char* const out = y >= 0 ? task.destination + y * task.pitch : rows.slot(i);
+            if (row > lastInImage) {
+                const unsigned char* const before = start > lastInImage ? end : rows.beginning;
+                joinWithoutRow(before, end != nullptr ? end : before, rowBytes, task.inverted, out);
                 continue;
             }
-            join(isInside ? slot : before, before,
-                 y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : before, rowBytes,
-                 task.inverted, rows.beginning,
-                 y >= 0 ? task.destination + y * task.pitch : rows.scratch[0]);
+            const unsigned char* const source = task.source + (row - rowRadius) * task.pitch;
+            const int64_t ahead =
+                row + prefetchedRows <= lastInImage ? prefetchedRows * task.pitch : 0;
+            const SpanRow spans = filterRow(source, task, columnRadius, rows, ahead);
+            const unsigned char* const before =
+                i == 0 || row == firstInImage ? spans.bytes : rows.beginning;
+            join(spans, {before, end != nullptr ? end : before, out, rows.slot(i), rows.beginning},
+                 rowBytes, task.inverted);
         }
         makeEnds(rows, std::max<int64_t>(firstInImage - start, 1),
                  std::min(blockRows - 1, lastInImage - start), rowBytes);

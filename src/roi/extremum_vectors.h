@@ -55,6 +55,18 @@ Lanes least(Lanes a, Lanes b) {
     return a < b ? a : b;
 }
 
+template <bool maximum, typename Lanes>
+Lanes extremeOf(Lanes a, Lanes b) {
+    return maximum ? (a > b ? a : b) : least<Lanes>(a, b);
+}
+
+// The next place whose byte `offset` starts a cache line: stores across two lines take twice as
+// long.
+unsigned char* startingLine(unsigned char* place, int64_t offset) {
+    const uintptr_t start = reinterpret_cast<uintptr_t>(place) + static_cast<uintptr_t>(offset);
+    return place + (64 - start % 64) % 64;
+}
+
 int64_t roundUpToVector(int64_t size) { return (size + 31) & -32; }
 
 } // namespace

@@ -12,11 +12,6 @@ namespace kelvane {
 
 namespace {
 
-template <bool maximum, typename Lanes>
-Lanes extremeOf(Lanes a, Lanes b) {
-    return maximum ? (a > b ? a : b) : least<Lanes>(a, b);
-}
-
 // What later rectangles need of the rows that were read. All rows are filtered across already.
 // Nothing is written where a step reads, so that it may do some bytes again.
 struct RowHistory {
@@ -39,14 +34,16 @@ struct RowHistory {
 // two: these share three rows.
 template <bool maximum>
 void filterTwoRows(const unsigned char* upper, const unsigned char* lower, int64_t rowBytes,
-                   int64_t channels, const RowHistory& history, unsigned char* upperOut,
-                   unsigned char* lowerOut) {
+                   int64_t channels, const RowHistory& history, int64_t ahead,
+                   unsigned char* upperOut, unsigned char* lowerOut) {
     const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight) {
         const auto across = [=](const unsigned char* row) {
             const Lanes sides =
                 extremeOf<maximum>(load<Lanes>(row + x - toLeft), load<Lanes>(row + x + toRight));
             return extremeOf<maximum>(sides, load<Lanes>(row + x));
         };
+        prefetchLine(upper + ahead + x);
+        prefetchLine(lower + ahead + x);
         const Lanes first = across(upper);
         const Lanes second = across(lower);
         const Lanes shared = extremeOf<maximum>(load<Lanes>(history.lastTwo + x), first);
@@ -72,7 +69,7 @@ template <bool maximum>
 void filterNarrowly(const ExtremumTask& task, unsigned char* working) {
     const int64_t rowBytes = task.width * task.channels;
     const int64_t stride = roundUpToVector(rowBytes);
-    working += -reinterpret_cast<uintptr_t>(working) % vectorBytes;
+    working = startingLine(working, task.channels);
     std::memset(working, maximum ? 0 : 255, static_cast<size_t>(4 * stride));
     RowHistory history = {working, working + 4 * stride, working + stride, working + 2 * stride,
                           working + 3 * stride};
@@ -83,11 +80,10 @@ void filterNarrowly(const ExtremumTask& task, unsigned char* working) {
     const auto rowOut = [&](int64_t y) { return task.destination + y * task.pitch; };
     int64_t y = -2;
     for (; y + 2 < task.height; y += 2) {
-        const int64_t ahead = y + 2 + rowsFetchedAhead;
-        for (int64_t row = ahead; row < std::min(ahead + 2, task.height); ++row)
-            prefetchRow(sourceRow(row), rowBytes);
+        const bool isFollowed = y + 3 + rowsFetchedAhead < task.height;
+        const int64_t ahead = isFollowed ? rowsFetchedAhead * task.pitch : 0;
         filterTwoRows<maximum>(sourceRow(y + 2), sourceRow(y + 3), rowBytes, task.channels, history,
-                               y < 0 ? nowhere : rowOut(y), y < 0 ? nowhere : rowOut(y + 1));
+                               ahead, y < 0 ? nowhere : rowOut(y), y < 0 ? nowhere : rowOut(y + 1));
         history.advance();
     }
     // Below the image there is nothing to add.

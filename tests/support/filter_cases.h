@@ -164,14 +164,17 @@ inline void expectMorphology(Random& random) {
                  {r, r, r, r + 1}, steps);
 }
 
-// Separately, then in place.
-inline void expectSmallestRectangle(Random& random, const Plane& plane,
-                                    decltype(sbrErode)* function, Reduce* reduce) {
+// Separately, then in place, with all kinds of vectors.
+inline void expectExtremum(Random& random, const Plane& plane, decltype(sbrErode)* function, long r,
+                           Reduce* reduce) {
     const Bytes image = random.image(plane.size()), before = random.image(plane.size());
-    const GuardedMemory source(image), out(before);
-    const Bytes expected = filterPlainly(plane, {1, 1, 1, 2}, {reduce}, image, before);
-    ASSERT_EQ(morphology(function, 1)(nullptr, plane, source.data(), out.data()), ERR_NONE);
-    ASSERT_TRUE(out.content() == expected && source.content() == image);
-    ASSERT_EQ(morphology(function, 1)(nullptr, plane, source.data(), source.data()), ERR_NONE);
-    ASSERT_TRUE(source.content() == expected);
+    const Bytes expected = filterPlainly(plane, {r, r, r, r + 1}, {reduce}, image, before);
+    for (const Vectors vectors : {Vectors::Baseline, Vectors::Avx2, Vectors::Avx512}) {
+        widestVectors = vectors;
+        const GuardedMemory source(image), out(before);
+        ASSERT_EQ(morphology(function, r)(nullptr, plane, source.data(), out.data()), ERR_NONE);
+        ASSERT_TRUE(out.content() == expected && source.content() == image);
+        ASSERT_EQ(morphology(function, r)(nullptr, plane, source.data(), source.data()), ERR_NONE);
+        ASSERT_TRUE(source.content() == expected);
+    }
 }
