@@ -25,7 +25,8 @@ void filterExtremum(const ExtremumTask& task, unsigned char* working);
 
 // The same with wider vectors, which the above uses where it pays, for rows that hold a vector
 // between the first pixel and the last one, of up to 4 bytes each. On x86-64 alone.
-constexpr int64_t shortestAvx2Filtered = 40;
+constexpr int64_t shortestAvx2Filtered = 40, shortestAvx512Filtered = 72;
 void filterExtremumAvx2(const ExtremumTask& task, unsigned char* working);
+void filterExtremumAvx512(const ExtremumTask& task, unsigned char* working);
 
 } // namespace kelvane

@@ -9,7 +9,9 @@ namespace kelvane {
 
 namespace {
 
-#if defined(__AVX2__)
+#if defined(__AVX512BW__)
+constexpr int64_t vectorBytes = 64;
+#elif defined(__AVX2__)
 constexpr int64_t vectorBytes = 32;
 #else
 constexpr int64_t vectorBytes = 16;
