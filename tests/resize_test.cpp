@@ -32,6 +32,14 @@ TEST(Resize, EqualsItsDefinition) {
     expectResized(random, {1, 1}, {40001, 9569837});
 }
 
+TEST(Resize, DoublesRowsOfEveryLength) {
+    Random random;
+    for (long width = 1; width <= 200 && !HasFailure(); width += width < 140 ? 1 : 13)
+        for (long height = 1; height <= 3; ++height)
+            for (int round = 0; round < 6; ++round)
+                expectResized(random, {width, 2 * width}, {height, 2 * height});
+}
+
 TEST(Resize, RepeatsTheLastColumnAndRoundsHalfUp) {
     unsigned char pixels[] = {10, 21, 20, 31};
     Bytes out(8);

@@ -90,7 +90,7 @@ RowOperations rowOperations(int64_t count) {
     if (count >= shortestNeonRow)
         return neonRowOperations();
 #endif
-    return {alignof(RowValue), planRowPlain, blendRowsPlain, writeBgrPlain};
+    return {alignof(RowValue), planRowPlain, blendRowsPlain, nullptr, writeBgrPlain};
 }
 
 } // namespace kelvane

@@ -51,6 +51,12 @@ struct RowOperations {
     void (*blendRows)(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
                       unsigned char* out);
 
+    // Enlarges to twice both sides: writes two rows of 2 * `count` samples, that of `top` and that
+    // of the mean with `bottom`, in which means of neighbours follow the samples. The next two rows
+    // lie `ahead`. Takes rows of one sample more than the others; null where blending is as fast.
+    void (*doubleRows)(const unsigned char* top, const unsigned char* bottom, int64_t count,
+                       unsigned char* upperOut, unsigned char* lowerOut, int64_t ahead);
+
     // Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own.
     void (*writeBgr)(const unsigned char* luma, ChromaRow chroma, int64_t width,
                      unsigned char* out);

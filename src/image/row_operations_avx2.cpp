@@ -34,6 +34,13 @@ inline Vector unpackHigh8(Vector a, Vector b) { return _mm256_unpackhi_epi8(a, b
 inline Vector unpackLow16(Vector a, Vector b) { return _mm256_unpacklo_epi16(a, b); }
 inline Vector unpackHigh16(Vector a, Vector b) { return _mm256_unpackhi_epi16(a, b); }
 inline Vector packUnsigned8(Vector low, Vector high) { return _mm256_packus_epi16(low, high); }
+inline Vector average8(Vector a, Vector b) { return _mm256_avg_epu8(a, b); }
+inline Vector subtract8(Vector a, Vector b) { return _mm256_sub_epi8(a, b); }
+inline Vector bitOr(Vector a, Vector b) { return _mm256_or_si256(a, b); }
+inline Vector bitXor(Vector a, Vector b) { return _mm256_xor_si256(a, b); }
+inline Vector bitAnd(Vector a, Vector b) { return _mm256_and_si256(a, b); }
+inline Vector broadcast8(char value) { return _mm256_set1_epi8(value); }
+inline Vector halvesToLanes(Vector a) { return _mm256_permute4x64_epi64(a, 0xD8); }
 
 inline Vector packHighBytes(Vector first, Vector second) {
     const Vector lanes = packUnsigned8(highBytes(first), highBytes(second));
@@ -196,6 +203,8 @@ RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void
 
 } // namespace
 
-RowOperations avx2RowOperations() { return {vectorBytes, planRow, blendRows, writeBgr}; }
+RowOperations avx2RowOperations() {
+    return {vectorBytes, planRow, blendRows, doubleRows, writeBgr};
+}
 
 } // namespace kelvane

@@ -29,6 +29,15 @@ inline Vector unpackHigh8(Vector a, Vector b) { return _mm512_unpackhi_epi8(a, b
 inline Vector unpackLow16(Vector a, Vector b) { return _mm512_unpacklo_epi16(a, b); }
 inline Vector unpackHigh16(Vector a, Vector b) { return _mm512_unpackhi_epi16(a, b); }
 inline Vector packUnsigned8(Vector low, Vector high) { return _mm512_packus_epi16(low, high); }
+inline Vector average8(Vector a, Vector b) { return _mm512_avg_epu8(a, b); }
+inline Vector subtract8(Vector a, Vector b) { return _mm512_sub_epi8(a, b); }
+inline Vector bitOr(Vector a, Vector b) { return _mm512_or_si512(a, b); }
+inline Vector bitXor(Vector a, Vector b) { return _mm512_xor_si512(a, b); }
+inline Vector bitAnd(Vector a, Vector b) { return _mm512_and_si512(a, b); }
+inline Vector broadcast8(char value) { return _mm512_set1_epi8(value); }
+inline Vector halvesToLanes(Vector a) {
+    return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7), a);
+}
 
 struct OddBytes {
     alignas(64) unsigned char indexes[64] = {};
@@ -209,6 +218,8 @@ RowResampler planRow(const SampleMap& map, int64_t count, int64_t rowBytes, void
 
 } // namespace
 
-RowOperations avx512RowOperations() { return {vectorBytes, planRow, blendRows, writeBgr}; }
+RowOperations avx512RowOperations() {
+    return {vectorBytes, planRow, blendRows, doubleRows, writeBgr};
+}
 
 } // namespace kelvane

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "image/row_operations.h"
+#include "platform/prefetch.h"
 
 #include <algorithm>
 
@@ -53,6 +54,43 @@ void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int6
         const Vector sum = add16(upper, share);
         return add16(sum, sum);
     });
+}
+
+// out[2k] = samples[k] and out[2k + 1] = between[k].
+inline void storeInterleaved8(Vector samples, Vector between, unsigned char* out) {
+    const Vector even = halvesToLanes(samples);
+    const Vector odd = halvesToLanes(between);
+    storeVector(out, unpackLow8(even, odd));
+    storeVector(out + vectorBytes, unpackHigh8(even, odd));
+}
+
+// (a + b + c + d + 2) >> 2, of two rounded means: their mean rounds once too often where one of
+// them was rounded up and it is rounded up, too.
+inline Vector averageOfFour8(Vector a, Vector b, Vector c, Vector d) {
+    const Vector first = average8(a, b);
+    const Vector second = average8(c, d);
+    const Vector rounded = bitOr(bitXor(a, b), bitXor(c, d));
+    const Vector excess = bitAnd(bitAnd(bitXor(first, second), rounded), broadcast8(1));
+    return subtract8(average8(first, second), excess);
+}
+
+void doubleRows(const unsigned char* top, const unsigned char* bottom, int64_t count,
+                unsigned char* upperOut, unsigned char* lowerOut, int64_t ahead) {
+    const int64_t last = count - 1;
+    for (int64_t i = 0; i < last; i += vectorBytes) {
+        const int64_t k = vectorStart(i, vectorBytes, last);
+        for (int64_t line = 2 * k; line < 2 * (k + vectorBytes); line += 64) {
+            prefetchDestination(upperOut + ahead + line);
+            prefetchDestination(lowerOut + ahead + line);
+        }
+        const Vector a = loadVector(top + k), b = loadVector(top + k + 1);
+        const Vector c = loadVector(bottom + k), d = loadVector(bottom + k + 1);
+        storeInterleaved8(a, average8(a, b), upperOut + 2 * k);
+        storeInterleaved8(average8(a, c), averageOfFour8(a, b, c, d), lowerOut + 2 * k);
+    }
+    upperOut[2 * last] = upperOut[2 * last + 1] = top[last];
+    lowerOut[2 * last] = lowerOut[2 * last + 1] =
+        static_cast<unsigned char>((top[last] + bottom[last] + 1) >> 1);
 }
 
 // (factor * chroma + 2^13) >> 14: the instruction shifts by 15, hence the doubled chroma.

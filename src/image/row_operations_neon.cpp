@@ -166,6 +166,6 @@ void writeBgr(const unsigned char* luma, ChromaRow chroma, int64_t width, unsign
 
 } // namespace
 
-RowOperations neonRowOperations() { return {16, planRow, blendRows, writeBgr}; }
+RowOperations neonRowOperations() { return {16, planRow, blendRows, nullptr, writeBgr}; }
 
 } // namespace kelvane

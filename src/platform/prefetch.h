@@ -16,6 +16,13 @@ static inline void prefetchLine(const unsigned char* bytes) {
     __builtin_prefetch(bytes, 0, secondLevel);
 }
 
+// What is going to be written, into the first-level cache: stores wait for each other, so that a
+// late one holds up all others.
+static inline void prefetchDestination(const unsigned char* bytes) {
+    constexpr int firstLevel = 3;
+    __builtin_prefetch(bytes, 1, firstLevel);
+}
+
 static inline void prefetchRow(const unsigned char* row, int64_t count) {
     for (int64_t x = 0; x < count; x += cacheLine)
         prefetchLine(row + x);
