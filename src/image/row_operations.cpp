@@ -46,7 +46,7 @@ void resampleTaps(const unsigned char* row, int64_t, const void* plan, int64_t c
 // 16 bits: the product's high half is the floor when the weight is scaled by 2^9. That
 // scale allows weights up to 64, and 64 itself only as -2^15; beyond, the rows change places.
 void blendRowsPlain(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
-                    unsigned char* __restrict out) {
+                    unsigned char* __restrict out, int64_t) {
     if (weight > 64) {
         std::swap(top, bottom);
         weight = 128 - weight;

@@ -47,9 +47,9 @@ struct RowOperations {
     RowResampler (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
 
     // out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, of the samples in units
-    // of 1/128, with weight 0..128.
+    // of 1/128, with weight 0..128. The next row to be written lies `ahead` of this one.
     void (*blendRows)(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
-                      unsigned char* out);
+                      unsigned char* out, int64_t ahead);
 
     // Enlarges to twice both sides: writes two rows of 2 * `count` samples, that of `top` and that
     // of the mean with `bottom`, in which means of neighbours follow the samples. The next two rows

@@ -19,9 +19,10 @@ inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
 
 // out[k] = sum >> 8, with the vector of 16-bit sums from sumsAt(k).
 template <typename SumsAt>
-inline void packRow(int64_t count, unsigned char* out, SumsAt sumsAt) {
+inline void packRow(int64_t count, unsigned char* out, int64_t ahead, SumsAt sumsAt) {
     for (int64_t i = 0; i < count; i += vectorBytes) {
         const int64_t k = vectorStart(i, vectorBytes, count);
+        prefetchDestination(out + ahead + k);
         storeVector(out + k, packHighBytes(sumsAt(k), sumsAt(k + vectorBytes / 2)));
     }
 }
@@ -29,26 +30,26 @@ inline void packRow(int64_t count, unsigned char* out, SumsAt sumsAt) {
 // As the plain operation, whose floor is the product's high half. Without a sign, the sum of both
 // rows stays in 16 bits.
 void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
-               unsigned char* out) {
+               unsigned char* out, int64_t ahead) {
     if (weight > 64) {
         std::swap(top, bottom);
         weight = 128 - weight;
     }
     if (weight == 0 || top == bottom) {
-        packRow(count, out, [top](int64_t k) {
+        packRow(count, out, ahead, [top](int64_t k) {
             const Vector values = loadVector(top + k);
             return add16(values, values);
         });
         return;
     }
     if (weight == 64) {
-        packRow(count, out, [top, bottom](int64_t k) {
+        packRow(count, out, ahead, [top, bottom](int64_t k) {
             return add16(loadVector(top + k), loadVector(bottom + k));
         });
         return;
     }
     const Vector factor = broadcast16(static_cast<int16_t>(-512 * weight));
-    packRow(count, out, [=](int64_t k) {
+    packRow(count, out, ahead, [=](int64_t k) {
         const Vector upper = loadVector(top + k);
         const Vector share = multiplyHigh(subtract16(upper, loadVector(bottom + k)), factor);
         const Vector sum = add16(upper, share);

@@ -99,7 +99,7 @@ inline uint8x8_t blendValues(const RowValue* top, const RowValue* bottom, int16x
 }
 
 void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
-               unsigned char* out) {
+               unsigned char* out, int64_t) {
     const int16x8_t factor = vdupq_n_s16(static_cast<int16_t>(-256 * weight));
     for (int64_t i = 0; i < count; i += 16) {
         const int64_t k = vectorStart(i, 16, count);

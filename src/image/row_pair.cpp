@@ -13,7 +13,7 @@ RowPair::RowPair(SourcePlane sourcePlane, int64_t sourcePixels, const SampleMap&
     }
 }
 
-void RowPair::blend(const SourceRows& rows, unsigned char* out) {
+void RowPair::blend(const SourceRows& rows, unsigned char* out, int64_t outAhead) {
     const int64_t ahead = rows.nextTop > rows.bottom ? (rows.nextTop - rows.top) * plane.pitch : 0;
     const int topSlot = rows.top == held[1] ? 1 : 0;
     // A row that serves once needs no values.
@@ -24,12 +24,12 @@ void RowPair::blend(const SourceRows& rows, unsigned char* out) {
     const int bottomSlot = rows.bottom == rows.top ? topSlot : 1 - topSlot;
     hold(topSlot, rows.top, ahead);
     hold(bottomSlot, rows.bottom, ahead);
-    operations.blendRows(values[topSlot], values[bottomSlot], rows.weight, count, out);
+    operations.blendRows(values[topSlot], values[bottomSlot], rows.weight, count, out, outAhead);
 }
 
 void RowPair::blendAll(const SourceRowTable& rows, unsigned char* out, int64_t pitch) {
     for (int64_t y = 0; y < rows.size(); ++y)
-        blend(rows.at(y), out + y * pitch);
+        blend(rows.at(y), out + y * pitch, y + 1 < rows.size() ? pitch : 0);
 }
 
 void RowPair::hold(int slot, int64_t row, int64_t ahead) {

@@ -25,8 +25,9 @@ public:
     RowPair(SourcePlane sourcePlane, int64_t sourcePixels, const SampleMap& map,
             int64_t sampleCount, void* storage);
 
-    // Blends two source rows. Rows may only move down from call to call.
-    void blend(const SourceRows& rows, unsigned char* out);
+    // Blends two source rows. Rows may only move down from call to call. The next row to be written
+    // lies `outAhead` of this one.
+    void blend(const SourceRows& rows, unsigned char* out, int64_t outAhead = 0);
 
     // The same for all rows of a destination.
     void blendAll(const SourceRowTable& rows, unsigned char* out, int64_t pitch);

@@ -143,6 +143,7 @@ struct Parts {
     const unsigned char* before; // the beginning without the row
     const unsigned char* end;
     unsigned char* out; // the slot itself where there is no rectangle yet
+    int64_t ahead;      // from there to the next row, or 0
     unsigned char* slot;
     unsigned char* beginning; // may be the slot, too
 };
@@ -153,6 +154,7 @@ void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char
         forEachVector(count, [=]<typename Lanes>(int64_t x) {
             const Lanes row = widened<three, Lanes>(spans, x);
             const Lanes joined = least<Lanes>(row, load<Lanes>(parts.before + x));
+            prefetchDestination(parts.out + parts.ahead + x);
             store<Lanes>(parts.out + x,
                          least<Lanes>(joined, load<Lanes>(parts.end + x)) ^ inverted);
             store<Lanes>(parts.slot + x, row);
@@ -216,7 +218,9 @@ void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
             const SpanRow spans = filterRow(source, task, columnRadius, rows, ahead);
             const unsigned char* const before =
                 i == 0 || row == firstInImage ? spans.bytes : rows.beginning;
-            join(spans, {before, end != nullptr ? end : before, out, rows.slot(i), rows.beginning},
+            join(spans,
+                 {before, end != nullptr ? end : before, out,
+                  y >= 0 && y + 1 < task.height ? task.pitch : 0, rows.slot(i), rows.beginning},
                  rowBytes, task.inverted);
         }
         makeEnds(rows, std::max<int64_t>(firstInImage - start, 1),
