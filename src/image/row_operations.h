@@ -20,7 +20,7 @@ using ResampleRow = void(const unsigned char* row, int64_t ahead, const void* pl
 
 // Rows that are finished alone may leave gaps, behind which the processor foresees no row.
 template <typename Output>
-constexpr bool prefetches = sizeof(Output) == 1;
+constexpr bool leavesGaps = sizeof(Output) == 1;
 
 struct RowResampler {
     ResampleRow<RowValue>* makeValues;

@@ -177,9 +177,8 @@ void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, i
                     Output* out) {
     const auto* group = static_cast<const ShuffleGroup*>(plan);
     for (int64_t i = 0; i < count; i += ShuffleGroup::size, ++group) {
-        if constexpr (prefetches<Output>)
-            for (int lane = 0; lane < (windows == 1 ? 1 : 2); ++lane)
-                __builtin_prefetch(row + ahead + group->starts[lane][0]);
+        for (int lane = 0; lane < (windows == 1 ? 1 : 2); ++lane)
+            prefetchSource<Output>(row + group->starts[lane][0], ahead);
         const Vector negated =
             _mm256_maddubs_epi16(gather<windows>(row, *group), loadVector(group->weights));
         storeSamples(subtract16(broadcast16(64), negated),

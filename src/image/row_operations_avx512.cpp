@@ -193,9 +193,8 @@ void resampleGroups(const unsigned char* row, int64_t ahead, const void* memory,
     const int64_t last = plan.groupCount - 1;
     for (int64_t i = 0; i < last; ++i) {
         const unsigned char* const start = row + plan.starts[i];
-        if constexpr (prefetches<Output>)
-            for (int64_t v = 0; v < vectors; ++v)
-                __builtin_prefetch(start + ahead + vectorBytes * v);
+        for (int64_t v = 0; v < vectors; ++v)
+            prefetchSource<Output>(start + vectorBytes * v, ahead);
         resampleGroup<vectors>(start, plan.groups[i], out + PermutedGroup::size * i);
     }
     resampleGroup<vectors>(row + plan.starts[last], plan.groups[last],

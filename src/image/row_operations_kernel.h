@@ -17,6 +17,15 @@ inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
     return std::min(position, count - size);
 }
 
+// Rows without gaps mostly follow each other: what is needed next lies behind.
+template <typename Output>
+inline void prefetchSource(const unsigned char* bytes, int64_t ahead) {
+    if constexpr (leavesGaps<Output>)
+        __builtin_prefetch(bytes + ahead);
+    else
+        prefetchBehind(bytes, 1024);
+}
+
 // out[k] = sum >> 8, with the vector of 16-bit sums from sumsAt(k).
 template <typename SumsAt>
 inline void packRow(int64_t count, unsigned char* out, int64_t ahead, SumsAt sumsAt) {

@@ -66,7 +66,7 @@ void resampleGroups(const unsigned char* row, int64_t ahead, const void* plan, i
                     Output* out) {
     const auto* group = static_cast<const TableGroup*>(plan);
     for (int64_t i = 0; i < count; i += windowedTaps, ++group) {
-        if constexpr (prefetches<Output>)
+        if constexpr (leavesGaps<Output>)
             __builtin_prefetch(row + ahead + group->starts[0]);
         const uint8x16_t samples = gather<windows>(row, *group);
         const uint8x16_t weights = vld1q_u8(group->weights);

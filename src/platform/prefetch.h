@@ -16,6 +16,13 @@ static inline void prefetchLine(const unsigned char* bytes) {
     __builtin_prefetch(bytes, 0, secondLevel);
 }
 
+// What lies `distance` behind bytes that are read one after the other, be it part of the image or
+// not, into the first-level cache.
+static inline void prefetchBehind(const unsigned char* bytes, uintptr_t distance) {
+    __builtin_prefetch(
+        reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(bytes) + distance));
+}
+
 // What is going to be written, into the first-level cache: stores wait for each other, so that a
 // late one holds up all others.
 static inline void prefetchDestination(const unsigned char* bytes) {
