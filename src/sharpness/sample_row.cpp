@@ -1,6 +1,7 @@
 #include "sharpness/sample_row.h"
 
 #include "kelvane/kelvane.h"
+#include "platform/prefetch.h"
 #include "platform/unaligned.h"
 #include "platform/vector_support.h"
 #include "sharpness/sample_row_avx2.h"
@@ -92,17 +93,21 @@ struct Xrgb32Sampler {
 
 template <typename Sampler>
 void convertRow(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                unsigned char* __restrict samples) {
+                int64_t ahead, unsigned char* __restrict samples) {
     constexpr int64_t step = 4 * Sampler::bytesPerPixel;
     const int64_t last = count - 1;
 #if defined(__x86_64__)
     if (last >= leastSamplesAvx2 && hasAvx2())
-        Sampler::wideGroups(upper, lower, last, samples);
+        Sampler::wideGroups(upper, lower, last, ahead, samples);
     else
 #endif
+    {
+        prefetchRow(upper + ahead, step * last);
+        prefetchRow(lower + ahead, step * last);
         for (int64_t x = 0; x < last; ++x)
             samples[x] =
                 static_cast<unsigned char>(Sampler::group(upper + step * x, lower + step * x));
+    }
     samples[last] =
         static_cast<unsigned char>(Sampler::last(upper + step * last, lower + step * last));
 }

@@ -6,9 +6,10 @@
 namespace kelvane {
 
 // Converts `count` samples, at least 1. `upper` and `lower` point to the first sample's pixel in
-// the two rows. Nothing behind the last pixel of the last sample is read.
+// the two rows; the next rows to be converted lie `ahead` of these. Nothing behind the last pixel
+// of the last sample is read.
 using SampleRowFunction = void (*)(const unsigned char* upper, const unsigned char* lower,
-                                   int64_t count, unsigned char* samples);
+                                   int64_t count, int64_t ahead, unsigned char* samples);
 
 // How an image format is sampled.
 struct SampleFormat {

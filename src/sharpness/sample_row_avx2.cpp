@@ -130,10 +130,15 @@ void convert32(const unsigned char* upper, const unsigned char* lower, unsigned 
 // The last vector may overlap the one before it.
 template <typename Sampler>
 void convertGroups(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                   unsigned char* samples) {
+                   int64_t ahead, unsigned char* samples) {
     constexpr int64_t step = 4 * Sampler::bytesPerPixel;
     for (int64_t next = 32;; next += 32) {
         const int64_t x = (next < count ? next : count) - 32;
+        // Line by line: many requests at once would hold up the reads.
+        for (int64_t line = 0; line < 32 * step; line += 64) {
+            __builtin_prefetch(upper + ahead + step * x + line);
+            __builtin_prefetch(lower + ahead + step * x + line);
+        }
         convert32<Sampler>(upper + step * x, lower + step * x, samples + x);
         if (next >= count)
             return;
@@ -150,23 +155,23 @@ __m256i differencesAt(const unsigned char* row, const unsigned char* above, __m2
 } // namespace
 
 void lumaGroupsAvx2(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                    unsigned char* samples) {
-    convertGroups<LumaSampler>(upper, lower, count, samples);
+                    int64_t ahead, unsigned char* samples) {
+    convertGroups<LumaSampler>(upper, lower, count, ahead, samples);
 }
 
 void packedLumaGroupsAvx2(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                          unsigned char* samples) {
-    convertGroups<PackedLumaSampler>(upper, lower, count, samples);
+                          int64_t ahead, unsigned char* samples) {
+    convertGroups<PackedLumaSampler>(upper, lower, count, ahead, samples);
 }
 
 void rgb565GroupsAvx2(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                      unsigned char* samples) {
-    convertGroups<Rgb565Sampler>(upper, lower, count, samples);
+                      int64_t ahead, unsigned char* samples) {
+    convertGroups<Rgb565Sampler>(upper, lower, count, ahead, samples);
 }
 
 void xrgb32GroupsAvx2(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                      unsigned char* samples) {
-    convertGroups<Xrgb32Sampler>(upper, lower, count, samples);
+                      int64_t ahead, unsigned char* samples) {
+    convertGroups<Xrgb32Sampler>(upper, lower, count, ahead, samples);
 }
 
 int64_t sumOfDifferencesAvx2(const unsigned char* row, const unsigned char* above, int64_t count) {

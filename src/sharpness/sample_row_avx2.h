@@ -7,9 +7,10 @@ namespace kelvane {
 
 constexpr int64_t leastSamplesAvx2 = 32;
 
-// Makes `count` samples from all four pixels of each grid step of two rows.
+// Makes `count` samples from all four pixels of each grid step of two rows. The next rows lie
+// `ahead` of these.
 using SampleGroups = void(const unsigned char* upper, const unsigned char* lower, int64_t count,
-                          unsigned char* samples);
+                          int64_t ahead, unsigned char* samples);
 
 SampleGroups lumaGroupsAvx2;
 SampleGroups packedLumaGroupsAvx2;

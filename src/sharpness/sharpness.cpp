@@ -2,7 +2,6 @@
 
 #include "image/absolute_difference.h"
 #include "platform/allocation.h"
-#include "platform/prefetch.h"
 #include "platform/vector_support.h"
 #include "sharpness/region.h"
 #include "sharpness/sample_row.h"
@@ -26,25 +25,18 @@ int64_t differencesOf(const unsigned char* row, const unsigned char* above, int6
            sumOfAbsoluteDifferences(above + 1, row + 1, columns - 1);
 }
 
-constexpr int64_t prefetchedRows = 4; // of samples, ahead
-
 // `previous` and `current` each hold one sample row.
 float meanDifference(const __tag_KIRO_OFFSCREEN& image, const SampleFormat& format,
                      const SampleGrid& grid, unsigned char* previous, unsigned char* current) {
     const int64_t pitch = image.pitches[0];
-    const int64_t rowBytes = grid.columns * gridStep * format.bytesPerPixel;
     const unsigned char* upper =
         image.planes[0] + grid.top * pitch + grid.left * format.bytesPerPixel;
-    format.convertRow(upper, upper + 2 * pitch, grid.columns, previous);
+    format.convertRow(upper, upper + 2 * pitch, grid.columns, 0, previous);
     int64_t sum = 0;
     for (int64_t y = 1; y < grid.rows; ++y) {
         upper += gridStep * pitch;
-        if (y + prefetchedRows < grid.rows) {
-            const unsigned char* const ahead = upper + prefetchedRows * gridStep * pitch;
-            prefetchRow(ahead, rowBytes);
-            prefetchRow(ahead + 2 * pitch, rowBytes);
-        }
-        format.convertRow(upper, upper + 2 * pitch, grid.columns, current);
+        format.convertRow(upper, upper + 2 * pitch, grid.columns,
+                          y + 1 < grid.rows ? gridStep * pitch : 0, current);
         sum += differencesOf(current, previous, grid.columns);
         std::swap(previous, current);
     }
