@@ -1,4 +1,4 @@
-// Asking for memory before it is read.
+// Asking for memory before it is read or written.
 #pragma once
 
 #include <cstdint>

@@ -122,19 +122,32 @@ SpanRow filterRow(const unsigned char* row, const ExtremumTask& task, int64_t ra
     return toWiden(from, span, length, task.channels);
 }
 
-// Turns every row from `first` on into the minimum of itself and the rows up to `last`.
+// Turns every row from `first` on into the minimum of itself and the rows up to `last`. A cache
+// line at a time: rows of many widths compete for the same places of the cache.
 void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
     if (last <= first)
         return;
-    forEachVector(count, [=]<typename Lanes>(int64_t x) {
+    const auto makeColumns = [=]<typename Lanes, int64_t vectors>(int64_t x) {
         unsigned char* row = rows.slot(last) + x;
-        Lanes end = load<Lanes>(row);
+        Lanes ends[vectors];
+        for (int64_t v = 0; v < vectors; ++v)
+            ends[v] = load<Lanes>(row + vectorBytes * v);
         for (int64_t i = last; i > first; --i) {
             row -= rows.stride;
-            end = least<Lanes>(end, load<Lanes>(row));
-            store<Lanes>(row, end);
+#pragma GCC unroll 4
+            for (int64_t v = 0; v < vectors; ++v) {
+                ends[v] = least<Lanes>(ends[v], load<Lanes>(row + vectorBytes * v));
+                store<Lanes>(row + vectorBytes * v, ends[v]);
+            }
         }
-    });
+    };
+    int64_t x = 0;
+    for (; x + 64 <= count; x += 64)
+        makeColumns.template operator()<Vector, 64 / vectorBytes>(x);
+    if (x < count)
+        forEachVector(count - x, [=]<typename Lanes>(int64_t rest) {
+            makeColumns.template operator()<Lanes, 1>(x + rest);
+        });
 }
 
 // Where the parts of a rectangle lie. Where one is missing another one that takes part anyway
