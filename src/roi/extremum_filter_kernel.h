@@ -44,16 +44,10 @@ SpanRow toWiden(const unsigned char* bytes, int64_t span, int64_t next, int64_t 
     return {bytes, last * channels, next > 2 * span ? (last + 1) / 2 * channels : 0};
 }
 
-void widenSpans(const SpanRow& spans, int64_t count, unsigned char* to) {
-    const auto widenAs = [&]<bool three>() {
-        forEachVector(count, [=]<typename Lanes>(int64_t x) {
-            store<Lanes>(to + x, widened<three, Lanes>(spans, x));
-        });
-    };
-    if (spans.middle == 0)
-        widenAs.template operator()<false>();
-    else
-        widenAs.template operator()<true>();
+void widenThreefold(const SpanRow& spans, int64_t count, unsigned char* to) {
+    forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
+        store<Lanes>(to + x, widened<true, Lanes>(spans, x));
+    });
 }
 
 // Makes spans of three pixels, of which those at the ends reach into the margins.
@@ -77,7 +71,7 @@ void makeSpansOfThree(const unsigned char* row, const ExtremumTask& task, int64_
         outEnd[x] = rightmost;
     }
     const auto makeAs = [=]<bool maximum>() {
-        forEachVector(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
+        forEachVector<true>(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
             prefetchLine(row + ahead + x);
             const Lanes ends =
                 extremeOf<maximum>(load<Lanes>(row + x), load<Lanes>(row + x + 2 * channels));
@@ -114,8 +108,8 @@ SpanRow filterRow(const unsigned char* row, const ExtremumTask& task, int64_t ra
     else
         makeSpansOfThree(row, task, margin, from, ahead);
     for (int64_t next = 3 * span; next < length; next = 3 * span) {
-        widenSpans(toWiden(from, span, next, task.channels),
-                   (task.width + length - next) * task.channels, other);
+        widenThreefold(toWiden(from, span, next, task.channels),
+                       (task.width + length - next) * task.channels, other);
         std::swap(from, other);
         span = next;
     }
@@ -164,7 +158,7 @@ struct Parts {
 // Finishes a row, takes it into the beginning, and writes that with the end.
 void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char inverted) {
     const auto joinAs = [&]<bool three>() {
-        forEachVector(count, [=]<typename Lanes>(int64_t x) {
+        forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
             const Lanes row = widened<three, Lanes>(spans, x);
             const Lanes joined = least<Lanes>(row, load<Lanes>(parts.before + x));
             prefetchDestination(parts.out + parts.ahead + x);
@@ -178,14 +172,6 @@ void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char
         joinAs.template operator()<false>();
     else
         joinAs.template operator()<true>();
-}
-
-void joinWithoutRow(const unsigned char* before, const unsigned char* end, int64_t count,
-                    unsigned char inverted, unsigned char* out) {
-    forEachVector(count, [=]<typename Lanes>(int64_t x) {
-        const Lanes joined = least<Lanes>(load<Lanes>(before + x), load<Lanes>(end + x));
-        store<Lanes>(out + x, joined ^ inverted);
-    });
 }
 
 constexpr int64_t prefetchedRows = 4; // ahead
@@ -220,17 +206,17 @@ void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
             const unsigned char* const end =
                 y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : nullptr;
             unsigned char* const out = y >= 0 ? task.destination + y * task.pitch : rows.slot(i);
-            if (row > lastInImage) {
-                const unsigned char* const before = start > lastInImage ? end : rows.beginning;
-                joinWithoutRow(before, end != nullptr ? end : before, rowBytes, task.inverted, out);
-                continue;
+            const unsigned char* const beginning = start > lastInImage ? end : rows.beginning;
+            SpanRow spans = {beginning, 0, 0}; // below the image there is nothing to add
+            const unsigned char* before = beginning;
+            if (row <= lastInImage) {
+                const int64_t ahead =
+                    row + prefetchedRows <= lastInImage ? prefetchedRows * task.pitch : 0;
+                spans = filterRow(task.source + (row - rowRadius) * task.pitch, task, columnRadius,
+                                  rows, ahead);
+                if (i == 0 || row == firstInImage)
+                    before = spans.bytes;
             }
-            const unsigned char* const source = task.source + (row - rowRadius) * task.pitch;
-            const int64_t ahead =
-                row + prefetchedRows <= lastInImage ? prefetchedRows * task.pitch : 0;
-            const SpanRow spans = filterRow(source, task, columnRadius, rows, ahead);
-            const unsigned char* const before =
-                i == 0 || row == firstInImage ? spans.bytes : rows.beginning;
             join(spans,
                  {before, end != nullptr ? end : before, out,
                   y >= 0 && y + 1 < task.height ? task.pitch : 0, rows.slot(i), rows.beginning},

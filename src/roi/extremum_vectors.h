@@ -2,6 +2,7 @@
 // internal linkage, so that no code of one instruction set is ever shared with another.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -34,8 +35,9 @@ void store(unsigned char* bytes, Lanes lanes) {
 }
 
 // Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
-// copies allow. The wider kernels are given no narrow rows.
-template <typename Apply>
+// copies allow. The wider kernels are given no narrow rows. Only short loops gain by doing two
+// vectors in a turn.
+template <bool inPairs = false, typename Apply>
 void forEachVector(int64_t count, Apply apply) {
     if (vectorBytes == 16 && count < vectorBytes) {
         for (int64_t x = 0; x < count; ++x)
@@ -43,13 +45,12 @@ void forEachVector(int64_t count, Apply apply) {
         return;
     }
     int64_t x = 0;
-    for (; x < count - 2 * vectorBytes; x += 2 * vectorBytes) {
+    for (; inPairs && x <= count - 2 * vectorBytes; x += 2 * vectorBytes) {
         apply.template operator()<Vector>(x);
         apply.template operator()<Vector>(x + vectorBytes);
     }
-    if (x < count - vectorBytes)
-        apply.template operator()<Vector>(x);
-    apply.template operator()<Vector>(count - vectorBytes);
+    for (; x < count; x += vectorBytes)
+        apply.template operator()<Vector>(std::min(x, count - vectorBytes));
 }
 
 template <typename Lanes>

@@ -52,13 +52,17 @@ void filterTwoRows(const unsigned char* upper, const unsigned char* lower, int64
         store<Lanes>(upperOut + x, extremeOf<maximum>(shared, load<Lanes>(history.beforeThem + x)));
         store<Lanes>(lowerOut + x, extremeOf<maximum>(shared, second));
     };
-    for (int64_t x = 0; x < channels; ++x)
-        filter.template operator()<unsigned char>(x, 0, x + channels < rowBytes ? channels : 0);
-    forEachVector(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
-        filter.template operator()<Lanes>(x + channels, channels, channels);
-    });
-    for (int64_t x = std::max(channels, rowBytes - channels); x < rowBytes; ++x)
-        filter.template operator()<unsigned char>(x, channels, 0);
+    // The first pixel and the last one, or all of a row that has no room for a vector between.
+    const int64_t inner = rowBytes - 2 * channels;
+    const int64_t skipped = inner < vectorBytes ? 0 : inner;
+    for (int64_t i = 0; i < rowBytes - skipped; ++i) {
+        const int64_t x = i < channels ? i : i + skipped;
+        filter.template operator()<unsigned char>(x, x < channels ? 0 : channels,
+                                                  x + channels < rowBytes ? channels : 0);
+    }
+    for (int64_t x = 0; x < skipped; x += vectorBytes)
+        filter.template operator()<Vector>(channels + std::min(x, inner - vectorBytes), channels,
+                                           channels);
 }
 
 constexpr int64_t rowsFetchedAhead = 4;
