@@ -159,6 +159,7 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, const Window
     const BoxRowOperations operations =
         fastestRowOperations(filter, heights.longest * widths.longest);
     const BoxRow row = {.width = filter.width,
+                        .channels = filter.channels,
                         .counterWidth = memory.counterWidth,
                         .left = filter.left,
                         .right = filter.right};

@@ -160,10 +160,11 @@ void forEachCounter(const Group<Counter>& counters, int64_t count, Use use) {
 }
 
 // From left to right a row has windows cut on the left, windows that are whole or cut on both
-// sides, and windows cut on the right. This is for one of `channels` interleaved channels.
+// sides, and windows cut on the right. This is for one channel.
 template <typename Counter>
 void divideCutChannel(const Planes<Counter>& planes, const BoxRow& row, const uint32_t* reciprocals,
-                      int channels, unsigned char* destination) {
+                      unsigned char* destination) {
+    const int64_t channels = row.channels;
     const int64_t shortest = row.shortestWindow();
     const int64_t headEnd = std::min(row.left + 1, row.width - row.right);
     const int64_t tailStart = std::max(row.left + 1, row.width - row.right);
@@ -185,12 +186,12 @@ void divideCutChannel(const Planes<Counter>& planes, const BoxRow& row, const ui
                    });
 }
 
-template <typename Counter, int channels>
+template <typename Counter>
 void divideCut(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
                unsigned char* destination) {
     Planes<Counter> planes(sums, row.counterWidth);
-    for (int c = 0; c < channels; ++c) {
-        divideCutChannel(planes, row, reciprocals, channels, destination + c);
+    for (int64_t c = 0; c < row.channels; ++c) {
+        divideCutChannel(planes, row, reciprocals, destination + c);
         for (Counter*& start : planes.starts)
             start += row.counterWidth;
     }
@@ -201,7 +202,7 @@ BoxRowOperations operations() {
     return {.replaceRow = accumulateRows<Counter, channels, true>,
             .addOrRemoveRow = accumulateRows<Counter, channels, false>,
             .divideWhole = divideWhole<Counter, channels>,
-            .divideCut = divideCut<Counter, channels>};
+            .divideCut = divideCut<Counter>};
 }
 
 } // namespace

@@ -10,6 +10,7 @@ constexpr int reciprocalBits = 23; // of the fixed-point reciprocals of window a
 // How far the windows of a row reach, in pixels; both radii are below `width`.
 struct BoxRow {
     int64_t width;
+    int64_t channels;     // interleaved
     int64_t counterWidth; // for so many columns, at least `width`, every channel has counters
     int64_t left;
     int64_t right;
