@@ -7,7 +7,8 @@ using FormatsTest = ToolTest;
 // Grey values in full-range colour keep their luma, so that a conversion hardly moves the score;
 // one to limited range would lower it by a seventh.
 TEST_F(FormatsTest, AreMeasuredAsTheyLieOrConverted) {
-    std::filesystem::create_directory("cut");
+    for (const char* folder : {"cut", "damaged"})
+        std::filesystem::create_directory(folder);
     const Picture scene = makeScene(160, 121);
     const double score = libraryScore(scene);
     size_t pieces = 0;
@@ -39,12 +40,29 @@ TEST_F(FormatsTest, AreMeasuredAsTheyLieOrConverted) {
         EXPECT_EQ(runText("blur a").find("converted to 8-bit") != std::string::npos, converted);
         if (format == "yuv420p10le") // a video, which ends where its data ends
             break;
-        for (const unsigned percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u})
+        for (const unsigned percent : {1u, 10u, 25u, 50u, 75u, 90u, 99u}) {
             writeFile(join("cut/", ++pieces, ".pnm"), file.substr(0, file.size() * percent / 100));
+            std::string damaged = file;
+            for (size_t at = percent; at < file.size(); at += file.size() / 7 + percent * percent)
+                damaged[at] = static_cast<char>(damaged[at] ^ percent);
+            writeFile(join("damaged/", pieces, ".pnm"), damaged);
+        }
     }
     writeFile("cut/whole.pnm", toPnm(scene));
     const Json json = runJson("blur cut --skip-bad");
     EXPECT_EQ((Json{json["skipped"].size(), json["frames"].size()}), (Json{pieces, 1}));
+    const std::pair<const char*, const char*> commands[] = {
+        {"blur damaged/", ".pnm"},
+        {"pick --report page.html --force damaged/", ".pnm"},
+        {"pick --moving cut/whole.pnm damaged/", ".pnm"},
+        {"resize --size 9x7 --force damaged/", ".pnm out.png"},
+        {"align cut/whole.pnm damaged/", ".pnm"},
+        {"changes --overlay out.png --force cut/whole.pnm damaged/", ".pnm"}};
+    for (size_t i = 1; i <= pieces; ++i) {
+        const auto& [command, end] = commands[i % std::size(commands)];
+        const ToolRun run(join(command, i, end));
+        EXPECT_THAT(WEXITSTATUS(run.status), testing::AnyOf(0, 2)) << command << i << run.err;
+    }
     EXPECT_THAT(runText("blur a"), HasSubstr("odd size (160 x 121)"));
     std::string damaged = encode(scene, AV_CODEC_ID_PNG, AV_PIX_FMT_GRAY8);
     damaged[damaged.size() / 2] ^= 1;
