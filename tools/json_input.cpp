@@ -11,6 +11,8 @@ Json parseJson(const std::string& text, const std::string& source) {
         return Json::parse(text);
     } catch (const Json::parse_error& error) {
         throw InputError(source, "not valid JSON at byte " + std::to_string(error.byte));
+    } catch (const Json::out_of_range&) {
+        throw InputError(source, "not valid JSON: a number is out of range");
     }
 }
 

@@ -187,6 +187,7 @@ TEST_F(OutputsTest, AreLinesOfJson) {
         {R"({"id": 1.5, "files": ["1.pgm"]})", nullptr, "needs an \"id\""},
         {R"({"files": ["1.pgm"]})", nullptr, "needs an \"id\""},
         {"[]", nullptr, "needs an \"id\""},
+        {R"({"id": 12, "max": 1e999})", nullptr, "not valid JSON"},
         {"{", nullptr, "not valid JSON"}};
     std::string list, answers;
     for (const auto& [line, id, expected] : cases)
