@@ -12,13 +12,20 @@ __m256i loadVector(const unsigned char* bytes) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
 }
 
-// Each sampler makes the sums of 8 samples in 32-bit lanes. Lanes of two halves interleave, in runs
-// of `run` samples, because pairs are packed within each half.
+template <int bits>
+__m256i rounded(__m256i sums) {
+    return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(8192)), bits);
+}
+
+// Each sampler makes the sums of 8 samples in 32-bit lanes, and 16 samples in 16-bit lanes from two
+// of these. Lanes of two halves interleave, in runs of `run` samples, because pairs are packed
+// within each half.
 struct LumaSampler {
     static constexpr int64_t bytesPerPixel = 1;
     static constexpr int run = 4;
-    static __m256i rounded(__m256i sums) {
-        return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(2)), 2);
+    static __m256i samples(__m256i a, __m256i b) {
+        const __m256i sums = _mm256_packs_epi32(a, b);
+        return _mm256_srli_epi16(_mm256_add_epi16(sums, _mm256_set1_epi16(2)), 2);
     }
     static __m256i sums(const unsigned char* upper, const unsigned char* lower) {
         const __m256i evenPixels = _mm256_set1_epi16(0xFF);
@@ -31,7 +38,7 @@ struct LumaSampler {
 struct PackedLumaSampler {
     static constexpr int64_t bytesPerPixel = 2;
     static constexpr int run = 2;
-    static __m256i rounded(__m256i sums) { return LumaSampler::rounded(sums); }
+    static __m256i samples(__m256i a, __m256i b) { return LumaSampler::samples(a, b); }
     static __m256i columns(const unsigned char* upper, const unsigned char* lower) {
         const __m256i luma = _mm256_set1_epi32(0xFF);
         return _mm256_add_epi32(_mm256_and_si256(loadVector(upper), luma),
@@ -47,8 +54,8 @@ struct PackedLumaSampler {
 struct Rgb565Sampler {
     static constexpr int64_t bytesPerPixel = 2;
     static constexpr int run = 2;
-    static __m256i rounded(__m256i sums) {
-        return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(8192)), 14);
+    static __m256i samples(__m256i a, __m256i b) {
+        return _mm256_packs_epi32(rounded<14>(a), rounded<14>(b));
     }
     static __m256i evenPixels(const unsigned char* row) {
         const __m256i even = _mm256_set1_epi32(0xFFFF);
@@ -75,8 +82,8 @@ struct Rgb565Sampler {
 struct Xrgb32Sampler {
     static constexpr int64_t bytesPerPixel = 4;
     static constexpr int run = 1;
-    static __m256i rounded(__m256i sums) {
-        return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(8192)), 16);
+    static __m256i samples(__m256i a, __m256i b) {
+        return _mm256_packs_epi32(rounded<16>(a), rounded<16>(b));
     }
     // Red, green and blue, summed over the even pixels of four samples.
     static __m256i columns(const unsigned char* row) {
@@ -101,6 +108,12 @@ struct Xrgb32Sampler {
 
 template <int run>
 void storeInterleaved(__m256i bytes, unsigned char* samples) {
+    if constexpr (run == 4) {
+        const __m256i inTurn = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples),
+                            _mm256_permutevar8x32_epi32(bytes, inTurn));
+        return;
+    }
     const __m128i a = _mm256_castsi256_si128(bytes);
     const __m128i b = _mm256_extracti128_si256(bytes, 1);
     const auto store = [samples](__m128i first, __m128i second) {
@@ -108,9 +121,7 @@ void storeInterleaved(__m256i bytes, unsigned char* samples) {
         _mm_storeu_si128(out, first);
         _mm_storeu_si128(out + 1, second);
     };
-    if constexpr (run == 4)
-        store(_mm_unpacklo_epi32(a, b), _mm_unpackhi_epi32(a, b));
-    else if constexpr (run == 2)
+    if constexpr (run == 2)
         store(_mm_unpacklo_epi16(a, b), _mm_unpackhi_epi16(a, b));
     else
         store(_mm_unpacklo_epi8(a, b), _mm_unpackhi_epi8(a, b));
@@ -119,11 +130,9 @@ void storeInterleaved(__m256i bytes, unsigned char* samples) {
 template <typename Sampler>
 void convert32(const unsigned char* upper, const unsigned char* lower, unsigned char* samples) {
     constexpr int64_t step = 8 * 4 * Sampler::bytesPerPixel;
-    const auto eight = [&](int64_t i) {
-        return Sampler::rounded(Sampler::sums(upper + i * step, lower + i * step));
-    };
-    storeInterleaved<Sampler::run>(_mm256_packus_epi16(_mm256_packs_epi32(eight(0), eight(1)),
-                                                       _mm256_packs_epi32(eight(2), eight(3))),
+    const auto eight = [&](int64_t i) { return Sampler::sums(upper + i * step, lower + i * step); };
+    storeInterleaved<Sampler::run>(_mm256_packus_epi16(Sampler::samples(eight(0), eight(1)),
+                                                       Sampler::samples(eight(2), eight(3))),
                                    samples);
 }
 
