@@ -26,6 +26,9 @@ struct RowChange {
     unsigned char* slot;           // where the row to be removed may lie
 };
 
+using DivideCut = void(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
+                       unsigned char* destination);
+
 // `sums` holds one counter per byte of a row, in an order of its own: over the rows in the window,
 // the sum of the row's prefix sums up to that pixel, modulo the counter's size. The window sum of a
 // pixel is then the difference of two counters, which is exact where the window sum itself fits,
@@ -40,8 +43,7 @@ struct BoxRowOperations {
     // `upcoming` is a row that will be written a few rows later.
     void (*divideWhole)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
                         unsigned char* destination, const unsigned char* upcoming);
-    void (*divideCut)(const uint32_t* sums, const BoxRow& row, const uint32_t* reciprocals,
-                      unsigned char* destination);
+    DivideCut* divideCut;
 };
 
 // `channels` is 1 or 3, `largestArea` the number of pixels in the largest window. Both give the
@@ -50,5 +52,8 @@ BoxRowOperations boxRowOperations(int channels, int64_t largestArea);
 // On x86-64 alone, where `usesAvx2` and `usesAvx512` say so.
 BoxRowOperations boxRowOperationsAvx2(int channels, int64_t largestArea);
 BoxRowOperations boxRowOperationsAvx512(int channels, int64_t largestArea);
+
+// For counters of 2 or 4 bytes.
+DivideCut* cutWindowDivision(int64_t counterSize);
 
 } // namespace kelvane
