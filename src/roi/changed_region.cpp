@@ -89,12 +89,12 @@ Rows fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
     return lively;
 }
 
-// Without branches, so that rows are classified in vectors.
+// Masks instead of choices, of which compilers make branches and no vectors.
 unsigned char classOf(unsigned char difference) {
-    constexpr unsigned char aboveDarker = unchanged - darker;
-    constexpr unsigned char aboveUnchanged = brighter - unchanged;
-    return static_cast<unsigned char>(darker + (difference >= lowestUnchanged ? aboveDarker : 0) +
-                                      (difference > highestUnchanged ? aboveUnchanged : 0));
+    static_assert(darker == 0 && (brighter & unchanged) == unchanged);
+    const int notDarker = -static_cast<int>(difference >= lowestUnchanged);
+    const int isBrighter = -static_cast<int>(difference > highestUnchanged);
+    return static_cast<unsigned char>((notDarker & unchanged) | (isBrighter & brighter));
 }
 
 // Returns whether the row holds a change.
