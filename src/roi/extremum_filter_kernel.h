@@ -35,8 +35,9 @@ struct SpanRow {
 template <bool three, typename Lanes>
 Lanes widened(const SpanRow& spans, int64_t x) {
     const unsigned char* const bytes = spans.bytes + x;
-    const Lanes ends = least<Lanes>(load<Lanes>(bytes), load<Lanes>(bytes + spans.last));
-    return three ? least<Lanes>(ends, load<Lanes>(bytes + spans.middle)) : ends;
+    const Lanes ends =
+        least<Lanes>(loadVector<Lanes>(bytes), loadVector<Lanes>(bytes + spans.last));
+    return three ? least<Lanes>(ends, loadVector<Lanes>(bytes + spans.middle)) : ends;
 }
 
 SpanRow toWiden(const unsigned char* bytes, int64_t span, int64_t next, int64_t channels) {
@@ -46,7 +47,7 @@ SpanRow toWiden(const unsigned char* bytes, int64_t span, int64_t next, int64_t 
 
 void widenThreefold(const SpanRow& spans, int64_t count, unsigned char* to) {
     forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
-        store<Lanes>(to + x, widened<true, Lanes>(spans, x));
+        storeVector<Lanes>(to + x, widened<true, Lanes>(spans, x));
     });
 }
 
@@ -73,10 +74,10 @@ void makeSpansOfThree(const unsigned char* row, const ExtremumTask& task, int64_
     const auto makeAs = [=]<bool maximum>() {
         forEachVector<true>(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
             prefetchLine(row + ahead + x);
-            const Lanes ends =
-                extremeOf<maximum>(load<Lanes>(row + x), load<Lanes>(row + x + 2 * channels));
-            const Lanes all = extremeOf<maximum>(ends, load<Lanes>(row + x + channels));
-            store<Lanes>(out + x, maximum ? all ^ inverted : all);
+            const Lanes ends = extremeOf<maximum>(loadVector<Lanes>(row + x),
+                                                  loadVector<Lanes>(row + x + 2 * channels));
+            const Lanes all = extremeOf<maximum>(ends, loadVector<Lanes>(row + x + channels));
+            storeVector<Lanes>(out + x, maximum ? all ^ inverted : all);
         });
     };
     if (inverted != 0)
@@ -125,13 +126,13 @@ void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
         unsigned char* row = rows.slot(last) + x;
         Lanes ends[vectors];
         for (int64_t v = 0; v < vectors; ++v)
-            ends[v] = load<Lanes>(row + vectorBytes * v);
+            ends[v] = loadVector<Lanes>(row + vectorBytes * v);
         for (int64_t i = last; i > first; --i) {
             row -= rows.stride;
 #pragma GCC unroll 4
             for (int64_t v = 0; v < vectors; ++v) {
-                ends[v] = least<Lanes>(ends[v], load<Lanes>(row + vectorBytes * v));
-                store<Lanes>(row + vectorBytes * v, ends[v]);
+                ends[v] = least<Lanes>(ends[v], loadVector<Lanes>(row + vectorBytes * v));
+                storeVector<Lanes>(row + vectorBytes * v, ends[v]);
             }
         }
     };
@@ -160,12 +161,12 @@ void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char
     const auto joinAs = [&]<bool three>() {
         forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
             const Lanes row = widened<three, Lanes>(spans, x);
-            const Lanes joined = least<Lanes>(row, load<Lanes>(parts.before + x));
+            const Lanes joined = least<Lanes>(row, loadVector<Lanes>(parts.before + x));
             prefetchDestination(parts.out + parts.ahead + x);
-            store<Lanes>(parts.out + x,
-                         least<Lanes>(joined, load<Lanes>(parts.end + x)) ^ inverted);
-            store<Lanes>(parts.slot + x, row);
-            store<Lanes>(parts.beginning + x, joined);
+            storeVector<Lanes>(parts.out + x,
+                               least<Lanes>(joined, loadVector<Lanes>(parts.end + x)) ^ inverted);
+            storeVector<Lanes>(parts.slot + x, row);
+            storeVector<Lanes>(parts.beginning + x, joined);
         });
     };
     if (spans.middle == 0)

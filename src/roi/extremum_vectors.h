@@ -2,37 +2,17 @@
 // internal linkage, so that no code of one instruction set is ever shared with another.
 #pragma once
 
+#include "platform/vectors.h"
+
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 
 namespace kelvane {
 
 namespace {
 
-#if defined(__AVX512BW__)
-constexpr int64_t vectorBytes = 64;
-#elif defined(__AVX2__)
-constexpr int64_t vectorBytes = 32;
-#else
-constexpr int64_t vectorBytes = 16;
-#endif
-
 // The compiler's own vectorisation adds checks for overlap and tails to every loop, which takes
 // most of the code and of the time of short rows.
 using Vector [[gnu::vector_size(vectorBytes)]] = unsigned char;
-
-template <typename Lanes>
-Lanes load(const unsigned char* bytes) {
-    Lanes lanes;
-    std::memcpy(&lanes, bytes, sizeof lanes);
-    return lanes;
-}
-
-template <typename Lanes>
-void store(unsigned char* bytes, Lanes lanes) {
-    std::memcpy(bytes, &lanes, sizeof lanes);
-}
 
 // Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
 // copies allow. The wider kernels are given no narrow rows. Only short loops gain by doing two

@@ -38,19 +38,20 @@ void filterTwoRows(const unsigned char* upper, const unsigned char* lower, int64
                    unsigned char* upperOut, unsigned char* lowerOut) {
     const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight) {
         const auto across = [=](const unsigned char* row) {
-            const Lanes sides =
-                extremeOf<maximum>(load<Lanes>(row + x - toLeft), load<Lanes>(row + x + toRight));
-            return extremeOf<maximum>(sides, load<Lanes>(row + x));
+            const Lanes sides = extremeOf<maximum>(loadVector<Lanes>(row + x - toLeft),
+                                                   loadVector<Lanes>(row + x + toRight));
+            return extremeOf<maximum>(sides, loadVector<Lanes>(row + x));
         };
         prefetchLine(upper + ahead + x);
         prefetchLine(lower + ahead + x);
         const Lanes first = across(upper);
         const Lanes second = across(lower);
-        const Lanes shared = extremeOf<maximum>(load<Lanes>(history.lastTwo + x), first);
-        store<Lanes>(history.newLastTwo + x, extremeOf<maximum>(first, second));
-        store<Lanes>(history.newLast + x, second);
-        store<Lanes>(upperOut + x, extremeOf<maximum>(shared, load<Lanes>(history.beforeThem + x)));
-        store<Lanes>(lowerOut + x, extremeOf<maximum>(shared, second));
+        const Lanes shared = extremeOf<maximum>(loadVector<Lanes>(history.lastTwo + x), first);
+        storeVector<Lanes>(history.newLastTwo + x, extremeOf<maximum>(first, second));
+        storeVector<Lanes>(history.newLast + x, second);
+        storeVector<Lanes>(upperOut + x,
+                           extremeOf<maximum>(shared, loadVector<Lanes>(history.beforeThem + x)));
+        storeVector<Lanes>(lowerOut + x, extremeOf<maximum>(shared, second));
     };
     // The first pixel and the last one, or all of a row that has no room for a vector between.
     const int64_t inner = rowBytes - 2 * channels;
@@ -92,8 +93,8 @@ void filterNarrowly(const ExtremumTask& task, unsigned char* working) {
     }
     // Below the image there is nothing to add.
     forEachVector(rowBytes, [=, out = rowOut(y)]<typename Lanes>(int64_t x) {
-        store<Lanes>(out + x, extremeOf<maximum>(load<Lanes>(history.lastTwo + x),
-                                                 load<Lanes>(history.beforeThem + x)));
+        storeVector<Lanes>(out + x, extremeOf<maximum>(loadVector<Lanes>(history.lastTwo + x),
+                                                       loadVector<Lanes>(history.beforeThem + x)));
     });
     if (y + 1 < task.height)
         std::memcpy(rowOut(y + 1), history.lastTwo, static_cast<size_t>(rowBytes));

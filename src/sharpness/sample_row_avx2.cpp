@@ -112,19 +112,13 @@ void storeInterleaved(__m256i bytes, unsigned char* samples) {
         const __m256i inTurn = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples),
                             _mm256_permutevar8x32_epi32(bytes, inTurn));
-        return;
-    }
-    const __m128i a = _mm256_castsi256_si128(bytes);
-    const __m128i b = _mm256_extracti128_si256(bytes, 1);
-    const auto store = [samples](__m128i first, __m128i second) {
+    } else {
+        const __m128i a = _mm256_castsi256_si128(bytes);
+        const __m128i b = _mm256_extracti128_si256(bytes, 1);
         auto* const out = reinterpret_cast<__m128i*>(samples);
-        _mm_storeu_si128(out, first);
-        _mm_storeu_si128(out + 1, second);
-    };
-    if constexpr (run == 2)
-        store(_mm_unpacklo_epi16(a, b), _mm_unpackhi_epi16(a, b));
-    else
-        store(_mm_unpacklo_epi8(a, b), _mm_unpackhi_epi8(a, b));
+        _mm_storeu_si128(out, run == 2 ? _mm_unpacklo_epi16(a, b) : _mm_unpacklo_epi8(a, b));
+        _mm_storeu_si128(out + 1, run == 2 ? _mm_unpackhi_epi16(a, b) : _mm_unpackhi_epi8(a, b));
+    }
 }
 
 template <typename Sampler>
