@@ -1,4 +1,5 @@
-// Frames to align: planes that end at an inaccessible page, showing one scene from two places.
+// Frames to align: planes that end or begin at an inaccessible page, showing one scene from two
+// places.
 #pragma once
 
 #include "support/guarded_memory.h"
@@ -14,7 +15,7 @@ struct AlignmentFrame {
     AlignmentFrame(Random& random, int64_t width, int64_t height, int64_t format, int64_t padding)
         : pitch(width * pixelBytes(format) + padding),
           size((height - 1) * pitch + (width - 1) * pixelBytes(format) + 1),
-          plane(static_cast<size_t>(size)) {
+          plane(static_cast<size_t>(size), size % 2 == 0) {
         image = {static_cast<uint32_t>(format),
                  static_cast<int32_t>(width),
                  static_cast<int32_t>(height),
