@@ -4,7 +4,8 @@
 usage: arm_prediction.py PROGRAM
 
 PROGRAM is kelvane-operation-runs for Arm. QEMU logs every basic block that it executes, which gives
-exact counts of instructions; llvm-mca estimates the cycles of each block that matters, repeated."""
+exact counts of instructions; llvm-mca estimates the cycles of each chain of blocks that matters,
+repeated."""
 import collections
 import os
 import re
@@ -52,10 +53,19 @@ class Program:
             first = end + 4
         return ",".join(ranges + [f"{first:#x}..0xffffffff"])
 
-    def assembly(self, block):
+    def addresses_after(self, block):
+        """Where a block may go on, further down in the same function."""
+        last = block[0] + 4 * (block[1] - 1)
+        name, _, rest = self.instructions[last].partition("\t")
+        target = re.search(r"0x([0-9a-f]+) <", rest)
+        after = [] if name in ("b", "br", "ret") else [last + 4]
+        after += [int(target.group(1), 16)] if target and name != "bl" else []
+        return [address for address in after
+                if address > block[0] and self.functions.get(address) == self.functions[last]]
+
+    def assembly(self, chain):
         """What the assembler accepts, wherever the targets of branches lie."""
-        first, count = block
-        lines = [self.instructions[first + 4 * i] for i in range(count)]
+        lines = [self.instructions[first + 4 * i] for first, count in chain for i in range(count)]
         lines = ["nop" if line == "<unknown>" else line for line in lines]
         return "\n".join(re.sub(r"0x[0-9a-f]+ <.*>", "#0", line) for line in lines) + "\n"
 
@@ -108,18 +118,49 @@ def blocks_that_matter(counts):
         yield block
 
 
-def cycles_of(blocks, program, processor):
-    """Cycles of one execution of each block, when it is repeated."""
-    text = "".join(f"# LLVM-MCA-BEGIN {number}\n{program.assembly(block)}# LLVM-MCA-END {number}\n"
-                   for number, block in enumerate(blocks))
+def chains_of(counts, program):
+    """Chains of the blocks that matter, and how many instructions were executed in each. A block is
+    part of one chain with those that nearly always follow it, as they are for a processor that
+    foresees the branch between them; with either where one of two does."""
+    left = {block[0]: block for block in sorted(blocks_that_matter(counts), key=counts.get)}
+    chains = []
+    while left:
+        chain = [left.pop(min(left))]
+        executed = counts[chain[0]]
+        ends = []
+        while not ends:
+            after = [left[a] for a in program.addresses_after(chain[-1]) if a in left]
+            for followers in [[block] for block in after] + [after]:
+                if 0.8 < sum(counts[block] for block in followers) / executed < 1.25:
+                    break
+            else:
+                ends = [()]
+                break
+            for block in followers:
+                del left[block[0]]
+            if len(followers) == 1:
+                chain += followers
+            else:
+                ends = [(block,) for block in followers]
+        for end in ends:
+            length = sum(count for _, count in (*chain, *end))
+            chains.append(((*chain, *end), length * (counts[end[0]] if end else executed)))
+    return chains
+
+
+def cycles_of(chains, program, processor):
+    """Cycles per instruction of each chain, when it is repeated."""
+    text = "".join(f"# LLVM-MCA-BEGIN {number}\n{program.assembly(chain)}# LLVM-MCA-END {number}\n"
+                   for number, chain in enumerate(chains))
     done = subprocess.run(
         ["llvm-mca", "-mtriple=aarch64-linux-gnu", f"-mcpu={processor}",
          f"-iterations={ITERATIONS}", "-instruction-info=false", "-resource-pressure=false"],
         input=text, capture_output=True, text=True)
     totals = re.findall(r"^Total Cycles: *(\d+)", done.stdout, re.MULTILINE)
-    if len(totals) != len(blocks):
+    if len(totals) != len(chains):
         sys.exit(done.stderr)
-    return {block: int(total) / ITERATIONS for block, total in zip(blocks, totals)}
+    return {chain: int(total) / ITERATIONS / sum(count for _, count in chain)
+            for chain, total in zip(chains, totals)}
 
 
 def hot_loops(counts, pixels, program):
@@ -137,8 +178,8 @@ def main():
     path = sys.argv[1]
     program = Program(path)
     runs = trace(path, program)
-    blocks = sorted({block for _, _, counts in runs for block in blocks_that_matter(counts)})
-    cycles = {name: cycles_of(blocks, program, name) for name in PROCESSORS}
+    chains = sorted({chain for _, _, counts in runs for chain, _ in chains_of(counts, program)})
+    cycles = {name: cycles_of(chains, program, name) for name in PROCESSORS}
     version = re.search(r"version (\S+)", subprocess.run(
         ["llvm-mca", "--version"], capture_output=True, text=True, check=True).stdout).group(1)
     lines = []
@@ -152,8 +193,8 @@ def main():
         row = [name.replace("/", ", "),
                report.figures(sum(block[1] * n for block, n in counts.items()) / pixels)]
         for processor in PROCESSORS:
-            predicted = sum(cycles[processor][block] * counts[block]
-                            for block in blocks_that_matter(counts))
+            predicted = sum(cycles[processor][chain] * executed
+                            for chain, executed in chains_of(counts, program))
             row.append(report.figures(predicted / pixels))
         lines.append("| " + " | ".join(row + [hot_loops(counts, pixels, program)]) + " |")
     report.replace_between("docs/performance.md", "predicted", "\n".join(lines) + "\n")
