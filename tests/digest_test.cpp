@@ -448,13 +448,15 @@ TEST_P(Digests, AreTheCommittedOnes) {
     std::cout << "digest of all functions: " << std::hex << all.value << std::dec << '\n';
 }
 
-const char* nameOf(const testing::TestParamInfo<Vectors>& variant) {
+const char* nameOf(Vectors vectors) {
     constexpr const char* names[] = {"Baseline", "Avx2", "Avx512"};
-    return names[static_cast<int>(variant.param)];
+    return names[static_cast<int>(vectors)];
 }
 
 INSTANTIATE_TEST_SUITE_P(WithVectorsUpTo, Digests,
                          testing::Values(Vectors::Baseline, Vectors::Avx2, Vectors::Avx512),
-                         nameOf);
+                         [](const auto& variant) { return nameOf(variant.param); });
 
 } // namespace
+
+void PrintTo(Vectors vectors, std::ostream* out) { *out << nameOf(vectors); }
