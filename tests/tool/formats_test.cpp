@@ -44,7 +44,7 @@ TEST_F(FormatsTest, AreMeasuredAsTheyLieOrConverted) {
             writeFile(join("cut/", ++pieces, ".pnm"), file.substr(0, file.size() * percent / 100));
             std::string damaged = file;
             for (size_t at = percent; at < file.size(); at += file.size() / 7 + percent * percent)
-                damaged[at] = static_cast<char>(damaged[at] ^ percent);
+                damaged[at] = static_cast<char>(damaged[at] ^ static_cast<int>(percent));
             writeFile(join("damaged/", pieces, ".pnm"), damaged);
         }
     }
