@@ -38,12 +38,9 @@ static inline void prefetchRow(const unsigned char* row, int64_t count) {
 // Into the first level, what lies a little further on in rows that the second holds already. Behind
 // the end of a row that is the next one's beginning, or nobody's: requests are no accesses.
 static inline void prefetchFurtherOn(const unsigned char* bytes, int64_t count) {
-    constexpr uint64_t distance = 1024;
-    constexpr int firstLevel = 3;
-    const uint64_t start = reinterpret_cast<uintptr_t>(bytes) + distance;
+    constexpr uintptr_t distance = 1024;
     for (int64_t x = 0; x < count; x += cacheLine)
-        __builtin_prefetch(reinterpret_cast<const void*>(start + static_cast<uint64_t>(x)), 0,
-                           firstLevel);
+        prefetchBehind(bytes + x, distance);
 }
 
 } // namespace kelvane
