@@ -2,9 +2,9 @@
 // functions that every processor, instruction set, compiler and optimisation level must reproduce.
 #include "align/context.h"
 #include "image_check.h"
-#include "platform/vector_support.h"
 #include "support/alignment_frames.h"
 #include "support/random_burst.h"
+#include "support/vector_hook.h"
 
 #include <gtest/gtest.h>
 
@@ -421,21 +421,10 @@ struct Digests : testing::TestWithParam<Vectors> {
     ~Digests() override { widestVectors = Vectors::Avx512; }
 };
 
-bool hasVectors(Vectors widest) {
-    switch (widest) {
-    case Vectors::Baseline: return true;
-#if defined(__x86_64__)
-    case Vectors::Avx2: return kelvane::hasAvx2();
-    case Vectors::Avx512: return kelvane::hasAvx512();
-#endif
-    default: return false;
-    }
-}
-
 TEST_P(Digests, AreTheCommittedOnes) {
     widestVectors = GetParam();
-    if (!hasVectors(widestVectors))
-        GTEST_SKIP() << "this processor has no such instructions";
+    if (!kelvane::hasLevel(widestVectors))
+        GTEST_SKIP() << "this processor has no " << kelvane::nameOf(widestVectors);
     Digest all;
     for (const Group& group : groups) {
         Random random(20150306);
@@ -448,15 +437,15 @@ TEST_P(Digests, AreTheCommittedOnes) {
     std::cout << "digest of all functions: " << std::hex << all.value << std::dec << '\n';
 }
 
-const char* nameOf(Vectors vectors) {
+const char* variantName(Vectors vectors) {
     constexpr const char* names[] = {"Baseline", "Avx2", "Avx512"};
     return names[static_cast<int>(vectors)];
 }
 
 INSTANTIATE_TEST_SUITE_P(WithVectorsUpTo, Digests,
                          testing::Values(Vectors::Baseline, Vectors::Avx2, Vectors::Avx512),
-                         [](const auto& variant) { return nameOf(variant.param); });
+                         [](const auto& variant) { return variantName(variant.param); });
 
 } // namespace
 
-void PrintTo(Vectors vectors, std::ostream* out) { *out << nameOf(vectors); }
+void PrintTo(Vectors vectors, std::ostream* out) { *out << variantName(vectors); }

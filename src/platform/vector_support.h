@@ -1,18 +1,13 @@
-// Which vector instructions there are beyond those that every processor has. The compiler's runtime
-// asks the processor when the library is loaded.
+// Until every caller takes its kernels from simd/kernels.h.
 #pragma once
 
-#include <cstdint>
+#include "simd/levels.h"
 
 namespace kelvane {
 
-#if defined(__x86_64__)
-bool hasAvx2();
-bool hasAvx512(); // the foundation with BW, DQ, VL and VBMI
-
-// Rows that fill no vector are faster without.
+inline bool hasAvx2() { return hasLevel(Level::Avx2); }
+inline bool hasAvx512() { return hasLevel(Level::Avx512); }
 inline bool usesAvx2(int64_t width) { return width >= 16 && hasAvx2(); }
 inline bool usesAvx512(int64_t width) { return width >= 64 && hasAvx512(); }
-#endif
 
 } // namespace kelvane

@@ -1,0 +1,9 @@
+// The kernels of one instruction set, compiled with the operations that the including file has
+// brought, and their table.
+#include "simd/kernels.h"
+
+namespace kelvane::KELVANE_TARGET {
+
+constinit const Kernels kernels = {};
+
+} // namespace kelvane::KELVANE_TARGET

@@ -1,0 +1,45 @@
+// The loops that decide the library's speed: what each takes and gives. Every one is written once,
+// in simd/kernels/, for vectors of any length, and compiled for every instruction set of the
+// architecture. All give the same bytes.
+//
+// For all of them: counts and sizes are in bytes where nothing else is said. Nothing is read or
+// written outside the rows and sizes that are passed, not even to be ignored. Source and
+// destination do not overlap, except where a kernel says that it works in place. Widths may be
+// smaller than a vector.
+#pragma once
+
+#include <cstdint>
+
+namespace kelvane {
+
+struct Kernels {};
+
+// Those for rows of `rowBytes`: of the widest instruction set of this processor of which a row
+// fills at least one vector, otherwise of the one that all processors have.
+const Kernels& kernelsFor(int64_t rowBytes);
+
+// One table for each instruction set. Those of one that the processor lacks must not be called.
+#if defined(KELVANE_PORTABLE) || !(defined(__x86_64__) || defined(__aarch64__))
+namespace portable {
+extern const Kernels kernels;
+}
+namespace baseline = portable;
+#elif defined(__aarch64__)
+namespace neon {
+extern const Kernels kernels;
+}
+namespace baseline = neon;
+#else
+namespace sse2 {
+extern const Kernels kernels;
+}
+namespace avx2 {
+extern const Kernels kernels;
+}
+namespace avx512 {
+extern const Kernels kernels;
+}
+namespace baseline = sse2;
+#endif
+
+} // namespace kelvane

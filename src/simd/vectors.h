@@ -1,0 +1,52 @@
+// Vectors of the compiler's own kind, as long as the registers of the target at hand, which has
+// defined `KELVANE_TARGET`, the name of its namespace, and `vectorBytes`. Everything that a target
+// compiles has internal linkage, so that no code of one instruction set is ever shared with
+// another.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace kelvane::KELVANE_TARGET {
+
+namespace {
+
+using U8 [[gnu::vector_size(vectorBytes)]] = uint8_t;
+using U16 [[gnu::vector_size(vectorBytes)]] = uint16_t;
+using I16 [[gnu::vector_size(vectorBytes)]] = int16_t;
+using U32 [[gnu::vector_size(vectorBytes)]] = uint32_t;
+using I32 [[gnu::vector_size(vectorBytes)]] = int32_t;
+using U64 [[gnu::vector_size(vectorBytes)]] = uint64_t;
+
+// A vector, or a single value for what no vector fits.
+template <typename Value>
+[[gnu::always_inline]] inline Value load(const void* bytes) {
+    Value value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+template <typename Value>
+[[gnu::always_inline]] inline void store(void* bytes, Value value) {
+    std::memcpy(bytes, &value, sizeof value);
+}
+
+template <typename Value>
+[[gnu::always_inline]] inline Value smaller(Value a, Value b) {
+    return a < b ? a : b;
+}
+
+template <typename Value>
+[[gnu::always_inline]] inline Value larger(Value a, Value b) {
+    return a > b ? a : b;
+}
+
+// Where a vector of `size` elements starts that shall process from `position`: the last one of a
+// row goes over some elements again, so that it ends with the row.
+[[gnu::always_inline]] inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
+    return smaller(position, count - size);
+}
+
+} // namespace
+
+} // namespace kelvane::KELVANE_TARGET
