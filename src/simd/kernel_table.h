@@ -2,8 +2,12 @@
 // brought, and their table.
 #include "simd/kernels.h"
 
+#include "simd/kernels/extremum.h"
+
 namespace kelvane::KELVANE_TARGET {
 
-constinit const Kernels kernels = {};
+constinit const Kernels kernels = {
+    .filterExtremum = filterExtremum,
+};
 
 } // namespace kelvane::KELVANE_TARGET

@@ -12,7 +12,24 @@
 
 namespace kelvane {
 
-struct Kernels {};
+// The rectangle of pixel (x, y) covers the columns x - radius to x + radius and the rows
+// y - radius to y + radius + 1, as far as they lie in the image.
+struct ExtremumTask {
+    const unsigned char* source;
+    unsigned char* destination; // the source itself, or does not overlap it
+    int64_t width;              // at least 1, like the height and the radius
+    int64_t height;
+    int64_t pitch;
+    int64_t channels;       // 1 to 4
+    int64_t radius;         // in pixels
+    unsigned char inverted; // 0 for the minimum, 255 for the maximum
+};
+
+struct Kernels {
+    // Minimum or maximum over the rectangle of every pixel. `working` holds 2 * radius + 4 rows of
+    // channels * (width + 2 * radius + 18) + 8 bytes, and 128 bytes more.
+    void (*filterExtremum)(const ExtremumTask& task, unsigned char* working);
+};
 
 // Those for rows of `rowBytes`: of the widest instruction set of this processor of which a row
 // fills at least one vector, otherwise of the one that all processors have.

@@ -1,83 +1,75 @@
-// The extremum filter, written once and compiled for every instruction set. Everything has internal
-// linkage, so that no code of one instruction set is ever shared with another.
+// Minimum or maximum over a rectangle around every pixel.
 #pragma once
 
-#include "platform/prefetch.h"
-#include "roi/extremum_filter.h"
-#include "roi/extremum_vectors.h"
-#include "roi/narrow_extremum_kernel.h"
+#include "simd/kernels/extremum_radius_one.h"
 
-#include <algorithm>
-#include <cstring>
-
-namespace kelvane {
+namespace kelvane::KELVANE_TARGET {
 
 namespace {
 
 // The buffers of one call. The maximum of bytes is the complement of their complements' minimum:
 // everything in here is complemented for it.
 struct Rows {
-    unsigned char* scratch[2]; // room for a row and its margins
-    unsigned char* beginning;  // in the place of row 0; the others follow it
+    uint8_t* scratch[2]; // room for a row and its margins
+    uint8_t* beginning;  // in the place of row 0; the others follow it
     int64_t stride;
 
-    unsigned char* slot(int64_t i) const { return beginning + i * stride; }
+    uint8_t* slot(int64_t i) const { return beginning + i * stride; }
 };
 
 // A row, with margins of 255, whose bytes stand for the pixels of a span that begins at theirs.
 // The minimum of up to three of them that overlap or adjoin stands for a longer span.
 struct SpanRow {
-    const unsigned char* bytes;
+    const uint8_t* bytes;
     int64_t last;   // the distance of the last span
     int64_t middle; // and of one between, or 0 when two spans suffice
 };
 
 template <bool three, typename Lanes>
 Lanes widened(const SpanRow& spans, int64_t x) {
-    const unsigned char* const bytes = spans.bytes + x;
-    const Lanes ends =
-        least<Lanes>(loadVector<Lanes>(bytes), loadVector<Lanes>(bytes + spans.last));
-    return three ? least<Lanes>(ends, loadVector<Lanes>(bytes + spans.middle)) : ends;
+    const uint8_t* const bytes = spans.bytes + x;
+    const Lanes ends = smaller<Lanes>(load<Lanes>(bytes), load<Lanes>(bytes + spans.last));
+    return three ? smaller<Lanes>(ends, load<Lanes>(bytes + spans.middle)) : ends;
 }
 
-SpanRow toWiden(const unsigned char* bytes, int64_t span, int64_t next, int64_t channels) {
+SpanRow toWiden(const uint8_t* bytes, int64_t span, int64_t next, int64_t channels) {
     const int64_t last = next - span;
     return {bytes, last * channels, next > 2 * span ? (last + 1) / 2 * channels : 0};
 }
 
-void widenThreefold(const SpanRow& spans, int64_t count, unsigned char* to) {
+void widenThreefold(const SpanRow& spans, int64_t count, uint8_t* to) {
     forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
-        storeVector<Lanes>(to + x, widened<true, Lanes>(spans, x));
+        store<Lanes>(to + x, widened<true, Lanes>(spans, x));
     });
 }
 
 // Makes spans of three pixels, of which those at the ends reach into the margins.
-void makeSpansOfThree(const unsigned char* row, const ExtremumTask& task, int64_t margin,
-                      unsigned char* out, int64_t ahead) {
+void makeSpansOfThree(const uint8_t* row, const ExtremumTask& task, int64_t margin, uint8_t* out) {
     const int64_t channels = task.channels;
     const int64_t rowBytes = task.width * channels;
-    const unsigned char inverted = task.inverted;
+    const uint8_t inverted = task.inverted;
     const auto outer = static_cast<size_t>(margin - 2 * channels);
     std::memset(out, 255, outer);
     out += margin;
-    const unsigned char* const rowEnd = row + rowBytes;
-    unsigned char* const outEnd = out + rowBytes;
+    const uint8_t* const rowEnd = row + rowBytes;
+    uint8_t* const outEnd = out + rowBytes;
     for (int64_t x = -channels; x < 0; ++x) {
-        const auto leftmost = static_cast<unsigned char>(row[channels + x] ^ inverted);
-        const auto rightmost = static_cast<unsigned char>(rowEnd[x] ^ inverted);
+        const auto leftmost = static_cast<uint8_t>(row[channels + x] ^ inverted);
+        const auto rightmost = static_cast<uint8_t>(rowEnd[x] ^ inverted);
         out[x - channels] = leftmost;
-        out[x] = std::min(leftmost, static_cast<unsigned char>(row[2 * channels + x] ^ inverted));
+        out[x] = smaller(leftmost, static_cast<uint8_t>(row[2 * channels + x] ^ inverted));
         outEnd[x - channels] =
-            std::min(static_cast<unsigned char>(rowEnd[x - channels] ^ inverted), rightmost);
+            smaller(static_cast<uint8_t>(rowEnd[x - channels] ^ inverted), rightmost);
         outEnd[x] = rightmost;
     }
+    const int64_t further = rowsAhead * task.pitch;
     const auto makeAs = [=]<bool maximum>() {
         forEachVector<true>(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
-            prefetchLine(row + ahead + x);
-            const Lanes ends = extremeOf<maximum>(loadVector<Lanes>(row + x),
-                                                  loadVector<Lanes>(row + x + 2 * channels));
-            const Lanes all = extremeOf<maximum>(ends, loadVector<Lanes>(row + x + channels));
-            storeVector<Lanes>(out + x, maximum ? all ^ inverted : all);
+            prefetchLine(row + x, further);
+            const Lanes ends =
+                extremeOf<maximum>(load<Lanes>(row + x), load<Lanes>(row + x + 2 * channels));
+            const Lanes all = extremeOf<maximum>(ends, load<Lanes>(row + x + channels));
+            store<Lanes>(out + x, maximum ? all ^ inverted : all);
         });
     };
     if (inverted != 0)
@@ -87,8 +79,7 @@ void makeSpansOfThree(const unsigned char* row, const ExtremumTask& task, int64_
     std::memset(outEnd, 255, outer);
 }
 
-void copyWithMargins(const unsigned char* row, const ExtremumTask& task, int64_t margin,
-                     unsigned char* out) {
+void copyWithMargins(const uint8_t* row, const ExtremumTask& task, int64_t margin, uint8_t* out) {
     const int64_t rowBytes = task.width * task.channels;
     std::memset(out, 255, static_cast<size_t>(margin));
     for (int64_t x = 0; x < rowBytes; ++x)
@@ -97,21 +88,22 @@ void copyWithMargins(const unsigned char* row, const ExtremumTask& task, int64_t
 }
 
 // The row but for the last step to the pixels x - radius to x + radius.
-SpanRow filterRow(const unsigned char* row, const ExtremumTask& task, int64_t radius,
-                  const Rows& rows, int64_t ahead) {
+SpanRow filterRow(const uint8_t* row, const ExtremumTask& task, int64_t radius, const Rows& rows) {
     const int64_t margin = radius * task.channels;
     const int64_t length = 2 * radius + 1;
-    unsigned char* from = rows.scratch[0];
-    unsigned char* other = rows.scratch[1];
+    uint8_t* from = rows.scratch[0];
+    uint8_t* other = rows.scratch[1];
     int64_t span = radius < 2 ? 1 : 3;
     if (span == 1)
         copyWithMargins(row, task, margin, from);
     else
-        makeSpansOfThree(row, task, margin, from, ahead);
+        makeSpansOfThree(row, task, margin, from);
     for (int64_t next = 3 * span; next < length; next = 3 * span) {
         widenThreefold(toWiden(from, span, next, task.channels),
                        (task.width + length - next) * task.channels, other);
-        std::swap(from, other);
+        uint8_t* const free = from;
+        from = other;
+        other = free;
         span = next;
     }
     return toWiden(from, span, length, task.channels);
@@ -123,22 +115,22 @@ void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
     if (last <= first)
         return;
     const auto makeColumns = [=]<typename Lanes, int64_t vectors>(int64_t x) {
-        unsigned char* row = rows.slot(last) + x;
+        uint8_t* row = rows.slot(last) + x;
         Lanes ends[vectors];
         for (int64_t v = 0; v < vectors; ++v)
-            ends[v] = loadVector<Lanes>(row + vectorBytes * v);
+            ends[v] = load<Lanes>(row + vectorBytes * v);
         for (int64_t i = last; i > first; --i) {
             row -= rows.stride;
 #pragma GCC unroll 4
             for (int64_t v = 0; v < vectors; ++v) {
-                ends[v] = least<Lanes>(ends[v], loadVector<Lanes>(row + vectorBytes * v));
-                storeVector<Lanes>(row + vectorBytes * v, ends[v]);
+                ends[v] = smaller<Lanes>(ends[v], load<Lanes>(row + vectorBytes * v));
+                store<Lanes>(row + vectorBytes * v, ends[v]);
             }
         }
     };
     int64_t x = 0;
     for (; x + 64 <= count; x += 64)
-        makeColumns.template operator()<Vector, 64 / vectorBytes>(x);
+        makeColumns.template operator()<U8, 64 / vectorBytes>(x);
     if (x < count)
         forEachVector(count - x, [=]<typename Lanes>(int64_t rest) {
             makeColumns.template operator()<Lanes, 1>(x + rest);
@@ -148,25 +140,26 @@ void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
 // Where the parts of a rectangle lie. Where one is missing another one that takes part anyway
 // stands in for it.
 struct Parts {
-    const unsigned char* before; // the beginning without the row
-    const unsigned char* end;
-    unsigned char* out; // the slot itself where there is no rectangle yet
-    int64_t ahead;      // from there to the next row, or 0
-    unsigned char* slot;
-    unsigned char* beginning; // may be the slot, too
+    const uint8_t* before; // the beginning without the row
+    const uint8_t* end;
+    uint8_t* out; // the slot itself where there is no rectangle yet
+    uint8_t* slot;
+    uint8_t* beginning; // may be the slot, too
 };
 
 // Finishes a row, takes it into the beginning, and writes that with the end.
-void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char inverted) {
+void join(const SpanRow& spans, const Parts& parts, const ExtremumTask& task) {
+    const int64_t pitch = task.pitch;
+    const uint8_t inverted = task.inverted;
     const auto joinAs = [&]<bool three>() {
-        forEachVector<true>(count, [=]<typename Lanes>(int64_t x) {
+        forEachVector<true>(task.width * task.channels, [=]<typename Lanes>(int64_t x) {
             const Lanes row = widened<three, Lanes>(spans, x);
-            const Lanes joined = least<Lanes>(row, loadVector<Lanes>(parts.before + x));
-            prefetchDestination(parts.out + parts.ahead + x);
-            storeVector<Lanes>(parts.out + x,
-                               least<Lanes>(joined, loadVector<Lanes>(parts.end + x)) ^ inverted);
-            storeVector<Lanes>(parts.slot + x, row);
-            storeVector<Lanes>(parts.beginning + x, joined);
+            const Lanes joined = smaller<Lanes>(row, load<Lanes>(parts.before + x));
+            prefetchDestination(parts.out + x, pitch);
+            store<Lanes>(parts.out + x,
+                         smaller<Lanes>(joined, load<Lanes>(parts.end + x)) ^ inverted);
+            store<Lanes>(parts.slot + x, row);
+            store<Lanes>(parts.beginning + x, joined);
         });
     };
     if (spans.middle == 0)
@@ -175,17 +168,15 @@ void join(const SpanRow& spans, const Parts& parts, int64_t count, unsigned char
         joinAs.template operator()<true>();
 }
 
-constexpr int64_t prefetchedRows = 4; // ahead
-
 // Down the columns the rows fall into blocks of the rectangle's height, so that every rectangle is
 // the end of one block and the beginning of the next: the minimum of a block's rows from one row
 // on, and of the next block's rows up to another (van Herk; Gil and Werman). Ends are made in
 // place once a block is complete, and each leaves its place to a row of the next block after its
 // use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
 // memory is spent on those outside the image.
-void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
-    const int64_t columnRadius = std::min(task.radius, task.width - 1);
-    const int64_t rowRadius = std::min(task.radius, task.height - 1);
+void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
+    const int64_t columnRadius = smaller(task.radius, task.width - 1);
+    const int64_t rowRadius = smaller(task.radius, task.height - 1);
     const int64_t rowBytes = task.width * task.channels;
     const int64_t blockRows = 2 * rowRadius + 2;
     const int64_t firstInImage = rowRadius;
@@ -197,38 +188,33 @@ void filterByBlocks(const ExtremumTask& task, unsigned char* working) {
 
     const int64_t rowCount = task.height + blockRows - 1;
     for (int64_t start = 0; start < rowCount; start += blockRows) {
-        const int64_t length = std::min(blockRows, rowCount - start);
+        const int64_t length = smaller(blockRows, rowCount - start);
         for (int64_t i = 0; i < length; ++i) {
             const int64_t row = start + i;
             const int64_t y = row - blockRows + 1; // the rectangle from row y to this one
             if (row < firstInImage)
                 continue;
-            const int64_t endStart = start == blockRows ? std::max(i + 1, firstInImage) : i + 1;
-            const unsigned char* const end =
-                y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : nullptr;
-            unsigned char* const out = y >= 0 ? task.destination + y * task.pitch : rows.slot(i);
-            const unsigned char* const beginning = start > lastInImage ? end : rows.beginning;
+            const int64_t endStart = start == blockRows ? larger(i + 1, firstInImage) : i + 1;
+            const uint8_t* const end = y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : nullptr;
+            uint8_t* const out = y >= 0 ? task.destination + y * task.pitch : rows.slot(i);
+            const uint8_t* const beginning = start > lastInImage ? end : rows.beginning;
             SpanRow spans = {beginning, 0, 0}; // below the image there is nothing to add
-            const unsigned char* before = beginning;
+            const uint8_t* before = beginning;
             if (row <= lastInImage) {
-                const int64_t ahead =
-                    row + prefetchedRows <= lastInImage ? prefetchedRows * task.pitch : 0;
                 spans = filterRow(task.source + (row - rowRadius) * task.pitch, task, columnRadius,
-                                  rows, ahead);
+                                  rows);
                 if (i == 0 || row == firstInImage)
                     before = spans.bytes;
             }
-            join(spans,
-                 {before, end != nullptr ? end : before, out,
-                  y >= 0 && y + 1 < task.height ? task.pitch : 0, rows.slot(i), rows.beginning},
-                 rowBytes, task.inverted);
+            join(spans, {before, end != nullptr ? end : before, out, rows.slot(i), rows.beginning},
+                 task);
         }
-        makeEnds(rows, std::max<int64_t>(firstInImage - start, 1),
-                 std::min(blockRows - 1, lastInImage - start), rowBytes);
+        makeEnds(rows, larger<int64_t>(firstInImage - start, 1),
+                 smaller(blockRows - 1, lastInImage - start), rowBytes);
     }
 }
 
-void filterImage(const ExtremumTask& task, unsigned char* working) {
+void filterExtremum(const ExtremumTask& task, uint8_t* working) {
     if (task.radius > 1)
         return filterByBlocks(task, working);
     if (task.inverted == 0)
@@ -238,4 +224,4 @@ void filterImage(const ExtremumTask& task, unsigned char* working) {
 
 } // namespace
 
-} // namespace kelvane
+} // namespace kelvane::KELVANE_TARGET
