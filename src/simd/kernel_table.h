@@ -3,10 +3,15 @@
 #include "simd/kernels.h"
 
 #include "simd/kernels/extremum.h"
+#include "simd/kernels/sample_differences.h"
 
 namespace kelvane::KELVANE_TARGET {
 
 constinit const Kernels kernels = {
+    .sumSampleDifferences = {sumSampleDifferences<LumaSampler>,
+                             sumSampleDifferences<PackedLumaSampler>,
+                             sumSampleDifferences<Rgb565Sampler>,
+                             sumSampleDifferences<Xrgb32Sampler>},
     .filterExtremum = filterExtremum,
 };
 

@@ -25,7 +25,24 @@ struct ExtremumTask {
     unsigned char inverted; // 0 for the minimum, 255 for the maximum
 };
 
+// How the pixels of an image hold their luma.
+enum class PixelLayout { Luma, PackedLuma, Rgb565, Xrgb32 };
+
+// A grid of samples, one for each 4 x 4 pixels.
+struct SampledArea {
+    const unsigned char* first; // pixel of the first sample
+    int64_t pitch;
+    int64_t columns; // at least 1, like the rows
+    int64_t rows;
+};
+
 struct Kernels {
+    // The sum, over all samples but those of the first row and column, of the differences to the
+    // left and to the upper neighbour, for each `PixelLayout`. A sample is the rounded mean luma of
+    // the pixels (0, 0), (2, 0), (0, 2) and (2, 2) of its square; nothing after them is read of a
+    // row's last square. `scratch` holds two rows of `columns` bytes, each rounded up to 4.
+    int64_t (*sumSampleDifferences[4])(const SampledArea& area, unsigned char* scratch);
+
     // Minimum or maximum over the rectangle of every pixel. `working` holds 2 * radius + 4 rows of
     // channels * (width + 2 * radius + 18) + 8 bytes, and 128 bytes more.
     void (*filterExtremum)(const ExtremumTask& task, unsigned char* working);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace kelvane::KELVANE_TARGET {
 
@@ -45,6 +46,31 @@ template <typename Value>
 // row goes over some elements again, so that it ends with the row.
 [[gnu::always_inline]] inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
     return smaller(position, count - size);
+}
+
+// From the lane `first` on every second one of both, block by block of 16 bytes: two of the one,
+// then two of the other.
+template <int first, int... lane>
+[[gnu::always_inline]] inline U32 everySecond(U32 a, U32 b, std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(
+        a, b, (lane / 4 * 4 + lane % 2 * 2 + first + lane % 4 / 2 * (vectorBytes / 4))...);
+}
+
+using LaneIndexes = std::make_integer_sequence<int, vectorBytes / 4>;
+
+[[gnu::always_inline]] inline U32 evenLanes(U32 a, U32 b) {
+    return everySecond<0>(a, b, LaneIndexes());
+}
+[[gnu::always_inline]] inline U32 oddLanes(U32 a, U32 b) {
+    return everySecond<1>(a, b, LaneIndexes());
+}
+
+// All bits of the first `count` bytes.
+[[gnu::always_inline]] inline U8 firstLanes(int64_t count) {
+    U8 lanes = {};
+    for (int i = 0; i < vectorBytes; ++i)
+        lanes[i] = static_cast<uint8_t>(i);
+    return (U8)(lanes < static_cast<uint8_t>(count));
 }
 
 } // namespace
