@@ -98,6 +98,10 @@ template <int step, int start>
 inline I16 packed(I32 a, I32 b) { return (I16)_mm256_packs_epi32((__m256i)a, (__m256i)b); }
 inline U8 packed(I16 a, I16 b) { return (U8)_mm256_packus_epi16((__m256i)a, (__m256i)b); }
 
+inline U16 lowHalves(U32 a, U32 b) {
+    return (U16)_mm256_packus_epi32((__m256i)(a & 0xFFFF), (__m256i)(b & 0xFFFF));
+}
+
 // Puts into the order of memory what was packed from runs of `run` bytes of every block.
 template <int run>
 inline U8 inOrder(U8 blocks) {

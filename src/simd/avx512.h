@@ -95,6 +95,10 @@ template <int start>
 inline I16 packed(I32 a, I32 b) { return (I16)_mm512_packs_epi32((__m512i)a, (__m512i)b); }
 inline U8 packed(I16 a, I16 b) { return (U8)_mm512_packus_epi16((__m512i)a, (__m512i)b); }
 
+inline U16 lowHalves(U32 a, U32 b) {
+    return (U16)_mm512_packus_epi32((__m512i)(a & 0xFFFF), (__m512i)(b & 0xFFFF));
+}
+
 // Puts into the order of memory what was packed from runs of `run` bytes of every block.
 template <int run>
 inline U8 inOrder(U8 blocks) {

@@ -50,6 +50,8 @@ inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
 inline I16 packed(I32 a, I32 b) { return (I16)vuzp1q_s16((int16x8_t)a, (int16x8_t)b); }
 inline U8 packed(I16 a, I16 b) { return (U8)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b); }
 
+inline U16 lowHalves(U32 a, U32 b) { return (U16)packed((I32)a, (I32)b); }
+
 // Puts into the order of memory what was packed from runs of `run` bytes of every block.
 template <int run>
 inline U8 inOrder(U8 blocks) {

@@ -67,6 +67,8 @@ inline U8 packed(I16 a, I16 b) {
     return both;
 }
 
+inline U16 lowHalves(U32 a, U32 b) { return (U16)packed((I32)a, (I32)b); }
+
 // Puts into the order of memory what was packed from runs of `run` bytes of every block.
 template <int run>
 inline U8 inOrder(U8 blocks) {

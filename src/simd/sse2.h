@@ -76,6 +76,8 @@ inline U8 narrowed(U16 low, U16 high) { return (U8)_mm_packus_epi16((__m128i)low
 inline I16 packed(I32 a, I32 b) { return (I16)_mm_packs_epi32((__m128i)a, (__m128i)b); }
 inline U8 packed(I16 a, I16 b) { return (U8)_mm_packus_epi16((__m128i)a, (__m128i)b); }
 
+inline U16 lowHalves(U32 a, U32 b) { return (U16)packed((I32)a << 16 >> 16, (I32)b << 16 >> 16); }
+
 // Puts into the order of memory what was packed from runs of `run` bytes of every block.
 template <int run>
 inline U8 inOrder(U8 blocks) {

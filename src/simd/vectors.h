@@ -71,12 +71,21 @@ using LaneIndexes = std::make_integer_sequence<int, vectorBytes / 4>;
     return everySecond<1>(a, b, LaneIndexes());
 }
 
+template <int... lane>
+[[gnu::always_inline]] inline U8 lanesBelow(int64_t count, std::integer_sequence<int, lane...>) {
+    return (U8)(U8{lane...} < static_cast<uint8_t>(count));
+}
+
 // All bits of the first `count` bytes.
 [[gnu::always_inline]] inline U8 firstLanes(int64_t count) {
-    U8 lanes = {};
-    for (int i = 0; i < vectorBytes; ++i)
-        lanes[i] = static_cast<uint8_t>(i);
-    return (U8)(lanes < static_cast<uint8_t>(count));
+    return lanesBelow(count, std::make_integer_sequence<int, vectorBytes>());
+}
+
+[[gnu::always_inline]] inline int64_t sumOfLanes(U64 a) {
+    int64_t sum = 0;
+    for (int64_t i = 0; i < vectorBytes / 8; ++i)
+        sum += static_cast<int64_t>(a[i]);
+    return sum;
 }
 
 } // namespace

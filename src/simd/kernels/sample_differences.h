@@ -58,7 +58,7 @@ struct Rgb565Sampler {
         return (9798 * red + 9617 * green + 3736 * blue + 8192) >> 14;
     }
     static U16 evenPixels(const uint8_t* row) {
-        return (U16)packed(load<I32>(row) << 16 >> 16, load<I32>(row + vectorBytes) << 16 >> 16);
+        return lowHalves(load<U32>(row), load<U32>(row + vectorBytes));
     }
     static I32 sums(const uint8_t* upper, const uint8_t* lower) {
         const U16 a = evenPixels(upper), b = evenPixels(lower);
@@ -135,16 +135,16 @@ void sampleRow(const SampledArea& area, const uint8_t* upper, uint8_t* samples) 
         samples[x] = static_cast<uint8_t>(Sampler::plain(upper + step * x, lower + step * x));
 }
 
-// Sum over x >= 1 of the differences to the left and to the upper neighbour. From the right, so
-// that the vector at the left end counts what the others left.
-int64_t differencesOf(const uint8_t* row, const uint8_t* above, int64_t columns) {
-    int64_t sum = 0;
+// Adds the differences to the left and to the upper neighbour, of every sample but the first. From
+// the right, so that the vector at the left end counts what the others left.
+U64 addNeighbourDifferences(U64 sums, const uint8_t* row, const uint8_t* above, int64_t columns) {
     if (columns <= vectorBytes) {
+        int32_t sum = 0;
         for (int64_t x = 1; x < columns; ++x)
             sum += std::abs(row[x] - row[x - 1]) + std::abs(row[x] - above[x]);
-        return sum;
+        sums[0] += static_cast<uint64_t>(sum);
+        return sums;
     }
-    U64 sums = {};
     const auto add = [&](int64_t x, U8 counted) {
         const U8 here = load<U8>(row + x) & counted;
         sums = addDifferences(sums, here, load<U8>(row + x - 1) & counted);
@@ -154,9 +154,7 @@ int64_t differencesOf(const uint8_t* row, const uint8_t* above, int64_t columns)
     for (; x >= 1; x -= vectorBytes)
         add(x, ~U8{});
     add(1, firstLanes(x + vectorBytes - 1));
-    for (int i = 0; i < vectorBytes / 8; ++i)
-        sum += static_cast<int64_t>(sums[i]);
-    return sum;
+    return sums;
 }
 
 template <typename Sampler>
@@ -165,16 +163,16 @@ int64_t sumSampleDifferences(const SampledArea& area, uint8_t* scratch) {
     uint8_t* above = scratch;
     uint8_t* row = scratch + (area.columns + 3) / 4 * 4;
     sampleRow<Sampler>(area, upper, above);
-    int64_t sum = 0;
+    U64 sums = {};
     for (int64_t y = 1; y < area.rows; ++y) {
         upper += 4 * area.pitch;
         sampleRow<Sampler>(area, upper, row);
-        sum += differencesOf(row, above, area.columns);
+        sums = addNeighbourDifferences(sums, row, above, area.columns);
         uint8_t* const sampled = row;
         row = above;
         above = sampled;
     }
-    return sum;
+    return sumOfLanes(sums);
 }
 
 } // namespace
