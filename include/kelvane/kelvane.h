@@ -177,8 +177,9 @@ KELVANE_API void VantMemCpy(void* destination, const void* source, long size);
 KELVANE_API void VantMemMove(void* destination, const void* source, long size);
 KELVANE_API long VantMemCmp(const void* first, const void* second, long size);
 
-/* The version of the memory layer. The record belongs to the library; every call returns the same
- * address and rewrites the same constant values. */
+/* The version of the memory layer. The record belongs to the library and every call returns the
+ * same address; numbers or a version text that a caller has changed are restored. Threads may call
+ * it at the same time. */
 KELVANE_API _tag_VERSION_INFO* Vantix_GetVersion(void);
 
 /* ---------------------------------------------------------------------------------------------
