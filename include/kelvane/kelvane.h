@@ -546,8 +546,8 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
  *
  * Planes of `width` x `height` pixels, one byte each, or three interleaved bytes each when the
  * format is 0x201; any other format value means one byte. Channels are filtered independently.
- * Source and destination share size and pitch (bytes, at least width * channels); they are the
- * same buffer or do not overlap.
+ * Source and destination share size and pitch (bytes, at least width * channels, and negative for
+ * bottom-up planes); they are the same buffer or do not overlap.
  *
  * A box filter with running column sums (McDonnell, 1981) and a fixed-point reciprocal of the
  * window's area: the time per pixel does not depend on the radii. A Gaussian is approximated by
@@ -560,8 +560,8 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
  * windows of more than 2^23 pixels. Padding bytes are not written.
  *
  * Memory, in this order, with the window's clipped widths lying between wmin and wmax and its
- * heights between hmin and hmax: width * channels * 4 bytes; in place, when n > 0, n * pitch bytes
- * with n = min(top + 1, height - top - 1); (wmax - wmin + 1) * (hmax - hmin + 1) * 4 bytes.
+ * heights between hmin and hmax: width * channels * 4 bytes; in place, when n > 0, n * |pitch|
+ * bytes with n = min(top + 1, height - top - 1); (wmax - wmin + 1) * (hmax - hmin + 1) * 4 bytes.
  * For radii that fit the image wmin = min(left, right) + 1 and wmax = left + right + 1.
  *
  * ERR_INVALID_PARAM: null source or destination, a negative radius, left + right or top + bottom
@@ -575,8 +575,9 @@ KELVANE_API long GB_BoxBlurA(void* memHandle, const unsigned char* source, long 
  * one) by box filters of radius r = size / 2 in all directions: three when the pitch equals the
  * width, otherwise two; the second and third work in place on the destination.
  *
- * A size of 1 or less copies height * pitch bytes, padding included, unless source and destination
- * are the same. A plane no wider than 2r is left alone: the destination is not written.
+ * A size of 1 or less copies height * pitch bytes, padding included (a bottom-up plane is copied
+ * row by row), unless source and destination are the same. A plane no wider than 2r is left alone:
+ * the destination is not written.
  *
  * ERR_INVALID_PARAM: null source or destination, an empty plane, a pitch that is too small; nothing
  * is written. ERR_NO_MEMORY: a pass ran out of memory; the destination holds the passes before. */
