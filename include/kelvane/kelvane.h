@@ -531,13 +531,13 @@ KELVANE_API long imgResize(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
  * an image one pixel wide or high counts as grey. The three channels of 0x201 are resized alike
  * and keep their order.
  *
- * A destination size of 0 or less writes nothing, which is no error. Pitches are trusted and may
- * be negative. Scratch: one block of 60 * dstWidth + 4 * dstHeight bytes, where that is positive,
- * from `memHandle`.
+ * A source or destination size of 0 or less writes nothing, which is no error, and planes may then
+ * be null. Pitches are trusted and may be negative. Scratch: one block of
+ * 60 * dstWidth + 4 * dstHeight bytes, where that is positive, from `memHandle`.
  *
- * ERR_INVALID_PARAM: a null argument or a null plane with pixels, a source side below 1 or of
- * 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY: the
- * scratch block, which is asked for before the source is looked at. Nothing is written. */
+ * ERR_INVALID_PARAM: a null source; where there are pixels, a null destination or plane, a source
+ * side of 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY:
+ * the scratch block, which is asked for before the source is looked at. Nothing is written. */
 KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
                                         unsigned char* dst, long dstWidth, long dstHeight,
                                         long dstPitch);
