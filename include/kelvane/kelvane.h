@@ -641,7 +641,7 @@ typedef struct _tag_ROI_INFO _tag_ROI_INFO;
 
 /* 16 patches of one level, in a 4 x 4 grid over the frame. */
 struct _tag_BitMap_Struct {
-    unsigned char* data; /* `rows` x `rowBytes`; null when `rows` is 0 */
+    unsigned char* data; /* `rows` x `rowBytes` */
     int64_t widthBits;   /* over all four patch columns, a multiple of 32 */
     int64_t rows;        /* over all four patch rows, a multiple of 4 */
     int64_t rowBytes;    /* widthBits / 8 + 4 */
@@ -680,7 +680,7 @@ KELVANE_API long Alignment_Uninit(void** ctx);
  * than 0 or 1, frames that differ or that are not of the size of the context's first alignment;
  * nothing is changed.
  * ERR_NO_MEMORY, in a context's first alignment alone: the context is left as a fresh one, and the
- * results are zero. */
+ * results are zero. An arena refuses the empty bitmap set of a very thin frame. */
 KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
                                        long** results, long recompute);
 
@@ -701,9 +701,9 @@ KELVANE_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN*
                                    unsigned char* reserved, long* outThreshold, long width,
                                    long height, long pitch, long* histogram);
 
-/* Allocates a bitmap set, with the context's memory handle; null without an error when no level
- * has a pixel row. `firstRowBytes` is not read. ERR_INVALID_PARAM: null, or sizes and levels that
- * no frame has. ERR_NO_MEMORY: `*outSet` is unchanged. */
+/* Allocates a bitmap set, with the context's memory handle. `firstRowBytes` is not read.
+ * ERR_INVALID_PARAM: null, or sizes and levels that no frame has. ERR_NO_MEMORY, in an arena also
+ * for an empty set, of which no level has a pixel row: `*outSet` is unchanged. */
 KELVANE_API long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet,
                                             long width, long height, long levels, long k,
                                             long firstRowBytes);
@@ -732,8 +732,8 @@ KELVANE_API void ComputeGraymaps2(unsigned char* src, long width, long height, l
                                   unsigned char* dst, long dstWidth, long dstHeight, long dstStride,
                                   long level, long format);
 
-/* Allocates a pyramid; null without an error when `levels` <= `k`. `firstRowBytes` is not read.
- * ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
+/* Allocates a pyramid; null without an error when `levels` <= `k`, whatever the other arguments.
+ * `firstRowBytes` is not read. ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
 KELVANE_API long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx,
                                                _tag_BitPyramid_Struct** outPyramid, long width,
                                                long height, long levels, long k,
