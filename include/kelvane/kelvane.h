@@ -695,8 +695,8 @@ KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, 
 
 /* The threshold of `image`: of the two cuts next to the median, the one that splits the pixels
  * more evenly; -1 for a format without 8-bit luma and for a frame of less than two pixels. Frames
- * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `histogram` holds 256
- * counters of scratch, `outThreshold` may be null; context and `reserved` are not read. */
+ * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `outThreshold` may be
+ * null; context, `reserved` and `histogram` (room for 256 counters) are not touched. */
 KELVANE_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image,
                                    unsigned char* reserved, long* outThreshold, long width,
                                    long height, long pitch, long* histogram);
