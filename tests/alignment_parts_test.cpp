@@ -1,4 +1,5 @@
 #include "support/alignment_parts.h"
+#include "support/arena.h"
 
 namespace {
 
@@ -47,12 +48,31 @@ TEST(AlignmentParts, RefuseSizesThatNoFrameHas) {
     for (const auto& [width, height, levels, k] : sizes) {
         _tag_ZEP_ABDEBLUR context{};
         unsigned char* set = nullptr;
-        _tag_BitPyramid_Struct* pyramid = nullptr;
+        _tag_BitPyramid_Struct untouched, *pyramid = &untouched;
         EXPECT_EQ(ERR_INVALID_PARAM,
                   Alloc_ComputeBitMaps_Video(&context, &set, width, height, levels, k, 4));
-        EXPECT_EQ(ERR_INVALID_PARAM,
-                  Alloc_ComputeBitPyramid_Video(&context, &pyramid, width, height, levels, k, 4));
-        EXPECT_TRUE(set == nullptr && pyramid == nullptr);
+        const bool none = levels <= k; // which comes before any fault
+        EXPECT_EQ(none ? ERR_NONE : ERR_INVALID_PARAM,
+                  Alloc_ComputeBitPyramid_Video(none ? nullptr : &context, &pyramid, width, height,
+                                                levels, k, 4));
+        EXPECT_TRUE(set == nullptr && pyramid == (none ? nullptr : &untouched));
+    }
+}
+
+// 600 x 1 pixels have no row at any stored level, and none of a patch.
+TEST(AlignmentParts, AskForEmptyBlocks) {
+    const Arena arena(4096);
+    for (void* const memory : {arena.handle(), static_cast<void*>(nullptr)}) {
+        const long code = memory == nullptr ? ERR_NONE : ERR_NO_MEMORY;
+        _tag_ZEP_ABDEBLUR context{};
+        context.memHandle = memory;
+        unsigned char* set = nullptr;
+        _tag_BitPyramid_Struct* pyramid = nullptr;
+        EXPECT_EQ(code, Alloc_ComputeBitMaps_Video(&context, &set, 600, 1, 4, 3, 4));
+        EXPECT_EQ(code, Alloc_ComputeBitPyramid_Video(&context, &pyramid, 600, 1, 4, 3, 4));
+        EXPECT_TRUE((set == nullptr) == (memory != nullptr) && arena.isEmpty());
+        VantMemFree(memory, set);
+        ReleasePyrBit(&context, &pyramid);
     }
 }
 

@@ -62,6 +62,29 @@ TEST(Alignment, TakesACentreThatCostsFourteen) {
     }
 }
 
+// Whatever is counted or written there between two alignments.
+TEST(Alignment, LetsCallersUseTheHistogram) {
+    Random random;
+    AlignmentFrame first(random, 200, 90, 0x601, 0), second(random, 200, 90, 0x601, 0);
+    AlignmentFrame wider(random, 201, 90, 0x601, 0);
+    paintPair(random, first, second, 6);
+    const Context plain, used;
+    uint64_t* const histogram = used.record().histogram;
+    for (int call = 0; call < 3; ++call) {
+        if (call == 1) {
+            TorInterThreshold(nullptr, &wider.image, nullptr, nullptr, 201, 90, 201,
+                              reinterpret_cast<long*>(histogram));
+            EXPECT_EQ(ERR_INVALID_PARAM, align(used.handle, &wider.image, &wider.image).code);
+        } else if (call == 2) {
+            std::fill_n(histogram, histogramBins, 7);
+        }
+        EXPECT_EQ(align(plain.handle, &first.image, &second.image, 0, 0).of(1),
+                  align(used.handle, &first.image, &second.image, 0, 0).of(1));
+        std::swap(first.image, second.image);
+    }
+    EXPECT_EQ(ERR_INVALID_PARAM, align(used.handle, &wider.image, &wider.image).code);
+}
+
 TEST(Alignment, RefusesWhatDoesNotFit) {
     Random random;
     AlignmentFrame frame(random, 90, 70, 0x601, 0);

@@ -92,10 +92,39 @@ void expectRefused(const Filter& filter, const Plane& plane, long code) {
     EXPECT_TRUE(out == image && arena.isEmpty());
 }
 
+TEST(Smoothing, TakesBottomUpPlanes) {
+    Random random;
+    for (int round = 0; round < 200; ++round) {
+        const long width = random.between(1, 90), height = random.between(1, 12);
+        const long channels = random.oneOf({1, 3}), rowBytes = width * channels;
+        const Plane down = {width, height, channels, rowBytes + 1};
+        const Plane up = {width, height, channels, -down.pitch};
+        Bytes image = random.image(down.size()), turned;
+        for (long y = height - 1; y >= 0; --y)
+            turned.insert(turned.end(), &image[size_t(y * down.pitch)],
+                          &image[size_t(y * down.pitch)] + down.pitch);
+        const Reach reach = {1, random.between(0, 9), random.between(0, 9), 2};
+        for (const Filter& filter : {boxBlur(reach), gaussianBlur(5), gaussianBlur(0)}) {
+            const GuardedMemory source(image), lower(turned), out(image.size()),
+                upper(image.size());
+            const bool inPlace = random.chance(50);
+            unsigned char* const to = inPlace ? source.data() : out.data();
+            unsigned char* const first = lower.data() + (height - 1) * down.pitch;
+            unsigned char* const upTo = inPlace ? first : upper.data() + (first - lower.data());
+            ASSERT_EQ(filter(nullptr, down, source.data(), to), ERR_NONE);
+            ASSERT_EQ(filter(nullptr, up, first, upTo), ERR_NONE);
+            for (long y = 0; y < height; ++y)
+                ASSERT_TRUE(std::equal(to + y * down.pitch, to + y * down.pitch + rowBytes,
+                                       upTo + y * up.pitch));
+        }
+    }
+}
+
 TEST(Smoothing, RefusesInvalidArguments) {
     for (const Plane& plane :
          {Plane{0, 4, 1, 4}, Plane{-4, 4, 1, 4}, Plane{4, 0, 1, 4}, Plane{4, LONG_MIN, 1, 4},
-          Plane{4, 4, 1, 3}, Plane{4, 4, 3, 11}, Plane{LONG_MAX, 4, 3, 4}})
+          Plane{4, 4, 1, 3}, Plane{4, 4, 3, 11}, Plane{LONG_MAX, 4, 3, 4}, Plane{4, 4, 3, -11},
+          Plane{4, 1, 1, LONG_MIN}})
         for (const Filter& filter : {boxBlur({1, 1, 1, 1}), gaussianBlur(0), gaussianBlur(3)})
             expectRefused(filter, plane, ERR_INVALID_PARAM);
     expectRefused(gaussianBlur(0), {4, LONG_MAX, 1, 4}, ERR_INVALID_PARAM); // too large to copy

@@ -73,18 +73,24 @@ TEST(CopyImage, RefusesImagesThatDoNotMatch) {
 
 // Resizing proper is tested with that of planes.
 TEST(ImageResize, CopiesOneLayoutInOneBlock) {
+    const Arena noRoom(8);
     Bytes from = Random().image(32), to(32);
     const auto expectCopy = [&](long start, int32_t pitch, int32_t chromaPitch, bool padding) {
         Image src = {0x802, 6, 4, {from.data() + start}, {pitch}};
         Image dst = {0x802, 6, 4, {to.data() + start}, {pitch, chromaPitch}};
         to.assign(32, 9);
-        EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_NONE);
+        EXPECT_EQ(imgResize(chromaPitch == 0 ? noRoom.handle() : nullptr, &src, &dst), ERR_NONE);
         for (size_t i = 0; i < 32; ++i)
             EXPECT_EQ(to[i], padding || i % 8 < 6 ? from[i] : 9);
     };
     expectCopy(0, 8, 0, true);
     expectCopy(0, 8, 8, false); // the pitches of plane 1 differ
     expectCopy(24, -8, 0, false);
+    Bytes row(1 << 16, 5), copy(1 << 16); // longer than what can be resized
+    Image src = {0x802, 1 << 16, 1, {row.data()}, {-(1 << 16)}}, dst = src;
+    dst.planes[0] = copy.data();
+    EXPECT_EQ(imgResize(nullptr, &src, &dst), ERR_NONE);
+    EXPECT_TRUE(row == copy);
 }
 
 TEST(ImageResize, RefusesImagesItCannotResize) {
