@@ -2,12 +2,18 @@
 // brought, and their table.
 #include "simd/kernels.h"
 
+#include "simd/kernels/bit_differences.h"
 #include "simd/kernels/extremum.h"
 #include "simd/kernels/sample_differences.h"
+#include "simd/kernels/threshold_bits.h"
 
 namespace kelvane::KELVANE_TARGET {
 
 constinit const Kernels kernels = {
+    .packAbove = packAbove,
+    .countDifferences = countDifferences,
+    .countMaskedDifferences = countMaskedDifferences,
+    .countThreeDifferences = countThreeDifferences,
     .sumSampleDifferences = {sumSampleDifferences<LumaSampler>,
                              sumSampleDifferences<PackedLumaSampler>,
                              sumSampleDifferences<Rgb565Sampler>,

@@ -36,7 +36,33 @@ struct SampledArea {
     int64_t rows;
 };
 
+// Rows of two bitmaps, of which bit i of the one stands against bit i + shift of the other.
+struct BitArea {
+    const unsigned char* a;
+    const unsigned char* b; // the byte after the last one compared is read as well
+    int64_t pitch;          // of both
+    int64_t bytes;          // of every row
+    int64_t rows;
+    int shift; // 0 to 7
+};
+
 struct Kernels {
+    // Bit x of `bits` (bit 0 of a byte first) becomes 1 where pixel x is at least `lowest`. Writes
+    // ceil(count / 8) bytes, the bits after the last pixel being 0. Reads `count` pixels that lie
+    // `step` bytes apart.
+    void (*packAbove)(const unsigned char* pixels, int64_t step, int64_t count,
+                      unsigned char lowest, unsigned char* bits);
+
+    // The number of bits that differ, of the last byte of each row those that `lastByte` names.
+    int64_t (*countDifferences)(const BitArea& area, unsigned char lastByte);
+
+    // The same of the bits that `counted`, a row of bytes, names.
+    int64_t (*countMaskedDifferences)(const BitArea& area, const unsigned char* counted);
+
+    // The same of the bits 1 to 30 of every 32-bit word, after the other bitmap was moved to the
+    // right by one, not at all, and to the left by one. `bytes` is a multiple of 4.
+    void (*countThreeDifferences)(const BitArea& area, int64_t counts[3]);
+
     // The sum, over all samples but those of the first row and column, of the differences to the
     // left and to the upper neighbour, for each `PixelLayout`. A sample is the rounded mean luma of
     // the pixels (0, 0), (2, 0), (0, 2) and (2, 2) of its square; nothing after them is read of a
