@@ -26,6 +26,8 @@ import shutil
 import subprocess
 import sys
 
+import revision
+
 FLAGS = "-O1 -w"
 HINTS = re.compile(r"prefetch|fetchedAhead|upcoming|\b\w*[aA]head\b|\b(un)?likely\b", re.IGNORECASE)
 KEPT = re.compile(r"//.*|/\*.*?\*/|\"(?:\\.|[^\"\n])*\"|'(?:\\.|[^'\n])*'|^[ \t]*#(?:.*\\\n)*.*"
@@ -226,21 +228,6 @@ class Worker:
                 shutil.copyfile(made, self.objects[made])
 
 
-def checked_out(revision):
-    """A folder with the sources of the revision, or of the work tree."""
-    root = pathlib.Path(__file__).resolve().parent.parent
-    name = revision and subprocess.run(["git", "rev-parse", "--short", revision], cwd=root,
-                                       check=True, capture_output=True, text=True).stdout.strip()
-    tree = root / "build/mutate" / (name or "work-tree") / "tree"
-    shutil.rmtree(tree, ignore_errors=True)
-    tree.mkdir(parents=True)
-    files = (["git", "archive", name] if name else
-             ["tar", "-c", "--exclude=./build*", "--exclude=./.git", "."])
-    with subprocess.Popen(files, cwd=root, stdout=subprocess.PIPE) as packed:
-        subprocess.run(["tar", "-x", "-C", tree], stdin=packed.stdout, check=True)
-    return tree
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("count", type=int)
@@ -249,7 +236,10 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     options = parser.parse_args()
 
-    build = Build(checked_out(options.revision), options.jobs)
+    name = options.revision and revision.short_name(options.revision)
+    tree = revision.ROOT / "build/mutate" / (name or "work-tree") / "tree"
+    revision.check_out(name, tree)
+    build = Build(tree, options.jobs)
     every = {str(path.relative_to(build.tree)): path.read_text()
              for path in sorted((build.tree / "src").rglob("*")) if path.suffix in (".cpp", ".h")}
     sources = {path: text for path, text in every.items() if path in build.readers}
