@@ -196,6 +196,59 @@ Peer bitmaps(const Operation& operation) {
             4};
 }
 
+// The same area of two frames that are moved against each other.
+struct Overlap {
+    cv::Mat first;
+    cv::Mat second;
+
+    Overlap(const cv::Mat& a, const cv::Mat& b, cv::Point d) {
+        const cv::Rect whole(0, 0, a.cols, a.rows);
+        first = a(whole & (whole + d));
+        second = b(whole & (whole - d));
+    }
+};
+
+std::vector<Overlap> overlaps(const Operation& operation, const cv::Mat& a, const cv::Mat& b) {
+    const cv::Point d(alignedShift.width, alignedShift.height);
+    if (operation.workload.kind == Kind::displacement)
+        return {{a, b, d}};
+    std::vector<Overlap> all;
+    if (operation.workload.kind == Kind::nineDisplacements) {
+        for (int i = 0; i < 9; ++i)
+            all.emplace_back(a, b, d + cv::Point(i % 3 - 1, i / 3 - 1));
+        return all;
+    }
+    // The patches, all but their outermost pixels.
+    const cv::Size patch = a.size() / 4;
+    for (int i = 0; i < 16; ++i) {
+        const cv::Rect inner(i % 4 * patch.width + 1, i / 4 * patch.height + 1, patch.width - 2,
+                             patch.height - 2);
+        all.emplace_back(a(inner), b(inner - cv::Point(1, -1)), cv::Point(0, 0));
+    }
+    return all;
+}
+
+// Of masks of a byte for each pixel, as cv::AlignMTB compares them.
+Peer disagreement(const Operation& operation) {
+    const cv::Mat a = view(operation.source) > bitmapThreshold;
+    const cv::Mat b = view(operation.second) > bitmapThreshold;
+    const auto count = std::make_shared<double>();
+    const bool isNine = operation.workload.kind == Kind::nineDisplacements;
+    return {"cv::bitwise_xor, cv::countNonZero",
+            [=, pairs = overlaps(operation, a, b), differs = cv::Mat()]() mutable {
+                *count = 0;
+                for (const Overlap& pair : pairs) {
+                    cv::bitwise_xor(pair.first, pair.second, differs);
+                    *count += cv::countNonZero(differs);
+                }
+            },
+            [count, isNine, &operation] { // ours leaves out the ends of each word of 32 columns
+                const auto ours = static_cast<double>(operation.answer[0]);
+                return std::abs(ours / *count - (isNine ? 30.0 / 32 : 1));
+            },
+            isNine ? 0.03 : 0};
+}
+
 Peer alignment(const Operation& operation) {
     const auto shift = std::make_shared<cv::Point>();
     const cv::Mat reference = view(operation.source);
@@ -272,6 +325,9 @@ std::vector<Peer> opencvPeers(const Operation& operation) {
     case Kind::resize: return {resize(operation)};
     case Kind::resizeToBgr24: return {resizeToBgr24(operation)};
     case Kind::bitmaps: return {bitmaps(operation)};
+    case Kind::displacement:
+    case Kind::nineDisplacements:
+    case Kind::patches: return {disagreement(operation)};
     case Kind::alignment: return {alignment(operation)};
     case Kind::changedRegion: return {changedRegion(operation)};
     case Kind::bestShot:

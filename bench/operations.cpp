@@ -1,6 +1,7 @@
 #include "operations.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -17,14 +18,8 @@ bool isInPlace(Kind kind) { return kind == Kind::erosion || kind == Kind::dilati
 
 void addSharpness(std::vector<Workload>& list, Size size) {
     const auto add = [&](const char* format, uint32_t code, double goal) {
-        list.push_back({Kind::sharpness,
-                        std::string("imgEvaluateSharpness/") + format,
-                        size,
-                        goal,
-                        code,
-                        0,
-                        {},
-                        0});
+        list.push_back(
+            {Kind::sharpness, std::string("imgEvaluateSharpness/") + format, size, goal, code});
     };
     add("0x601", KELVANE_FORMAT_YUV420, 60);
     add("0x501", KELVANE_FORMAT_YUYV, 20);
@@ -33,57 +28,29 @@ void addSharpness(std::vector<Workload>& list, Size size) {
 }
 
 void addSmoothing(std::vector<Workload>& list, Size size) {
-    for (const int radius : {1, 5, 15})
-        list.push_back({Kind::boxBlur,
-                        withNumber("GB_BoxBlurA/radius ", radius),
-                        size,
-                        2.5,
-                        KELVANE_FORMAT_YUV420,
-                        radius,
-                        {},
-                        0});
-    for (const int radius : {1, 5, 15})
-        list.push_back({Kind::boxBlur,
-                        withNumber("GB_BoxBlurA/radius ", radius) + ", 3 channels",
-                        size,
-                        2,
-                        KELVANE_FORMAT_BGR24,
-                        radius,
-                        {},
-                        0});
-    constexpr std::pair<int, double> kernels[] = {{5, 1}, {11, 2}, {21, 4}};
+    for (const uint32_t format : {KELVANE_FORMAT_YUV420, KELVANE_FORMAT_BGR24})
+        for (const int radius : {1, 2, 5, 15}) {
+            const bool isGrey = format == KELVANE_FORMAT_YUV420;
+            std::string name = withNumber("GB_BoxBlurA/radius ", radius);
+            name += isGrey ? "" : ", 3 channels";
+            list.push_back({Kind::boxBlur, name, size, isGrey ? 2.5 : 2, format, radius});
+        }
+    constexpr std::pair<int, double> kernels[] = {{3, 1}, {5, 1}, {11, 2}, {21, 4}};
     for (const auto& [kernel, goal] : kernels)
-        list.push_back({Kind::gaussianBlur,
-                        withNumber("GB_GaussianBlurA/size ", kernel),
-                        size,
-                        goal,
-                        KELVANE_FORMAT_YUV420,
-                        kernel,
-                        {},
-                        0});
+        list.push_back({Kind::gaussianBlur, withNumber("GB_GaussianBlurA/size ", kernel), size,
+                        goal, KELVANE_FORMAT_YUV420, kernel});
 }
 
 void addMorphology(std::vector<Workload>& list, Size size) {
     constexpr std::pair<int, double> goals[] = {{1, 1}, {6, 1.5}, {10, 2}, {20, 3}};
-    for (const auto& [radius, goal] : goals)
-        list.push_back({Kind::erosion,
-                        withNumber("sbrErode/radius ", radius),
-                        size,
-                        goal,
-                        KELVANE_FORMAT_YUV420,
-                        radius,
-                        {},
-                        0});
-    for (const auto& [radius, goal] : goals)
-        list.push_back({Kind::dilation,
-                        withNumber("sbrDilate/radius ", radius),
-                        size,
-                        goal,
-                        KELVANE_FORMAT_YUV420,
-                        radius,
-                        {},
-                        0});
-    list.push_back({Kind::opening, "sbrOpen/radius 10", size, 2, KELVANE_FORMAT_YUV420, 10, {}, 0});
+    for (const Kind kind : {Kind::erosion, Kind::dilation})
+        for (const auto& [radius, goal] : goals) {
+            const char* const name =
+                kind == Kind::erosion ? "sbrErode/radius " : "sbrDilate/radius ";
+            list.push_back(
+                {kind, withNumber(name, radius), size, goal, KELVANE_FORMAT_YUV420, radius});
+        }
+    list.push_back({Kind::opening, "sbrOpen/radius 10", size, 2, KELVANE_FORMAT_YUV420, 10});
 }
 
 void addResizing(std::vector<Workload>& list) {
@@ -110,30 +77,19 @@ void addResizing(std::vector<Workload>& list) {
 }
 
 void addFramePairs(std::vector<Workload>& list, Size size, double alignmentGoal) {
-    list.push_back({Kind::bitmaps,
-                    "threshold, bitmap set and pyramid",
-                    size,
-                    8,
-                    KELVANE_FORMAT_YUV420,
-                    0,
-                    {},
-                    0});
-    list.push_back({Kind::alignment,
-                    "Image_Alignment_Video/two frames",
-                    size,
-                    alignmentGoal,
-                    KELVANE_FORMAT_YUV420,
-                    0,
-                    {},
-                    0});
-    list.push_back({Kind::changedRegion,
-                    "roiCalculate/with alignment",
-                    size,
-                    3,
-                    KELVANE_FORMAT_YUV420,
-                    0,
-                    {},
-                    0});
+    list.push_back({Kind::bitmaps, "threshold, bitmap set and pyramid", size, 8});
+    list.push_back({Kind::displacement, "BitmapOperation2/one displacement", size, 2});
+    list.push_back({Kind::nineDisplacements, "BitmapOperationline2/nine displacements", size, 2});
+    list.push_back({Kind::alignment, "Image_Alignment_Video/two frames", size, alignmentGoal});
+    list.push_back({Kind::changedRegion, "roiCalculate/with alignment", size, 3});
+}
+
+// Photographs made small, and the patches of the finest level of large frames.
+void addSmallPairs(std::vector<Workload>& list) {
+    for (const Size size : {Size{1020, 660}, Size{794, 420}})
+        list.push_back({Kind::alignment, "Image_Alignment_Video/two frames", size, 10});
+    for (const Size size : {Size{480, 272}, Size{512, 376}})
+        list.push_back({Kind::patches, "InterBitmapOperation2/16 patches", size, 2});
 }
 
 // Padding makes the Gaussian two passes instead of three, and rows begin anywhere.
@@ -141,7 +97,7 @@ void addPadded(std::vector<Workload>& list) {
     const std::vector<Workload> plain = list;
     for (Workload workload : plain) {
         const bool wanted =
-            workload.kind == Kind::gaussianBlur ||
+            (workload.kind == Kind::gaussianBlur && workload.parameter != 3) ||
             (workload.kind == Kind::sharpness && workload.format == KELVANE_FORMAT_YUV420) ||
             (workload.kind == Kind::boxBlur && workload.parameter == 5) ||
             (workload.kind == Kind::erosion && workload.parameter == 10);
@@ -246,6 +202,47 @@ std::function<long()> resizeRun(Operation& operation) {
         return ImageResize_BL(source.planes[0], source.width, source.height, source.pitches[0],
                               channels, target.planes[0], target.width, target.height,
                               target.pitches[0], &held);
+    };
+}
+
+// How two threshold bitmaps disagree when one is moved, once, nine times, or in 16 patches.
+std::function<long()> disagreementRun(Operation& operation) {
+    operation.second.paint(alignedShift.width, alignedShift.height);
+    operation.answer = {0};
+    const auto [width, height] = operation.workload.size;
+    const long rowBytes = (width + 31) / 32 * 4 + 4;
+    std::vector<unsigned char> bitmaps[2];
+    for (Frame* const frame : {&operation.source, &operation.second}) {
+        auto& bitmap = bitmaps[frame == &operation.second];
+        bitmap.resize(static_cast<size_t>(rowBytes * height));
+        ComputeBitmaps2(frame->image.planes[0], width, height, frame->image.pitches[0],
+                        bitmap.data(), rowBytes, bitmapThreshold, 0, frame->image.format);
+    }
+    return [&operation, first = bitmaps[0], second = bitmaps[1], width = long{width},
+            height = long{height}, rowBytes]() mutable -> long {
+        const auto [dx, dy] = alignedShift;
+        long& sum = operation.answer[0];
+        std::array<unsigned char, 16> valid;
+        switch (operation.workload.kind) {
+        case Kind::displacement:
+            sum = static_cast<long>(
+                BitmapOperation2(first.data(), second.data(), width, height, rowBytes, dx, dy));
+            break;
+        case Kind::nineDisplacements:
+            sum = 0;
+            for (const long down : {-1, 0, 1}) {
+                std::array<long, 3> counts;
+                BitmapOperationline2(first.data(), second.data(), counts.data(), width, height,
+                                     rowBytes, dx, dy + down);
+                sum += counts[0] + counts[1] + counts[2];
+            }
+            break;
+        default:
+            valid.fill(1);
+            sum = InterBitmapOperation2(first.data(), second.data(), valid.data(), valid.data(),
+                                        width, height, rowBytes, 1, -1);
+        }
+        return ERR_NONE;
     };
 }
 
@@ -362,6 +359,9 @@ std::function<long()> runOf(Operation& operation) {
     case Kind::resize:
     case Kind::resizeToBgr24: return resizeRun(operation);
     case Kind::bitmaps: return bitmapsRun(operation);
+    case Kind::displacement:
+    case Kind::nineDisplacements:
+    case Kind::patches: return disagreementRun(operation);
     case Kind::alignment: return alignmentRun(operation);
     case Kind::changedRegion: return changedRegionRun(operation);
     case Kind::bestShot: return bestShotRun(operation);
@@ -404,14 +404,9 @@ std::vector<Workload> workloads() {
     addResizing(list);
     addFramePairs(list, fullHd, 10);
     addFramePairs(list, twelveMegapixels, 20);
-    list.push_back({Kind::bestShot,
-                    "DRAV_Kelvane/10 frames",
-                    twelveMegapixels,
-                    60,
-                    KELVANE_FORMAT_YUV420,
-                    10,
-                    {},
-                    0});
+    addSmallPairs(list);
+    list.push_back({Kind::bestShot, "DRAV_Kelvane/10 frames", twelveMegapixels, 60,
+                    KELVANE_FORMAT_YUV420, 10});
     std::stable_sort(list.begin(), list.end(),
                      [](const Workload& a, const Workload& b) { return a.kind < b.kind; });
     return list;
@@ -420,7 +415,7 @@ std::vector<Workload> workloads() {
 Operation::Operation(const Workload& what)
     : workload(what), source(what.format, what.size, what.padding), output(outputOf(what)) {
     source.paint(0, 0);
-    if (what.kind == Kind::alignment || what.kind == Kind::changedRegion) {
+    if (what.kind >= Kind::displacement && what.kind <= Kind::changedRegion) {
         second = Frame(what.format, what.size, what.padding);
         second.copyFrom(source);
     }

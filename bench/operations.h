@@ -17,6 +17,9 @@ enum class Kind {
     resize,
     resizeToBgr24,
     bitmaps,
+    displacement,
+    nineDisplacements,
+    patches,
     alignment,
     changedRegion,
     bestShot
@@ -67,4 +70,5 @@ struct Operation {
 constexpr int pickingPixels = 1;
 
 constexpr Size alignedShift = {13, -7};
+constexpr int bitmapThreshold = 128; // of the bitmaps that are compared
 constexpr long sharpestFrame = 7;

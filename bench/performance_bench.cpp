@@ -1,18 +1,15 @@
 // Every operation beside its peers. One repetition runs the operation, a plain read of the bytes
 // that it must touch, and every peer, one after the other; ratios are formed within a repetition,
 // so that a machine whose speed drifts decides nothing.
+#include "measurement.h"
 #include "memory_roof.h"
 #include "peers.h"
 
 #include <benchmark/benchmark.h>
 
-#include <malloc.h>
-#include <sched.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 
 double meanDifference(const Frame& frame, const unsigned char* rows, int64_t pitch) {
     const PlaneShape shape = planeShape(frame.image.format, 0, frame.size());
@@ -27,11 +24,10 @@ double meanDifference(const Frame& frame, const unsigned char* rows, int64_t pit
 
 namespace {
 
-// Short batches and many repetitions, so that a disturbance spoils few pairs. Frames that keep a
-// peer busy for a tenth of a second get fewer.
+// Many, so that a disturbance spoils few pairs. Frames that keep a peer busy for a tenth of a
+// second get fewer.
 constexpr int repetitions = 25;
 constexpr int repetitionsOfLongRuns = 7;
-constexpr double batchSeconds = 0.002;
 
 int repetitionsOf(const Workload& workload) {
     return workload.kind >= Kind::alignment ? repetitionsOfLongRuns : repetitions;
@@ -41,21 +37,6 @@ double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
-}
-
-// Of the processor, without what other processes took meanwhile: nobody here waits or has a second
-// thread.
-double processorSeconds() {
-    timespec now = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double secondsOf(const std::function<void()>& run, int64_t count) {
-    const double start = processorSeconds();
-    for (int64_t i = 0; i < count; ++i)
-        run();
-    return processorSeconds() - start;
 }
 
 // One side of a comparison.
@@ -70,7 +51,7 @@ struct Candidate {
         : name(std::move(what)), run(std::move(how)) {
         warm();
         firstTime = secondsOf(run, 1);
-        batch = std::clamp<int64_t>(static_cast<int64_t>(batchSeconds / firstTime), 1, 100000);
+        batch = batchOf(firstTime);
     }
     // What the others read has gone from the caches; the last one takes it in at its second use.
     void warm() const {
@@ -202,22 +183,6 @@ void registerAll() {
             [=](benchmark::State& state) { compare(state, workload); });
 }
 
-// The last processor that it may use: the first one serves the interrupts.
-void pin() {
-    cpu_set_t allowed;
-    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0)
-        return;
-    for (int cpu = CPU_SETSIZE - 1; cpu >= 0; --cpu) {
-        if (!CPU_ISSET(cpu, &allowed))
-            continue;
-        CPU_ZERO(&allowed);
-        CPU_SET(cpu, &allowed);
-        if (sched_setaffinity(0, sizeof allowed, &allowed) != 0)
-            std::fprintf(stderr, "not pinned to a processor\n");
-        return;
-    }
-}
-
 const char* vectorsHere() {
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vbmi") != 0)
@@ -251,10 +216,7 @@ void describe() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Large blocks stay with the process: no side pays for the kernel to clear pages every time.
-    mallopt(M_MMAP_THRESHOLD, 1 << 30);
-    mallopt(M_TRIM_THRESHOLD, 1 << 30);
-    pin();
+    prepareToMeasure();
     describe();
     registerAll();
     benchmark::Initialize(&argc, argv);

@@ -6,7 +6,7 @@ build=$(cd "$1" && pwd)
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-fail() { echo "package_test.sh: $*" >&2 && exit 1; }
+fail() { echo "check_packages.sh: $*" >&2 && exit 1; }
 same() { [ "$2" = "$3" ] || fail "$1: expected"$'\n'"$2"$'\n'"found"$'\n'"$3"; }
 
 # A tree that was moved after it was installed.

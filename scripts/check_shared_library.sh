@@ -1,9 +1,9 @@
 #!/bin/sh
-# What the built file is: its exports, its needs, and how the loader maps it.
-# Arguments: library, map, nm, readelf.
+# What the built file is: its exports, its needs, its size, and how the loader maps it.
+# Arguments: library, map, nm, readelf, most bytes of code and constants (0: any number).
 set -eu
 export LC_ALL=C
-library=$1 map=$2 nm=$3 readelf=$4
+library=$1 map=$2 nm=$3 readelf=$4 most_text=$5
 failed=0
 expect() { # what, expected, actual
     [ "$2" = "$3" ] || { printf '%s: expected\n%s\nfound\n%s\n' "$1" "$2" "$3"; failed=1; }
@@ -26,4 +26,7 @@ expect "segments" "$(printf '%s\n' 'GNU_RELRO R 0x1' 'GNU_STACK RW 0x10' 'LOAD R
     "$("$readelf" -lW "$library" |
         awk '$1 ~ /LOAD|STACK|RELRO/ { f = $7; for (i = 8; i < NF; ++i) f = f $i; print $1, f, $NF }' |
         sort -u)"
+text=$("${nm%nm}size" "$library" | awk 'NR == 2 { print $1 }')
+[ "$most_text" -eq 0 ] || [ "$text" -le "$most_text" ] ||
+    { echo "code and constants: $text bytes, more than $most_text"; failed=1; }
 exit $failed

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs what the documentation shows.
 
-usage: docs_test.py --prefix TREE [--recordings DIR] FILE.md...
+usage: check_docs.py --prefix TREE [--recordings DIR] FILE.md...
 
 Every fenced block of a document is run in a scratch folder of that document, in which the
 recordings lie, with TREE's tool, library and Java classes at hand:
