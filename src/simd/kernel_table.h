@@ -6,10 +6,12 @@
 #include "simd/kernels/extremum.h"
 #include "simd/kernels/sample_differences.h"
 #include "simd/kernels/threshold_bits.h"
+#include "simd/kernels/threshold_counts.h"
 
 namespace kelvane::KELVANE_TARGET {
 
 constinit const Kernels kernels = {
+    .countBelow = countBelow,
     .packAbove = packAbove,
     .countDifferences = countDifferences,
     .countMaskedDifferences = countMaskedDifferences,

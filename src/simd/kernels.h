@@ -36,6 +36,15 @@ struct SampledArea {
     int64_t rows;
 };
 
+// Pixels at every `step` bytes of every row.
+struct PixelGrid {
+    const unsigned char* pixels;
+    int64_t pitch; // from row to row of the grid
+    int64_t step;
+    int64_t columns; // 1 to 512
+    int64_t rows;
+};
+
 // Rows of two bitmaps, of which bit i of the one stands against bit i + shift of the other.
 struct BitArea {
     const unsigned char* a;
@@ -47,6 +56,9 @@ struct BitArea {
 };
 
 struct Kernels {
+    // How many pixels are less than each of three limits. Steps are 1, 2 or 4.
+    void (*countBelow)(const PixelGrid& grid, const unsigned char limits[3], int64_t counts[3]);
+
     // Bit x of `bits` (bit 0 of a byte first) becomes 1 where pixel x is at least `lowest`. Writes
     // ceil(count / 8) bytes, the bits after the last pixel being 0. Reads `count` pixels that lie
     // `step` bytes apart.
