@@ -3,6 +3,8 @@
 
 #include "platform/prefetch.h"
 
+#include <cstdlib>
+
 namespace kelvane::KELVANE_TARGET {
 
 namespace {
@@ -49,7 +51,8 @@ struct Rgb565Sampler {
     static constexpr int run = 2;
     static uint32_t plain(const uint8_t* upper, const uint8_t* lower) {
         uint32_t red = 0, green = 0, blue = 0;
-        for (const uint8_t* const pixel : {upper, upper + 4, lower, lower + 4}) {
+        const uint8_t* const pixels[] = {upper, upper + 4, lower, lower + 4};
+        for (const uint8_t* const pixel : pixels) {
             const auto fields = load<uint16_t>(pixel);
             red += fields >> 11;
             green += fields >> 5 & 0x3F;
@@ -78,7 +81,8 @@ struct Xrgb32Sampler {
     static constexpr int run = 1;
     static uint32_t plain(const uint8_t* upper, const uint8_t* lower) {
         uint32_t red = 0, green = 0, blue = 0;
-        for (const uint8_t* const pixel : {upper, upper + 8, lower, lower + 8}) {
+        const uint8_t* const pixels[] = {upper, upper + 8, lower, lower + 8};
+        for (const uint8_t* const pixel : pixels) {
             red += pixel[1];
             green += pixel[2];
             blue += pixel[3];
