@@ -88,6 +88,86 @@ template <int start>
     store(bytes + 2 * vectorBytes, mixed(third, first, second));
 }
 
+// Resized rows.
+
+[[gnu::always_inline]] inline U8 average(U8 a, U8 b) { // rounded up
+    return (U8)_mm512_avg_epu8((__m512i)a, (__m512i)b);
+}
+
+// (a * factor) >> 15, with a factor of -2^14 to 2^14 - 1.
+[[gnu::always_inline]] inline I16 highProduct(I16 a, int16_t factor) {
+    return (I16)_mm512_mulhi_epi16((__m512i)a, _mm512_set1_epi16(static_cast<int16_t>(2 * factor)));
+}
+
+// Half a vector of bytes as 16-bit lanes.
+[[gnu::always_inline]] inline U16 loadWidened(const uint8_t* bytes) {
+    return (U16)_mm512_cvtepu8_epi16(load<__m256i>(bytes));
+}
+
+// (a * aFactor + b * bFactor + 2^13) >> 14, of lanes of -128 to 127.
+[[gnu::always_inline]] inline I16 scaledSum(I16 a, int16_t aFactor, I16 b, int16_t bFactor) {
+    const __m512i factors =
+        _mm512_unpacklo_epi16(_mm512_set1_epi16(aFactor), _mm512_set1_epi16(bFactor));
+    const auto scaledPairs = [factors](__m512i pairs) {
+        const __m512i sums = _mm512_madd_epi16(pairs, factors);
+        return _mm512_srai_epi32(_mm512_add_epi32(sums, _mm512_set1_epi32(1 << 13)), 14);
+    };
+    return (I16)_mm512_packs_epi32(scaledPairs(_mm512_unpacklo_epi16((__m512i)a, (__m512i)b)),
+                                   scaledPairs(_mm512_unpackhi_epi16((__m512i)a, (__m512i)b)));
+}
+
+// The same of one. The instruction shifts by 15.
+[[gnu::always_inline]] inline I16 scaled(I16 a, int16_t factor) {
+    return (I16)_mm512_mulhrs_epi16((__m512i)(a + a), _mm512_set1_epi16(factor));
+}
+
+// Lanes of both in turn, saturated.
+[[gnu::always_inline]] inline U8 saturatedBytes(I16 even, I16 odd) {
+    const __m128i turns = _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+    return (U8)_mm512_shuffle_epi8(_mm512_packus_epi16((__m512i)even, (__m512i)odd),
+                                   _mm512_broadcast_i32x4(turns));
+}
+
+// All taps of a vector from one to four vectors that follow each other.
+struct Gather {
+    static constexpr bool isPossible = true;
+    static constexpr int64_t mostWindows = 1;
+    static constexpr int64_t windows(int) { return 1; }
+    static constexpr int64_t windowBytes(int scale) { return vectorBytes * scale; }
+    static constexpr int64_t windowDistance = 0; // of the indexes
+    static constexpr int64_t tapDistance = 2;
+    static constexpr int64_t secondDistance = 1;
+    static constexpr int weightSign = -1; // 128 has none with a plus
+
+    template <int scale>
+    [[gnu::always_inline]] static U8 gather(const uint8_t* row, const uint32_t* starts,
+                                            U8 indexes) {
+        const auto permuted = (__m512i)indexes;
+        const auto vector = [bytes = row + *starts](int i) {
+            return load<__m512i>(bytes + vectorBytes * i);
+        };
+        const auto ofTwo = [=](int i) {
+            return _mm512_permutex2var_epi8(vector(i), permuted, vector(i + 1));
+        };
+        if constexpr (scale == 1)
+            return (U8)_mm512_permutexvar_epi8(permuted, vector(0));
+        else if constexpr (scale == 2)
+            return (U8)ofTwo(0);
+        else
+            return (U8)_mm512_mask_mov_epi8(ofTwo(0), _mm512_movepi8_mask(permuted), ofTwo(2));
+    }
+
+    // 64 more than each pair's.
+    [[gnu::always_inline]] static U16 weightedSums(U8 samples, U8 weights) {
+        return 64 - (U16)_mm512_maddubs_epi16((__m512i)samples, (__m512i)weights);
+    }
+
+    // Of 16-bit lanes below 256.
+    [[gnu::always_inline]] static void storeNarrowed(uint8_t* bytes, U16 values) {
+        store(bytes, _mm512_cvtepi16_epi8((__m512i)values));
+    }
+};
+
 } // namespace
 
 } // namespace kelvane::avx512

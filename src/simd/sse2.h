@@ -69,6 +69,49 @@ inline U8 narrowed(U16 low, U16 high) { return (U8)_mm_packus_epi16((__m128i)low
     store(bytes + 2 * vectorBytes, c);
 }
 
+// Resized rows.
+
+[[gnu::always_inline]] inline U8 average(U8 a, U8 b) { // rounded up
+    return (U8)_mm_avg_epu8((__m128i)a, (__m128i)b);
+}
+
+// (a * factor) >> 15, with a factor of -2^14 to 2^14 - 1.
+[[gnu::always_inline]] inline I16 highProduct(I16 a, int16_t factor) {
+    return (I16)_mm_mulhi_epi16((__m128i)a, _mm_set1_epi16(static_cast<int16_t>(2 * factor)));
+}
+
+// Half a vector of bytes as 16-bit lanes.
+[[gnu::always_inline]] inline U16 loadWidened(const uint8_t* bytes) {
+    return (U16)_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
+                                  _mm_setzero_si128());
+}
+
+// (a * aFactor + b * bFactor + 2^13) >> 14, of lanes of -128 to 127.
+[[gnu::always_inline]] inline I16 scaledSum(I16 a, int16_t aFactor, I16 b, int16_t bFactor) {
+    const __m128i factors = _mm_unpacklo_epi16(_mm_set1_epi16(aFactor), _mm_set1_epi16(bFactor));
+    const auto scaledPairs = [factors](__m128i pairs) {
+        const __m128i sums = _mm_madd_epi16(pairs, factors);
+        return _mm_srai_epi32(_mm_add_epi32(sums, _mm_set1_epi32(1 << 13)), 14);
+    };
+    return (I16)_mm_packs_epi32(scaledPairs(_mm_unpacklo_epi16((__m128i)a, (__m128i)b)),
+                                scaledPairs(_mm_unpackhi_epi16((__m128i)a, (__m128i)b)));
+}
+
+// The same of one.
+[[gnu::always_inline]] inline I16 scaled(I16 a, int16_t factor) {
+    return scaledSum(a, factor, a, 0);
+}
+
+// Lanes of both in turn, saturated.
+[[gnu::always_inline]] inline U8 saturatedBytes(I16 even, I16 odd) {
+    const __m128i bytes = _mm_packus_epi16((__m128i)even, (__m128i)odd);
+    return (U8)_mm_unpacklo_epi8(bytes, _mm_unpackhi_epi64(bytes, bytes));
+}
+
+struct Gather {
+    static constexpr bool isPossible = false;
+};
+
 } // namespace
 
 } // namespace kelvane::sse2
