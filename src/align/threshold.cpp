@@ -55,7 +55,7 @@ Median medianOfHistogram(const PixelGrid& grid, int64_t half) {
     for (int64_t y = 0; y < grid.rows; ++y) {
         const unsigned char* const row = grid.pixels + y * grid.pitch;
         if (y + 2 < grid.rows)
-            prefetchRow(row + 2 * grid.pitch, grid.columns * grid.step);
+            prefetchLines(row, grid.columns * grid.step, 2 * grid.pitch);
         histograms.countRow(row, grid.step, grid.columns);
     }
     Median median = {0, histograms.count(0), 0};

@@ -8,19 +8,30 @@ namespace kelvane {
 
 constexpr int64_t cacheLine = 64;
 
-// How far the rows that are asked for lie ahead of those that are read.
+// Distances at which is asked for what is processed later.
 constexpr int64_t rowsAhead = 4;
+constexpr int64_t bytesFurtherOn = 1024; // in bytes that are read one after the other
+constexpr int64_t bytesBelow = 16384;    // where rows follow each other
 
-// Nothing happens where the memory is nobody's, such as beyond the last row: requests are no
+// Nothing happens where the memory is nobody's, such as after the last row: requests are no
 // accesses. All with internal linkage, so that no instruction set shares them with another.
 
-static inline const void* placeAt(const unsigned char* bytes, int64_t distance) { return bytes + distance; }
+static inline const void* placeAt(const unsigned char* bytes, int64_t distance) {
+    return reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(bytes) +
+                                         static_cast<uintptr_t>(distance));
+}
 
 // Into the second-level cache, as requests for the first wait for its few buffers like the reads
 // themselves.
-static inline void prefetchLine(const unsigned char* bytes, int64_t distance = 0) {
+static inline void prefetchLine(const unsigned char* bytes, int64_t distance) {
     constexpr int secondLevel = 2;
     __builtin_prefetch(placeAt(bytes, distance), 0, secondLevel);
+}
+
+// The lines of `count` bytes. Those of a long row at once would fill all buffers and wait.
+static inline void prefetchLines(const unsigned char* bytes, int64_t count, int64_t distance) {
+    for (int64_t x = 0; x < count; x += cacheLine)
+        prefetchLine(bytes + x, distance);
 }
 
 // Into the first-level cache, what is read soon.
@@ -28,25 +39,18 @@ static inline void prefetchSoon(const unsigned char* bytes, int64_t distance) {
     __builtin_prefetch(placeAt(bytes, distance));
 }
 
+// The beginning of a row that follows a gap; once it is read, the processor looks ahead itself.
+static inline void prefetchRowStart(const unsigned char* row, int64_t count) {
+    constexpr int64_t start = 8 * cacheLine;
+    for (int64_t x = 0; x < count && x < start; x += cacheLine)
+        prefetchSoon(row, x);
+}
+
 // What is going to be written, into the first-level cache: stores wait for each other, so that a
 // late one holds up all others.
-static inline void prefetchDestination(const unsigned char* bytes, int64_t distance = 0) {
+static inline void prefetchDestination(const unsigned char* bytes, int64_t distance) {
     constexpr int firstLevel = 3;
     __builtin_prefetch(placeAt(bytes, distance), 1, firstLevel);
-}
-
-static inline void prefetchRow(const unsigned char* row, int64_t count) {
-    for (int64_t x = 0; x < count; x += cacheLine)
-        prefetchLine(row + x);
-}
-
-// Transitional.
-static inline void prefetchBehind(const unsigned char* bytes, uintptr_t distance) {
-    prefetchSoon(bytes, static_cast<int64_t>(distance));
-}
-static inline void prefetchFurtherOn(const unsigned char* bytes, int64_t count) {
-    for (int64_t x = 0; x < count; x += cacheLine)
-        prefetchSoon(bytes + x, 1024);
 }
 
 } // namespace kelvane

@@ -3,7 +3,11 @@
 #include "simd/kernels.h"
 
 #include "simd/kernels/bit_differences.h"
+#include "simd/kernels/box_rows.h"
+#include "simd/kernels/box_windows.h"
 #include "simd/kernels/extremum.h"
+#include "simd/kernels/row_operations.h"
+#include "simd/kernels/row_resampling.h"
 #include "simd/kernels/sample_differences.h"
 #include "simd/kernels/threshold_bits.h"
 #include "simd/kernels/threshold_counts.h"
@@ -11,6 +15,13 @@
 namespace kelvane::KELVANE_TARGET {
 
 constinit const Kernels kernels = {
+    .planRow = planRow,
+    .blendRows = blendRows,
+    .doubleRows = doubleRows,
+    .writeBgr = writeBgr,
+    .moveBoxRows = moveBoxRows,
+    .divideBoxRow = divideBoxRow,
+    .filterBoxWindows = filterBoxWindows,
     .countBelow = countBelow,
     .packAbove = packAbove,
     .countDifferences = countDifferences,

@@ -8,6 +8,8 @@
 // smaller than a vector.
 #pragma once
 
+#include "simd/sample_map.h"
+
 #include <cstdint>
 
 namespace kelvane {
@@ -55,7 +57,105 @@ struct BitArea {
     int shift; // 0 to 7
 };
 
+// A sample in units of 1/128 plus a half, 64..32704, on its way from the horizontal to the vertical
+// pass of a resize.
+using RowValue = int16_t;
+
+// The horizontal pass of a resize as planned, for the count of samples and the length of rows that
+// it was planned for.
+struct RowResampler {
+    void (*makeValues)(const unsigned char* row, const void* plan, int64_t count, RowValue* out);
+
+    // Finished bytes, of `rowCount` rows that lie `step` apart, to rows that lie `outStep` apart.
+    // The memory of a row is asked for during the one before, also of the row after the last.
+    void (*makeBytes)(const unsigned char* row, int64_t step, int64_t rowCount, const void* plan,
+                      int64_t count, unsigned char* out, int64_t outStep);
+};
+
+// A plan's memory belongs to the caller and is aligned to 4 bytes. It holds this for each sample,
+// but for what aligning the row values behind it takes: less than twice the greatest power of two
+// up to 64 that is not above the count of samples.
+constexpr int64_t planBytesPerSample = 12;
+
+// Chroma samples, one for every two pixels, `step` bytes apart: 1, or 2 when Cb and Cr alternate.
+struct ChromaRow {
+    const unsigned char* cb;
+    const unsigned char* cr;
+    int64_t step;
+};
+
+constexpr int boxReciprocalBits = 23; // of the fixed-point reciprocals of window areas
+
+// A row of windows of the box filter. Both radii are below `width`.
+struct BoxRow {
+    int64_t width;    // in pixels
+    int64_t channels; // 1 or 3
+    int64_t left;
+    int64_t right;
+    int64_t shortest;     // window
+    int64_t counterBytes; // 2 where the sums of all windows fit 16 bits, otherwise 4
+};
+
+// How the rows in the windows change from one row of windows to the next.
+struct BoxRowChange {
+    const uint8_t* added;   // null if none
+    const uint8_t* removed; // null if none
+    const uint8_t* saved;   // null, or to be copied to `slot`, which may be the row removed
+    uint8_t* slot;
+};
+
+// Two rows of windows of the box filter that reach `radius` columns, 1 or 2, to either side.
+struct BoxWindows {
+    // Those in the windows of the first row, 2 to 5, and below them the last in those of the
+    // second.
+    const uint8_t* rows[6];
+    int64_t count;
+    int64_t bytes;    // of a row
+    int64_t channels; // 1 or 3
+    int64_t radius;
+    // The reciprocals of the windows' areas, for each even byte of a row and for each odd one, with
+    // `boxFactorBits`. They are read to the end of the last vector.
+    const uint16_t* evenFactors;
+    const uint16_t* oddFactors;
+    uint8_t* means[2]; // the same row twice stands for the first one
+    // Rows to be copied before means overwrite them. A slot may be one of the rows.
+    const uint8_t* saved[2];
+    uint8_t* slots[2];
+    int64_t savedCount;
+};
+
+// So many make the means exact that have at most 16 bits themselves.
+constexpr int boxFactorBits(int64_t radius) { return radius == 1 ? 16 : 18; }
+
 struct Kernels {
+    // Plans the horizontal pass of a resize to `count` samples, over source rows of `rowBytes`.
+    RowResampler (*planRow)(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan);
+
+    // out[k] = (128 * top[k] + weight * (bottom[k] - top[k]) + 2^13) >> 14, of the samples in units
+    // of 1/128, with weight 0..128. Both rows may be the same.
+    void (*blendRows)(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
+                      unsigned char* out);
+
+    // Enlarges to twice both sides: writes two rows of 2 * `count` samples, that of `top` and that
+    // of the mean with `bottom`, in which means of neighbours follow the samples. Both source rows
+    // may be the same.
+    void (*doubleRows)(const unsigned char* top, const unsigned char* bottom, int64_t count,
+                       unsigned char* upperOut, unsigned char* lowerOut);
+
+    // Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own.
+    void (*writeBgr)(const unsigned char* luma, ChromaRow chroma, int64_t width,
+                     unsigned char* out);
+
+    // `sums` are counters in an order of their own, zero at first: one for each byte of a row, of
+    // which each has room for 4 bytes.
+    void (*moveBoxRows)(void* sums, const BoxRow& row, const BoxRowChange& change);
+    // Writes one row of means. `reciprocals` are those of the windows' areas, for each width of
+    // windows from the shortest on.
+    void (*divideBoxRow)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
+                         uint8_t* means);
+    // Means may overwrite the rows of the windows.
+    void (*filterBoxWindows)(const BoxWindows& windows);
+
     // How many pixels are less than each of three limits. Steps are 1, 2 or 4.
     void (*countBelow)(const PixelGrid& grid, const unsigned char limits[3], int64_t counts[3]);
 
@@ -91,26 +191,32 @@ struct Kernels {
 const Kernels& kernelsFor(int64_t rowBytes);
 
 // One table for each instruction set. Those of one that the processor lacks must not be called.
+// Beside each stands the next narrower one, if there is one, for what does not suit a set.
 #if defined(KELVANE_PORTABLE) || !(defined(__x86_64__) || defined(__aarch64__))
 namespace portable {
 extern const Kernels kernels;
-}
+static constexpr const Kernels& narrower = kernels;
+} // namespace portable
 namespace baseline = portable;
 #elif defined(__aarch64__)
 namespace neon {
 extern const Kernels kernels;
-}
+static constexpr const Kernels& narrower = kernels;
+} // namespace neon
 namespace baseline = neon;
 #else
 namespace sse2 {
 extern const Kernels kernels;
-}
+static constexpr const Kernels& narrower = kernels;
+} // namespace sse2
 namespace avx2 {
 extern const Kernels kernels;
-}
+static constexpr const Kernels& narrower = sse2::kernels;
+} // namespace avx2
 namespace avx512 {
 extern const Kernels kernels;
-}
+static constexpr const Kernels& narrower = avx2::kernels;
+} // namespace avx512
 namespace baseline = sse2;
 #endif
 

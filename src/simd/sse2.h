@@ -108,6 +108,96 @@ inline U64 bitCounts(U64 a) {
     return (U64)_mm_sad_epu8((__m128i)a, _mm_setzero_si128());
 }
 
+// Resized rows.
+
+[[gnu::always_inline]] inline U8 average(U8 a, U8 b) { // rounded up
+    return (U8)_mm_avg_epu8((__m128i)a, (__m128i)b);
+}
+
+// (a * factor) >> 15, with a factor of -2^14 to 2^14 - 1.
+[[gnu::always_inline]] inline I16 highProduct(I16 a, int16_t factor) {
+    return (I16)_mm_mulhi_epi16((__m128i)a, _mm_set1_epi16(static_cast<int16_t>(2 * factor)));
+}
+
+// Half a vector of bytes as 16-bit lanes.
+[[gnu::always_inline]] inline U16 loadWidened(const uint8_t* bytes) {
+    return (U16)_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
+                                  _mm_setzero_si128());
+}
+
+// (a * aFactor + b * bFactor + 2^13) >> 14, of lanes of -128 to 127.
+[[gnu::always_inline]] inline I16 scaledSum(I16 a, int16_t aFactor, I16 b, int16_t bFactor) {
+    const __m128i factors = _mm_unpacklo_epi16(_mm_set1_epi16(aFactor), _mm_set1_epi16(bFactor));
+    const auto scaledPairs = [factors](__m128i pairs) {
+        const __m128i sums = _mm_madd_epi16(pairs, factors);
+        return _mm_srai_epi32(_mm_add_epi32(sums, _mm_set1_epi32(1 << 13)), 14);
+    };
+    return (I16)_mm_packs_epi32(scaledPairs(_mm_unpacklo_epi16((__m128i)a, (__m128i)b)),
+                                scaledPairs(_mm_unpackhi_epi16((__m128i)a, (__m128i)b)));
+}
+
+// The same of one.
+[[gnu::always_inline]] inline I16 scaled(I16 a, int16_t factor) {
+    return scaledSum(a, factor, a, 0);
+}
+
+// Lanes of both in turn, saturated.
+[[gnu::always_inline]] inline U8 saturatedBytes(I16 even, I16 odd) {
+    const __m128i bytes = _mm_packus_epi16((__m128i)even, (__m128i)odd);
+    return (U8)_mm_unpacklo_epi8(bytes, _mm_unpackhi_epi64(bytes, bytes));
+}
+
+struct Gather {
+    static constexpr bool isPossible = false;
+};
+
+// The box filter.
+
+inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm_mulhi_epu16((__m128i)a, (__m128i)b); }
+
+template <int first>
+[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
+    return (U16)(_mm_srli_si128((__m128i)a, 2 * first) |
+                 _mm_slli_si128((__m128i)b, 16 - 2 * first));
+}
+
+// The lower bytes of the lanes of both in turn, whose upper bytes are 0.
+[[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
+inline U16 prefixSums(U16 a) {
+    a += (U16)_mm_slli_si128((__m128i)a, 2);
+    a += (U16)_mm_slli_si128((__m128i)a, 4);
+    return a + (U16)_mm_slli_si128((__m128i)a, 8);
+}
+
+inline U32 prefixSums(U32 a) {
+    a += (U32)_mm_slli_si128((__m128i)a, 4);
+    return a + (U32)_mm_slli_si128((__m128i)a, 8);
+}
+
+inline U32 lastLane(U32 a) { return (U32)_mm_shuffle_epi32((__m128i)a, 0xFF); }
+inline U16 lastLane(U16 a) {
+    return (U16)_mm_shuffle_epi32(_mm_shufflehi_epi16((__m128i)a, 0xFF), 0xFF);
+}
+
+inline U16 sumsOfBytes(U16 a) { return (a & 0xFF) + (a >> 8); }
+
+// A multiplication takes one instruction, and not one of the crowded shifts.
+inline U32 weighted(U16 a, int weights) {
+    return (U32)_mm_madd_epi16((__m128i)a, _mm_set1_epi32(weights));
+}
+inline U32 lowerOfPairs(U16 a) { return weighted(a, 1); }
+inline U32 upperOfPairs(U16 a) { return weighted(a, 0x10000); }
+inline U32 sumsOfPairs(U16 a) { return weighted(a, 0x10001); }
+
+inline U8 upperBytes(U16 a, U16 b) { return (U8)(a >> 8 | (b & 0xFF00)); }
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    const auto upperHalves = [](U32 even, U32 odd) {
+        return (U16)(even >> 16 | (odd & 0xFFFF0000));
+    };
+    return upperBytes(upperHalves(a, c), upperHalves(b, d));
+}
+
 } // namespace
 
 } // namespace kelvane::sse2

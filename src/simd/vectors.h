@@ -38,6 +38,21 @@ template <typename Value>
     std::memcpy(bytes, &value, sizeof value);
 }
 
+template <typename Lane>
+struct Lanes {
+    alignas(vectorBytes) Lane lanes[vectorBytes / static_cast<int64_t>(sizeof(Lane))] = {};
+};
+
+// One number after the other.
+template <typename Lane, int first>
+constexpr Lanes<Lane> numbersFrom = [] {
+    Lanes<Lane> numbers;
+    Lane number = first;
+    for (Lane& lane : numbers.lanes)
+        lane = number++;
+    return numbers;
+}();
+
 template <typename Value>
 [[gnu::always_inline]] inline Value smaller(Value a, Value b) {
     return a < b ? a : b;
@@ -47,6 +62,19 @@ template <typename Value>
 [[gnu::always_inline]] inline Value larger(Value a, Value b) {
     return a > b ? a : b;
 }
+
+#ifndef KELVANE_MASKS_BYTES
+// The first bytes, at most a vector's, and zeros.
+[[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
+    U8 value = {};
+    std::memcpy(&value, bytes, static_cast<size_t>(count));
+    return value;
+}
+
+[[gnu::always_inline]] inline void storeFirst(uint8_t* bytes, U8 value, int64_t count) {
+    std::memcpy(bytes, &value, static_cast<size_t>(count));
+}
+#endif
 
 // Where a vector of `size` elements starts that shall process from `position`: the last one of a
 // row goes over some elements again, so that it ends with the row.
