@@ -20,6 +20,77 @@ constexpr int64_t vectorBytes = 32;
 
 namespace kelvane::avx2 {
 
-namespace {} // namespace
+namespace {
+
+// Interleaved channels. `splitTwo` takes two vectors, the others read or write memory.
+
+// Of words below 256. Instructions work on the halves of a vector one by one.
+[[gnu::always_inline]] inline U8 narrowed(U16 low, U16 high) {
+    const __m256i halves = _mm256_packus_epi16((__m256i)low, (__m256i)high);
+    return (U8)_mm256_permute4x64_epi64(halves, 0xD8);
+}
+
+[[gnu::always_inline]] inline Channels<2> splitTwo(U8 a, U8 b) {
+    return {{narrowed((U16)a & 0xFF, (U16)b & 0xFF), narrowed((U16)a >> 8, (U16)b >> 8)}};
+}
+
+[[gnu::always_inline]] inline void joinTwo(uint8_t* bytes, const Channels<2>& two) {
+    const __m256i a = _mm256_permute4x64_epi64((__m256i)two.vectors[0], 0xD8);
+    const __m256i b = _mm256_permute4x64_epi64((__m256i)two.vectors[1], 0xD8);
+    store(bytes, _mm256_unpacklo_epi8(a, b));
+    store(bytes + vectorBytes, _mm256_unpackhi_epi8(a, b));
+}
+
+// Three blocks of 16 bytes hold 16 pixels. Of each channel they have different bytes: put together,
+// these fill one block, in an order that a shuffle mends.
+struct BlockIndexes {
+    alignas(16) uint8_t bytes[16] = {};
+};
+
+// The bytes i * step + start modulo 16.
+template <int step, int start>
+[[gnu::always_inline]] inline __m256i shuffled(__m256i a) {
+    static constexpr BlockIndexes indexes = [] {
+        BlockIndexes made;
+        for (int i = 0; i < 16; ++i)
+            made.bytes[i] = static_cast<uint8_t>((i * step + start) % 16);
+        return made;
+    }();
+    return _mm256_shuffle_epi8(a, _mm256_broadcastsi128_si256(load<__m128i>(indexes.bytes)));
+}
+
+// Each byte from the argument that belongs to its place in a block modulo 3.
+[[gnu::always_inline]] inline __m256i mixed(__m256i at0, __m256i at1, __m256i at2) {
+    const auto is = [](char k0, char k1, char k2) {
+        return _mm256_broadcastsi128_si256(
+            _mm_setr_epi8(k0, k1, k2, k0, k1, k2, k0, k1, k2, k0, k1, k2, k0, k1, k2, k0));
+    };
+    return _mm256_blendv_epi8(_mm256_blendv_epi8(at0, at1, is(0, -1, 0)), at2, is(0, 0, -1));
+}
+
+[[gnu::always_inline]] inline Channels<3> splitThree(const uint8_t* bytes) {
+    const auto blocks = [bytes](int low, int high) {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(bytes + low)),
+                                       load<__m128i>(bytes + high), 1);
+    };
+    const __m256i a = blocks(0, 48), b = blocks(16, 64), c = blocks(32, 80);
+    return {{(U8)shuffled<3, 0>(mixed(a, c, b)), (U8)shuffled<3, 1>(mixed(b, a, c)),
+             (U8)shuffled<3, 2>(mixed(c, b, a))}};
+}
+
+// 11 is the inverse of 3 modulo 16.
+[[gnu::always_inline]] inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
+    const __m256i first = shuffled<11, 0>((__m256i)three.vectors[0]);
+    const __m256i second = shuffled<11, 5>((__m256i)three.vectors[1]);
+    const __m256i third = shuffled<11, 10>((__m256i)three.vectors[2]);
+    const __m256i a = mixed(first, second, third);
+    const __m256i b = mixed(second, third, first);
+    const __m256i c = mixed(third, first, second);
+    store(bytes, _mm256_permute2x128_si256(a, b, 0x20));
+    store(bytes + vectorBytes, _mm256_permute2x128_si256(c, a, 0x30));
+    store(bytes + 2 * vectorBytes, _mm256_permute2x128_si256(b, c, 0x31));
+}
+
+} // namespace
 
 } // namespace kelvane::avx2

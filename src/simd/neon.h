@@ -20,6 +20,29 @@ constexpr int64_t vectorBytes = 16;
 
 namespace kelvane::neon {
 
-namespace {} // namespace
+namespace {
+
+// Interleaved channels. `splitTwo` takes two vectors, the others read or write memory.
+
+inline Channels<2> splitTwo(U8 a, U8 b) {
+    return {
+        {(U8)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b), (U8)vuzp2q_u8((uint8x16_t)a, (uint8x16_t)b)}};
+}
+
+inline void joinTwo(uint8_t* bytes, const Channels<2>& two) {
+    vst2q_u8(bytes, {{(uint8x16_t)two.vectors[0], (uint8x16_t)two.vectors[1]}});
+}
+
+inline Channels<3> splitThree(const uint8_t* bytes) {
+    const uint8x16x3_t three = vld3q_u8(bytes);
+    return {{(U8)three.val[0], (U8)three.val[1], (U8)three.val[2]}};
+}
+
+inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
+    vst3q_u8(bytes, {{(uint8x16_t)three.vectors[0], (uint8x16_t)three.vectors[1],
+                      (uint8x16_t)three.vectors[2]}});
+}
+
+} // namespace
 
 } // namespace kelvane::neon

@@ -20,6 +20,55 @@ constexpr int64_t vectorBytes = 16;
 
 namespace kelvane::sse2 {
 
-namespace {} // namespace
+namespace {
+
+// Interleaved channels. `splitTwo` takes two vectors, the others read or write memory.
+
+// Of words below 256.
+inline U8 narrowed(U16 low, U16 high) { return (U8)_mm_packus_epi16((__m128i)low, (__m128i)high); }
+
+[[gnu::always_inline]] inline Channels<2> splitTwo(U8 a, U8 b) {
+    return {{narrowed((U16)a & 0xFF, (U16)b & 0xFF), narrowed((U16)a >> 8, (U16)b >> 8)}};
+}
+
+[[gnu::always_inline]] inline void joinTwo(uint8_t* bytes, const Channels<2>& two) {
+    const auto a = (__m128i)two.vectors[0], b = (__m128i)two.vectors[1];
+    store(bytes, _mm_unpacklo_epi8(a, b));
+    store(bytes + vectorBytes, _mm_unpackhi_epi8(a, b));
+}
+
+// A perfect shuffle moves byte i of 48 to 2 i modulo 47. Four of them move it to 16 i, which undoes
+// the step of three from pixel to pixel: 3 * 16 is 1 modulo 47.
+[[gnu::always_inline]] inline Channels<3> splitThree(const uint8_t* bytes) {
+    const auto upper = [](__m128i a) { return _mm_unpackhi_epi64(a, a); };
+    auto a = load<__m128i>(bytes);
+    auto b = load<__m128i>(bytes + vectorBytes);
+    auto c = load<__m128i>(bytes + 2 * vectorBytes);
+    for (int round = 0; round < 4; ++round) {
+        const __m128i first = _mm_unpacklo_epi8(a, upper(b));
+        const __m128i second = _mm_unpacklo_epi8(upper(a), c);
+        c = _mm_unpacklo_epi8(b, upper(c));
+        a = first;
+        b = second;
+    }
+    return {{(U8)a, (U8)b, (U8)c}};
+}
+
+// The same backwards.
+[[gnu::always_inline]] inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
+    auto a = (U16)three.vectors[0], b = (U16)three.vectors[1], c = (U16)three.vectors[2];
+    for (int round = 0; round < 4; ++round) {
+        const U8 first = narrowed(a & 0xFF, b & 0xFF);
+        const U8 second = narrowed(c & 0xFF, a >> 8);
+        c = (U16)narrowed(b >> 8, c >> 8);
+        a = (U16)first;
+        b = (U16)second;
+    }
+    store(bytes, a);
+    store(bytes + vectorBytes, b);
+    store(bytes + 2 * vectorBytes, c);
+}
+
+} // namespace
 
 } // namespace kelvane::sse2

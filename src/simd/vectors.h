@@ -18,6 +18,12 @@ using U32 [[gnu::vector_size(vectorBytes)]] = uint32_t;
 using I32 [[gnu::vector_size(vectorBytes)]] = int32_t;
 using U64 [[gnu::vector_size(vectorBytes)]] = uint64_t;
 
+// What interleaved bytes hold: a vector of the bytes of each channel.
+template <int count>
+struct Channels {
+    U8 vectors[count];
+};
+
 // A vector, or a single value for what no vector fits.
 template <typename Value>
 [[gnu::always_inline]] inline Value load(const void* bytes) {
