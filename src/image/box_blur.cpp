@@ -1,6 +1,7 @@
 // Box filter with windows of any size: running column sums and a table of reciprocals.
 #include "kelvane/kelvane.h"
 
+#include "image/box_filter.h"
 #include "image/box_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
@@ -13,74 +14,29 @@ namespace kelvane {
 
 namespace {
 
-// The lengths along one axis of the windows, which end at the image border.
-struct WindowSpan {
-    int64_t shortest;
-    int64_t longest;
-
-    int64_t count() const { return longest - shortest + 1; }
-};
-
 // Both radii are below `length`. A window at one of the two ends is the shortest.
 WindowSpan windowSpan(int64_t before, int64_t after, int64_t length) {
     return {.shortest = std::min(before, after) + 1,
             .longest = after < length - before ? before + after + 1 : length};
 }
 
-struct BoxFilter {
-    const unsigned char* source;
-    unsigned char* destination;
-    int64_t width;
-    int64_t height;
-    int64_t pitch;
-    int channels;
-    int64_t left; // radii, each below the image's size: what lies beyond changes no window
-    int64_t top;
-    int64_t right;
-    int64_t bottom;
-};
-
-struct WorkingMemory {
-    void* counters;
-    uint32_t* columnSums; // in `counters`
-    int64_t counterWidth;
-    unsigned char* savedRows; // a ring of source rows that filtering in place overwrites
-    int64_t savedCount;
-    uint32_t* reciprocals; // one row per window height, one entry per window width
-};
-
 int64_t savedRowCount(const BoxFilter& filter) {
     const bool inPlace = filter.source == filter.destination;
     return inPlace ? std::min(filter.top + 1, filter.height - filter.top - 1) : 0;
 }
 
-void release(void* memHandle, const WorkingMemory& memory) {
+void release(void* memHandle, const BoxMemory& memory) {
     VantMemFree(memHandle, memory.reciprocals);
-    VantMemFree(memHandle, memory.counters);
+    VantMemFree(memHandle, memory.columnSums);
     VantMemFree(memHandle, memory.savedRows);
 }
 
 constexpr int64_t counterSize = sizeof(uint32_t);
 
-// Counters from the heap get room to start with a cache line, each plane of them, as vectors across
-// two lines take longer; an arena may have no room to spare.
-bool allocateCounters(void* memHandle, const BoxFilter& filter, WorkingMemory* memory) {
-    const bool aligned = memHandle == nullptr && filter.width <= INT64_MAX - 2 * cacheLine;
-    const int64_t width =
-        aligned ? (filter.width + cacheLine - 1) / cacheLine * cacheLine : filter.width;
-    const int64_t spare = aligned ? cacheLine / counterSize : 0;
-    memory->counters = allocZeroedArray(memHandle, width + spare, filter.channels * counterSize);
-    auto address = reinterpret_cast<uintptr_t>(memory->counters);
-    if (aligned)
-        address = (address + cacheLine - 1) / cacheLine * cacheLine;
-    memory->columnSums = reinterpret_cast<uint32_t*>(address);
-    memory->counterWidth = width;
-    return memory->counters != nullptr;
-}
-
-bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
-              int64_t reciprocalColumns, WorkingMemory* memory) {
-    if (!allocateCounters(memHandle, filter, memory))
+bool allocate(void* memHandle, const BoxFilter& filter, BoxMemory* memory) {
+    memory->columnSums = static_cast<uint32_t*>(
+        allocZeroedArray(memHandle, filter.width, filter.channels * counterSize));
+    if (memory->columnSums == nullptr)
         return false;
     memory->savedCount = savedRowCount(filter);
     if (memory->savedCount > 0) {
@@ -90,9 +46,9 @@ bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
             return false;
     }
     int64_t rowSize = 0;
-    if (!__builtin_mul_overflow(reciprocalColumns, counterSize, &rowSize))
+    if (!__builtin_mul_overflow(memory->widths.count(), counterSize, &rowSize))
         memory->reciprocals =
-            static_cast<uint32_t*>(allocArray(memHandle, reciprocalRows, rowSize));
+            static_cast<uint32_t*>(allocArray(memHandle, memory->heights.count(), rowSize));
     return memory->reciprocals != nullptr;
 }
 
@@ -109,18 +65,18 @@ BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestAr
 #if defined(__x86_64__)
     // Only whole vectors of whole windows are divided at once.
     if (usesAvx512(filter.width - filter.left - filter.right))
-        return boxRowOperationsAvx512(filter.channels, largestArea);
+        return boxRowOperationsAvx512(int(filter.channels), largestArea);
     if (usesAvx2(filter.width))
-        return boxRowOperationsAvx2(filter.channels, largestArea);
+        return boxRowOperationsAvx2(int(filter.channels), largestArea);
 #endif
-    return boxRowOperations(filter.channels, largestArea);
+    return boxRowOperations(int(filter.channels), largestArea);
 }
 
 constexpr int64_t prefetchedRows = 4; // ahead
 
 // What distinguishes the windows around row `y` from those around the row before it. For the first
 // of them `y` is the lower radius above the image.
-RowChange rowChange(const BoxFilter& filter, const WorkingMemory& memory, int64_t y) {
+RowChange rowChange(const BoxFilter& filter, const BoxMemory& memory, int64_t y) {
     const int64_t entering = y + filter.bottom;
     const int64_t leaving = y - filter.top - 1;
     const auto sourceRow = [&](int64_t row) { return filter.source + row * filter.pitch; };
@@ -155,12 +111,12 @@ void changeCounters(const BoxRowOperations& operations, const RowChange& change,
 }
 
 void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
-                const WorkingMemory& memory) {
+                const BoxMemory& memory) {
     const BoxRowOperations operations =
         fastestRowOperations(filter, heights.longest * widths.longest);
     const BoxRow row = {.width = filter.width,
                         .channels = filter.channels,
-                        .counterWidth = memory.counterWidth,
+                        .counterWidth = filter.width,
                         .left = filter.left,
                         .right = filter.right};
     const auto destinationRow = [&](int64_t y) { return filter.destination + y * filter.pitch; };
@@ -182,13 +138,16 @@ void filterRows(const BoxFilter& filter, const WindowSpan& heights, const Window
 }
 
 long run(void* memHandle, const BoxFilter& filter) {
-    const WindowSpan widths = windowSpan(filter.left, filter.right, filter.width);
-    const WindowSpan heights = windowSpan(filter.top, filter.bottom, filter.height);
-    WorkingMemory memory = {};
-    const bool allocated = allocate(memHandle, filter, heights.count(), widths.count(), &memory);
+    BoxMemory memory = {};
+    memory.widths = windowSpan(filter.left, filter.right, filter.width);
+    memory.heights = windowSpan(filter.top, filter.bottom, filter.height);
+    const bool allocated = allocate(memHandle, filter, &memory);
     if (allocated) {
-        fillReciprocals(heights, widths, memory.reciprocals);
-        filterRows(filter, heights, widths, memory);
+        fillReciprocals(memory.heights, memory.widths, memory.reciprocals);
+        if (hasSmallWindows(filter, memory))
+            filterSmallWindows(filter, memory);
+        else
+            filterRows(filter, memory.heights, memory.widths, memory);
     }
     release(memHandle, memory);
     return allocated ? ERR_NONE : ERR_NO_MEMORY;

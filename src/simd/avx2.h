@@ -91,6 +91,22 @@ template <int step, int start>
     store(bytes + 2 * vectorBytes, _mm256_permute2x128_si256(b, c, 0x31));
 }
 
+// The box filter.
+
+inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm256_mulhi_epu16((__m256i)a, (__m256i)b); }
+
+template <int first>
+[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
+    const __m256i halves = _mm256_permute2x128_si256((__m256i)a, (__m256i)b, 0x21);
+    if constexpr (first < 8)
+        return (U16)_mm256_alignr_epi8(halves, (__m256i)a, 2 * first);
+    else
+        return (U16)_mm256_alignr_epi8((__m256i)b, halves, 2 * first - 16);
+}
+
+// The lower bytes of the lanes of both in turn, whose upper bytes are 0.
+[[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
 } // namespace
 
 } // namespace kelvane::avx2

@@ -2,6 +2,7 @@
 #pragma once
 
 #define KELVANE_TARGET avx512
+#define KELVANE_MASKS_BYTES
 
 #include <cstdint>
 #include <immintrin.h>
@@ -86,6 +87,42 @@ template <int start>
     store(bytes, mixed(first, second, third));
     store(bytes + vectorBytes, mixed(second, third, first));
     store(bytes + 2 * vectorBytes, mixed(third, first, second));
+}
+
+// The box filter.
+
+inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm512_mulhi_epu16((__m512i)a, (__m512i)b); }
+
+struct LaneIndexes {
+    alignas(vectorBytes) uint16_t lanes[vectorBytes / 2] = {};
+};
+
+template <int first>
+constexpr LaneIndexes indexesFrom = [] {
+    LaneIndexes made;
+    for (int i = 0; i < vectorBytes / 2; ++i)
+        made.lanes[i] = static_cast<uint16_t>(first + i);
+    return made;
+}();
+
+template <int first>
+[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
+    if constexpr (first % 2 == 0)
+        return (U16)_mm512_alignr_epi32((__m512i)b, (__m512i)a, first / 2);
+    else
+        return (U16)_mm512_permutex2var_epi16((__m512i)a, load<__m512i>(indexesFrom<first>.lanes),
+                                              (__m512i)b);
+}
+
+// The lower bytes of the lanes of both in turn, whose upper bytes are 0.
+[[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
+[[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
+    return (U8)_mm512_maskz_loadu_epi8((__mmask64{1} << count) - 1, bytes);
+}
+
+[[gnu::always_inline]] inline void storeFirst(uint8_t* bytes, U8 value, int64_t count) {
+    _mm512_mask_storeu_epi8(bytes, (__mmask64{1} << count) - 1, (__m512i)value);
 }
 
 } // namespace

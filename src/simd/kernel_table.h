@@ -2,8 +2,12 @@
 // brought, and their table.
 #include "simd/kernels.h"
 
+#include "simd/kernels/box_windows.h"
+
 namespace kelvane::KELVANE_TARGET {
 
-constinit const Kernels kernels = {};
+constinit const Kernels kernels = {
+    .filterBoxWindows = filterBoxWindows,
+};
 
 } // namespace kelvane::KELVANE_TARGET

@@ -12,7 +12,34 @@
 
 namespace kelvane {
 
-struct Kernels {};
+constexpr int boxReciprocalBits = 23; // of the fixed-point reciprocals of window areas
+
+// Two rows of windows of the box filter that reach `radius` columns, 1 or 2, to either side.
+struct BoxWindows {
+    // Those in the windows of the first row, 2 to 5, and below them the last in those of the second.
+    const uint8_t* rows[6];
+    int64_t count;
+    int64_t bytes;    // of a row
+    int64_t channels; // 1 or 3
+    int64_t radius;
+    // The reciprocals of the windows' areas, for each even byte of a row and for each odd one, with
+    // `boxFactorBits`. They are read to the end of the last vector.
+    const uint16_t* evenFactors;
+    const uint16_t* oddFactors;
+    uint8_t* means[2]; // the same row twice stands for the first one
+    // Rows to be copied before means overwrite them. A slot may be one of the rows.
+    const uint8_t* saved[2];
+    uint8_t* slots[2];
+    int64_t savedCount;
+};
+
+// So many make the means exact that have at most 16 bits themselves.
+constexpr int boxFactorBits(int64_t radius) { return radius == 1 ? 16 : 18; }
+
+struct Kernels {
+    // Means may overwrite rows.
+    void (*filterBoxWindows)(const BoxWindows& windows);
+};
 
 // Those for rows of `rowBytes`: of the widest instruction set of this processor of which a row
 // fills at least one vector, otherwise of the one that all processors have.

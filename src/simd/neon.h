@@ -43,6 +43,23 @@ inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
                       (uint8x16_t)three.vectors[2]}});
 }
 
+// The box filter.
+
+inline U16 multiplyHigh(U16 a, U16 b) {
+    const auto low = vmull_u16(vget_low_u16((uint16x8_t)a), vget_low_u16((uint16x8_t)b));
+    const auto high = vmull_high_u16((uint16x8_t)a, (uint16x8_t)b);
+    return (U16)vuzp2q_u16((uint16x8_t)low, (uint16x8_t)high);
+}
+
+template <int first>
+[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
+    return (U16)vextq_u16((uint16x8_t)a, (uint16x8_t)b, first);
+}
+
+inline U16 lowerBytes(U16 even, U16 odd) {
+    return (U16)vtrn1q_u8((uint8x16_t)even, (uint8x16_t)odd);
+}
+
 } // namespace
 
 } // namespace kelvane::neon

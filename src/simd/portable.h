@@ -47,6 +47,27 @@ inline Channels<3> splitThree(const uint8_t* bytes) {
     return three;
 }
 
+// The box filter.
+
+// The upper halves of the products.
+inline U16 multiplyHigh(U16 a, U16 b) {
+    for (int i = 0; i < vectorBytes / 2; ++i)
+        a[i] = static_cast<uint16_t>(a[i] * uint32_t{b[i]} >> 16);
+    return a;
+}
+
+// From the lane `first` on, those of both one after the other.
+template <int first>
+inline U16 lanesFrom(U16 a, U16 b) {
+    U16 lanes = a;
+    for (int i = 0; i < vectorBytes / 2; ++i)
+        lanes[i] = first + i < vectorBytes / 2 ? a[first + i] : b[first + i - vectorBytes / 2];
+    return lanes;
+}
+
+// The lower bytes of the lanes of both in turn, whose upper bytes are 0.
+[[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
 } // namespace
 
 } // namespace kelvane::portable

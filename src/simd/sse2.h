@@ -69,6 +69,18 @@ inline U8 narrowed(U16 low, U16 high) { return (U8)_mm_packus_epi16((__m128i)low
     store(bytes + 2 * vectorBytes, c);
 }
 
+// The box filter.
+
+inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm_mulhi_epu16((__m128i)a, (__m128i)b); }
+
+template <int first>
+[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
+    return (U16)(_mm_srli_si128((__m128i)a, 2 * first) | _mm_slli_si128((__m128i)b, 16 - 2 * first));
+}
+
+// The lower bytes of the lanes of both in turn, whose upper bytes are 0.
+[[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
 } // namespace
 
 } // namespace kelvane::sse2

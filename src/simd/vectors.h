@@ -47,6 +47,19 @@ template <typename Value>
     return a > b ? a : b;
 }
 
+#ifndef KELVANE_MASKS_BYTES
+// The first bytes, fewer than a vector's, and zeros.
+[[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
+    U8 value = {};
+    std::memcpy(&value, bytes, static_cast<size_t>(count));
+    return value;
+}
+
+[[gnu::always_inline]] inline void storeFirst(uint8_t* bytes, U8 value, int64_t count) {
+    std::memcpy(bytes, &value, static_cast<size_t>(count));
+}
+#endif
+
 // Where a vector of `size` elements starts that shall process from `position`: the last one of a
 // row goes over some elements again, so that it ends with the row.
 [[gnu::always_inline]] inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
