@@ -2,11 +2,9 @@
 #include "kelvane/kelvane.h"
 
 #include "image/box_filter.h"
-#include "image/box_rows.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
-#include "platform/prefetch.h"
-#include "platform/vector_support.h"
+#include "simd/kernels.h"
 
 #include <algorithm>
 
@@ -55,85 +53,53 @@ bool allocate(void* memHandle, const BoxFilter& filter, BoxMemory* memory) {
 // floor(2^23 / area); dividing twice gives the same and needs no area that could overflow.
 void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32_t* entry) {
     for (int64_t height = heights.shortest; height <= heights.longest; ++height) {
-        const int64_t columnReciprocal = (int64_t{1} << reciprocalBits) / height;
+        const int64_t columnReciprocal = (int64_t{1} << boxReciprocalBits) / height;
         for (int64_t width = widths.shortest; width <= widths.longest; ++width)
             *entry++ = static_cast<uint32_t>(columnReciprocal / width);
     }
 }
 
-BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestArea) {
-#if defined(__x86_64__)
-    // Only whole vectors of whole windows are divided at once.
-    if (usesAvx512(filter.width - filter.left - filter.right))
-        return boxRowOperationsAvx512(int(filter.channels), largestArea);
-    if (usesAvx2(filter.width))
-        return boxRowOperationsAvx2(int(filter.channels), largestArea);
-#endif
-    return boxRowOperations(int(filter.channels), largestArea);
-}
-
-constexpr int64_t prefetchedRows = 4; // ahead
-
-// What distinguishes the windows around row `y` from those around the row before it. For the first
-// of them `y` is the lower radius above the image.
-RowChange rowChange(const BoxFilter& filter, const BoxMemory& memory, int64_t y) {
-    const int64_t entering = y + filter.bottom;
-    const int64_t leaving = y - filter.top - 1;
-    const auto sourceRow = [&](int64_t row) { return filter.source + row * filter.pitch; };
+// For the first windows `y` is the lower radius above the image.
+BoxRowChange rowChange(const BoxFilter& filter, const BoxMemory& memory, int64_t y) {
+    const int64_t entering = y + filter.bottom, leaving = y - filter.top - 1;
     const auto savedRow = [&](int64_t row) {
-        return memory.savedRows + row % memory.savedCount * filter.pitch;
+        return memory.savedRows + row % memory.savedCount * filter.rowBytes();
     };
-
-    RowChange change = {};
-    change.upcoming = sourceRow(std::min(entering + prefetchedRows, filter.height - 1));
+    BoxRowChange change = {};
     if (entering < filter.height)
-        change.added = sourceRow(entering);
+        change.added = filter.sourceRow(entering);
     if (leaving >= 0)
-        change.removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
+        change.removed = memory.savedCount > 0 ? savedRow(leaving) : filter.sourceRow(leaving);
     // The row that leaves makes room in the ring for this one.
     if (memory.savedCount > 0 && y >= 0 && y < filter.height - filter.top - 1) {
-        change.saved = sourceRow(y);
+        change.saved = filter.sourceRow(y);
         change.slot = savedRow(y);
     }
     return change;
 }
 
-void changeCounters(const BoxRowOperations& operations, const RowChange& change, const BoxRow& row,
-                    int64_t rowBytes, uint32_t* columnSums) {
-    if (change.added != nullptr && change.removed != nullptr) {
-        operations.replaceRow(change, row, columnSums);
-        return;
-    }
-    if (change.added != nullptr || change.removed != nullptr)
-        operations.addOrRemoveRow(change, row, columnSums);
-    if (change.saved != nullptr)
-        VantMemCpy(change.slot, change.saved, rowBytes);
-}
+// Counters modulo 2^16 do where the sums of windows fit 16 bits.
+constexpr int64_t largestShortArea = UINT16_MAX / UINT8_MAX;
 
-void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
-                const BoxMemory& memory) {
-    const BoxRowOperations operations =
-        fastestRowOperations(filter, heights.longest * widths.longest);
+void filterRows(const BoxFilter& filter, const BoxMemory& memory) {
+    const Kernels& kernels = kernelsFor(filter.width);
+    const int64_t largestArea = memory.heights.longest * memory.widths.longest;
     const BoxRow row = {.width = filter.width,
                         .channels = filter.channels,
-                        .counterWidth = filter.width,
                         .left = filter.left,
-                        .right = filter.right};
-    const auto destinationRow = [&](int64_t y) { return filter.destination + y * filter.pitch; };
-
+                        .right = filter.right,
+                        .shortest = memory.widths.shortest,
+                        .counterBytes = largestArea <= largestShortArea ? 2 : 4};
     for (int64_t y = -filter.bottom; y < filter.height; ++y) {
-        changeCounters(operations, rowChange(filter, memory, y), row,
-                       filter.width * filter.channels, memory.columnSums);
+        const BoxRowChange change = rowChange(filter, memory, y);
+        if (change.added != nullptr || change.removed != nullptr)
+            kernels.moveBoxRows(memory.columnSums, row, change);
+        else if (change.saved != nullptr)
+            VantMemCpy(change.slot, change.saved, filter.rowBytes());
         if (y < 0)
             continue;
-        const int64_t windowHeight = std::min(y + filter.bottom, filter.height - 1) -
-                                     std::max(y - filter.top, int64_t{0}) + 1;
-        const uint32_t* const reciprocals =
-            memory.reciprocals + (windowHeight - heights.shortest) * widths.count();
-        if (filter.left + filter.right < filter.width)
-            operations.divideWhole(memory.columnSums, row, reciprocals, destinationRow(y),
-                                   destinationRow(std::min(y + prefetchedRows, filter.height - 1)));
-        operations.divideCut(memory.columnSums, row, reciprocals, destinationRow(y));
+        kernels.divideBoxRow(memory.columnSums, row, memory.reciprocalsAt(filter, y),
+                             filter.destinationRow(y));
     }
 }
 
@@ -147,7 +113,7 @@ long run(void* memHandle, const BoxFilter& filter) {
         if (hasSmallWindows(filter, memory))
             filterSmallWindows(filter, memory);
         else
-            filterRows(filter, memory.heights, memory.widths, memory);
+            filterRows(filter, memory);
     }
     release(memHandle, memory);
     return allocated ? ERR_NONE : ERR_NO_MEMORY;

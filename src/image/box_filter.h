@@ -39,18 +39,17 @@ struct BoxMemory {
     WindowSpan heights;
     WindowSpan widths;
 
-    unsigned char* savedRow(const BoxFilter& filter, int64_t y) const {
-        return savedRows + y % savedCount * filter.rowBytes();
-    }
     // For the window around a row, from the shortest width on.
     const uint32_t* reciprocalsAt(const BoxFilter& filter, int64_t y) const {
-        const int64_t end = y + filter.bottom < filter.height ? y + filter.bottom + 1 : filter.height;
+        const int64_t end =
+            y + filter.bottom < filter.height ? y + filter.bottom + 1 : filter.height;
         const int64_t start = y > filter.top ? y - filter.top : 0;
         return reciprocals + (end - start - heights.shortest) * widths.count();
     }
 };
 
-// Whether no window is larger than 5 x 5, and enough rows are saved.
+// Whether the windows have 3 or 5 columns and at most 5 rows, none of them a single row, and enough
+// rows are saved.
 bool hasSmallWindows(const BoxFilter& filter, const BoxMemory& memory);
 void filterSmallWindows(const BoxFilter& filter, const BoxMemory& memory);
 

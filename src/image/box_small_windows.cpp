@@ -1,7 +1,6 @@
 // The box filter with small windows: their sums are made from the rows, for two rows of windows at
 // once, and no counters have to be kept.
 #include "image/box_filter.h"
-#include "platform/prefetch.h"
 #include "simd/kernels.h"
 
 #include <algorithm>
@@ -10,17 +9,17 @@ namespace kelvane {
 
 namespace {
 
-constexpr int64_t prefetchedRows = 4; // ahead
-
 // Whether factors of few bits give the same mean as the reciprocal, for every sum.
 constexpr bool areFactorsExact(int radius) {
     const int bits = boxFactorBits(radius);
-    for (uint32_t columns = static_cast<uint32_t>(radius) + 1; columns <= 2u * radius + 1; ++columns)
+    for (uint32_t columns = static_cast<uint32_t>(radius) + 1; columns <= 2u * radius + 1;
+         ++columns)
         for (uint32_t rows = 2; rows <= 5; ++rows) {
             const uint32_t reciprocal = (1u << boxReciprocalBits) / (columns * rows);
             const uint32_t factor = reciprocal >> (boxReciprocalBits - bits);
             for (uint32_t sum = 0; sum <= 255 * columns * rows; ++sum)
-                if (factor > UINT16_MAX || sum * factor >> bits != sum * reciprocal >> boxReciprocalBits)
+                if (factor > UINT16_MAX ||
+                    sum * factor >> bits != sum * reciprocal >> boxReciprocalBits)
                     return false;
         }
     return true;

@@ -35,12 +35,14 @@ static inline void prefetchRow(const unsigned char* row, int64_t count) {
         prefetchLine(row + x);
 }
 
-// Into the first level, what lies a little further on in rows that the second holds already. Behind
-// the end of a row that is the next one's beginning, or nobody's: requests are no accesses.
-static inline void prefetchFurtherOn(const unsigned char* bytes, int64_t count) {
-    constexpr uintptr_t distance = 1024;
-    for (int64_t x = 0; x < count; x += cacheLine)
-        prefetchBehind(bytes + x, distance);
+// Into the second level, what lies further down where rows follow each other, for `count` bytes
+// from `offset` on that are processed now. Whole rows at once would fill all buffers and wait.
+static inline void prefetchBelow(const unsigned char* row, int64_t offset, int64_t count) {
+    constexpr uintptr_t distance = 16384;
+    constexpr int secondLevel = 2;
+    const uintptr_t start = reinterpret_cast<uintptr_t>(row) + static_cast<uintptr_t>(offset);
+    for (uintptr_t i = 0; i < static_cast<uintptr_t>(count); i += cacheLine)
+        __builtin_prefetch(reinterpret_cast<const void*>(start + distance + i), 0, secondLevel);
 }
 
 } // namespace kelvane

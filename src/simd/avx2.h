@@ -107,6 +107,54 @@ template <int first>
 // The lower bytes of the lanes of both in turn, whose upper bytes are 0.
 [[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
 
+// The sums within both halves, and in the upper one those of the lower one as well.
+template <typename Vector>
+[[gnu::always_inline]] inline Vector joinHalves(Vector a, __m256i last) {
+    return a + (Vector)_mm256_permute2x128_si256(last, last, 0x08);
+}
+
+inline __m256i lastOfHalves(U16 a) {
+    return _mm256_shuffle_epi8((__m256i)a, _mm256_set1_epi16(0x0F0E));
+}
+
+inline U16 prefixSums(U16 a) {
+    a += (U16)_mm256_slli_si256((__m256i)a, 2);
+    a += (U16)_mm256_slli_si256((__m256i)a, 4);
+    a += (U16)_mm256_slli_si256((__m256i)a, 8);
+    return joinHalves(a, lastOfHalves(a));
+}
+
+inline U32 prefixSums(U32 a) {
+    a += (U32)_mm256_slli_si256((__m256i)a, 4);
+    a += (U32)_mm256_slli_si256((__m256i)a, 8);
+    return joinHalves(a, _mm256_shuffle_epi32((__m256i)a, 0xFF));
+}
+
+inline U16 lastLane(U16 a) {
+    return (U16)lastOfHalves((U16)_mm256_permute4x64_epi64((__m256i)a, 0xFF));
+}
+inline U32 lastLane(U32 a) {
+    return (U32)_mm256_permutevar8x32_epi32((__m256i)a, _mm256_set1_epi32(7));
+}
+
+inline U16 sumsOfBytes(U16 a) { return (U16)_mm256_maddubs_epi16((__m256i)a, _mm256_set1_epi8(1)); }
+
+// A multiplication takes one instruction, and not one of the crowded shifts.
+inline U32 weighted(U16 a, int weights) {
+    return (U32)_mm256_madd_epi16((__m256i)a, _mm256_set1_epi32(weights));
+}
+inline U32 lowerOfPairs(U16 a) { return weighted(a, 1); }
+inline U32 upperOfPairs(U16 a) { return weighted(a, 0x10000); }
+inline U32 sumsOfPairs(U16 a) { return weighted(a, 0x10001); }
+
+inline U8 upperBytes(U16 a, U16 b) { return (U8)(a >> 8 | (b & 0xFF00)); }
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    const auto upperHalves = [](U32 even, U32 odd) {
+        return (U16)_mm256_blend_epi16((__m256i)(even >> 16), (__m256i)odd, 0xAA);
+    };
+    return upperBytes(upperHalves(a, c), upperHalves(b, d));
+}
+
 } // namespace
 
 } // namespace kelvane::avx2

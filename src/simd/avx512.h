@@ -93,36 +93,101 @@ template <int start>
 
 inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm512_mulhi_epu16((__m512i)a, (__m512i)b); }
 
-struct LaneIndexes {
-    alignas(vectorBytes) uint16_t lanes[vectorBytes / 2] = {};
-};
-
-template <int first>
-constexpr LaneIndexes indexesFrom = [] {
-    LaneIndexes made;
-    for (int i = 0; i < vectorBytes / 2; ++i)
-        made.lanes[i] = static_cast<uint16_t>(first + i);
-    return made;
-}();
-
 template <int first>
 [[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
     if constexpr (first % 2 == 0)
         return (U16)_mm512_alignr_epi32((__m512i)b, (__m512i)a, first / 2);
     else
-        return (U16)_mm512_permutex2var_epi16((__m512i)a, load<__m512i>(indexesFrom<first>.lanes),
-                                              (__m512i)b);
+        return (U16)_mm512_permutex2var_epi16(
+            (__m512i)a, load<__m512i>(numbersFrom<uint16_t, first>.lanes), (__m512i)b);
 }
 
 // The lower bytes of the lanes of both in turn, whose upper bytes are 0.
 [[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
 
+[[gnu::always_inline]] inline __mmask64 firstBytes(int64_t count) {
+    return count < vectorBytes ? (__mmask64{1} << count) - 1 : ~__mmask64{0};
+}
+
 [[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
-    return (U8)_mm512_maskz_loadu_epi8((__mmask64{1} << count) - 1, bytes);
+    return (U8)_mm512_maskz_loadu_epi8(firstBytes(count), bytes);
 }
 
 [[gnu::always_inline]] inline void storeFirst(uint8_t* bytes, U8 value, int64_t count) {
-    _mm512_mask_storeu_epi8(bytes, (__mmask64{1} << count) - 1, (__m512i)value);
+    _mm512_mask_storeu_epi8(bytes, firstBytes(count), (__m512i)value);
+}
+
+// For every lane of the four blocks of 16 bytes, the last one of the block named.
+template <typename Lane, int... named>
+constexpr Indexes lastIndexes = [] {
+    constexpr int size = sizeof(Lane), blocks[] = {named...};
+    Indexes made;
+    for (int i = 0; i < vectorBytes; ++i)
+        made.bytes[i] = static_cast<uint8_t>(blocks[i / 16] * 16 + 16 - size + i % size);
+    return made;
+}();
+
+template <typename Lane, int... named>
+[[gnu::always_inline]] inline __m512i lastLanes(__m512i a, __mmask64 kept) {
+    const auto indexes = load<__m512i>(lastIndexes<Lane, named...>.bytes);
+    return _mm512_maskz_permutexvar_epi8(kept, indexes, a);
+}
+
+// From the sums within every block.
+template <typename Lane, typename Vector>
+[[gnu::always_inline]] inline Vector joinBlocks(Vector a) {
+    a += (Vector)lastLanes<Lane, 0, 0, 2, 2>((__m512i)a, 0xFFFF0000FFFF0000);
+    return a + (Vector)lastLanes<Lane, 1, 1, 1, 1>((__m512i)a, 0xFFFFFFFF00000000);
+}
+
+inline U16 prefixSums(U16 a) {
+    a += (U16)_mm512_bslli_epi128((__m512i)a, 2);
+    a += (U16)_mm512_bslli_epi128((__m512i)a, 4);
+    a += (U16)_mm512_bslli_epi128((__m512i)a, 8);
+    return joinBlocks<uint16_t>(a);
+}
+
+inline U32 prefixSums(U32 a) {
+    a += (U32)_mm512_bslli_epi128((__m512i)a, 4);
+    a += (U32)_mm512_bslli_epi128((__m512i)a, 8);
+    return joinBlocks<uint32_t>(a);
+}
+
+inline U16 lastLane(U16 a) {
+    return (U16)_mm512_permutexvar_epi16(_mm512_set1_epi16(31), (__m512i)a);
+}
+inline U32 lastLane(U32 a) {
+    return (U32)_mm512_permutexvar_epi32(_mm512_set1_epi32(15), (__m512i)a);
+}
+
+inline U16 sumsOfBytes(U16 a) { return (U16)_mm512_maddubs_epi16((__m512i)a, _mm512_set1_epi8(1)); }
+
+inline U32 weighted(U16 a, int weights) {
+    return (U32)_mm512_madd_epi16((__m512i)a, _mm512_set1_epi32(weights));
+}
+inline U32 lowerOfPairs(U16 a) { return weighted(a, 1); }
+inline U32 upperOfPairs(U16 a) { return weighted(a, 0x10000); }
+inline U32 sumsOfPairs(U16 a) { return weighted(a, 0x10001); }
+
+// Replaces the places in `to` that the mask names by bytes of `from`, which the two halves of a
+// block's indexes choose.
+[[gnu::always_inline]] inline __m512i replaceBytes(__m512i to, __mmask64 places, __m512i from,
+                                                   int64_t lower, int64_t upper) {
+    const __m512i indexes = _mm512_broadcast_i32x4(_mm_set_epi64x(upper, lower));
+    return _mm512_mask_shuffle_epi8(to, places, from, indexes);
+}
+
+inline U8 upperBytes(U16 a, U16 b) {
+    return (U8)replaceBytes((__m512i)b, 0x5555555555555555, (__m512i)a, 0x0707050503030101,
+                            0x0F0F0D0D0B0B0909);
+}
+
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    constexpr __mmask64 first = 0x1111111111111111;
+    constexpr int64_t lower = 0x0707070703030303, upper = 0x0F0F0F0F0B0B0B0B;
+    auto bytes = replaceBytes((__m512i)d, first << 2, (__m512i)c, lower, upper);
+    bytes = replaceBytes(bytes, first << 1, (__m512i)b, lower, upper);
+    return (U8)replaceBytes(bytes, first, (__m512i)a, lower, upper);
 }
 
 } // namespace

@@ -14,9 +14,28 @@ namespace kelvane {
 
 constexpr int boxReciprocalBits = 23; // of the fixed-point reciprocals of window areas
 
+// A row of windows of the box filter. Both radii are below `width`.
+struct BoxRow {
+    int64_t width;    // in pixels
+    int64_t channels; // 1 or 3
+    int64_t left;
+    int64_t right;
+    int64_t shortest;     // window
+    int64_t counterBytes; // 2 where the sums of all windows fit 16 bits, otherwise 4
+};
+
+// How the rows in the windows change from one row of windows to the next.
+struct BoxRowChange {
+    const uint8_t* added;   // null if none
+    const uint8_t* removed; // null if none
+    const uint8_t* saved;   // null, or to be copied to `slot`, which may be the row removed
+    uint8_t* slot;
+};
+
 // Two rows of windows of the box filter that reach `radius` columns, 1 or 2, to either side.
 struct BoxWindows {
-    // Those in the windows of the first row, 2 to 5, and below them the last in those of the second.
+    // Those in the windows of the first row, 2 to 5, and below them the last in those of the
+    // second.
     const uint8_t* rows[6];
     int64_t count;
     int64_t bytes;    // of a row
@@ -37,7 +56,14 @@ struct BoxWindows {
 constexpr int boxFactorBits(int64_t radius) { return radius == 1 ? 16 : 18; }
 
 struct Kernels {
-    // Means may overwrite rows.
+    // `sums` are counters in an order of their own, zero at first: one for each byte of a row, of
+    // which each has room for 4 bytes.
+    void (*moveBoxRows)(void* sums, const BoxRow& row, const BoxRowChange& change);
+    // Writes one row of means. `reciprocals` are those of the windows' areas, for each width of
+    // windows from the shortest on.
+    void (*divideBoxRow)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
+                         uint8_t* means);
+    // Means may overwrite the rows of the windows.
     void (*filterBoxWindows)(const BoxWindows& windows);
 };
 

@@ -60,6 +60,34 @@ inline U16 lowerBytes(U16 even, U16 odd) {
     return (U16)vtrn1q_u8((uint8x16_t)even, (uint8x16_t)odd);
 }
 
+inline U16 prefixSums(U16 a) {
+    a += lanesFrom<7>(U16{}, a);
+    a += lanesFrom<6>(U16{}, a);
+    return a + lanesFrom<4>(U16{}, a);
+}
+
+inline U32 prefixSums(U32 a) {
+    a += (U32)lanesFrom<6>(U16{}, (U16)a);
+    return a + (U32)lanesFrom<4>(U16{}, (U16)a);
+}
+
+inline U16 lastLane(U16 a) { return (U16)vdupq_laneq_u16((uint16x8_t)a, 7); }
+inline U32 lastLane(U32 a) { return (U32)vdupq_laneq_u32((uint32x4_t)a, 3); }
+
+inline U16 sumsOfBytes(U16 a) { return (U16)vpaddlq_u8((uint8x16_t)a); }
+
+inline U32 lowerOfPairs(U16 a) { return (U32)((I32)((U32)a << 16) >> 16); }
+inline U32 upperOfPairs(U16 a) { return (U32)((I32)a >> 16); }
+inline U32 sumsOfPairs(U16 a) { return (U32)vpaddlq_s16((int16x8_t)a); }
+
+inline U8 upperBytes(U16 a, U16 b) { return (U8)vtrn2q_u8((uint8x16_t)a, (uint8x16_t)b); }
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    const auto upperHalves = [](U32 even, U32 odd) {
+        return (U16)vtrn2q_u16((uint16x8_t)even, (uint16x8_t)odd);
+    };
+    return upperBytes(upperHalves(a, c), upperHalves(b, d));
+}
+
 } // namespace
 
 } // namespace kelvane::neon

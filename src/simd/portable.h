@@ -68,6 +68,37 @@ inline U16 lanesFrom(U16 a, U16 b) {
 // The lower bytes of the lanes of both in turn, whose upper bytes are 0.
 [[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
 
+// Sums over the lanes up to and including each.
+template <typename Vector>
+inline Vector prefixSums(Vector a) {
+    for (uint64_t i = 1; i < sizeof a / sizeof a[0]; ++i)
+        a[i] += a[i - 1];
+    return a;
+}
+
+// In every lane.
+template <typename Vector>
+inline Vector lastLane(Vector a) {
+    return Vector{} + a[sizeof a / sizeof a[0] - 1];
+}
+
+// Of both bytes in every lane.
+inline U16 sumsOfBytes(U16 a) { return (a & 0xFF) + (a >> 8); }
+
+// Of the signed words in every lane: the lower one, the upper one, and both.
+inline U32 lowerOfPairs(U16 a) { return (U32)((I32)((U32)a << 16) >> 16); }
+inline U32 upperOfPairs(U16 a) { return (U32)((I32)a >> 16); }
+inline U32 sumsOfPairs(U16 a) { return lowerOfPairs(a) + upperOfPairs(a); }
+
+// The upper bytes of the lanes of two or four in turn.
+inline U8 upperBytes(U16 a, U16 b) { return (U8)(a >> 8 | (b & 0xFF00)); }
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    const auto upperHalves = [](U32 even, U32 odd) {
+        return (U16)(even >> 16 | (odd & 0xFFFF0000));
+    };
+    return upperBytes(upperHalves(a, c), upperHalves(b, d));
+}
+
 } // namespace
 
 } // namespace kelvane::portable

@@ -75,11 +75,46 @@ inline U16 multiplyHigh(U16 a, U16 b) { return (U16)_mm_mulhi_epu16((__m128i)a, 
 
 template <int first>
 [[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
-    return (U16)(_mm_srli_si128((__m128i)a, 2 * first) | _mm_slli_si128((__m128i)b, 16 - 2 * first));
+    return (U16)(_mm_srli_si128((__m128i)a, 2 * first) |
+                 _mm_slli_si128((__m128i)b, 16 - 2 * first));
 }
 
 // The lower bytes of the lanes of both in turn, whose upper bytes are 0.
 [[gnu::always_inline]] inline U16 lowerBytes(U16 even, U16 odd) { return even | odd << 8; }
+
+inline U16 prefixSums(U16 a) {
+    a += (U16)_mm_slli_si128((__m128i)a, 2);
+    a += (U16)_mm_slli_si128((__m128i)a, 4);
+    return a + (U16)_mm_slli_si128((__m128i)a, 8);
+}
+
+inline U32 prefixSums(U32 a) {
+    a += (U32)_mm_slli_si128((__m128i)a, 4);
+    return a + (U32)_mm_slli_si128((__m128i)a, 8);
+}
+
+inline U32 lastLane(U32 a) { return (U32)_mm_shuffle_epi32((__m128i)a, 0xFF); }
+inline U16 lastLane(U16 a) {
+    return (U16)_mm_shuffle_epi32(_mm_shufflehi_epi16((__m128i)a, 0xFF), 0xFF);
+}
+
+inline U16 sumsOfBytes(U16 a) { return (a & 0xFF) + (a >> 8); }
+
+// A multiplication takes one instruction, and not one of the crowded shifts.
+inline U32 weighted(U16 a, int weights) {
+    return (U32)_mm_madd_epi16((__m128i)a, _mm_set1_epi32(weights));
+}
+inline U32 lowerOfPairs(U16 a) { return weighted(a, 1); }
+inline U32 upperOfPairs(U16 a) { return weighted(a, 0x10000); }
+inline U32 sumsOfPairs(U16 a) { return weighted(a, 0x10001); }
+
+inline U8 upperBytes(U16 a, U16 b) { return (U8)(a >> 8 | (b & 0xFF00)); }
+inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
+    const auto upperHalves = [](U32 even, U32 odd) {
+        return (U16)(even >> 16 | (odd & 0xFFFF0000));
+    };
+    return upperBytes(upperHalves(a, c), upperHalves(b, d));
+}
 
 } // namespace
 

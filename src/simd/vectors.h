@@ -37,6 +37,21 @@ template <typename Value>
     std::memcpy(bytes, &value, sizeof value);
 }
 
+template <typename Lane>
+struct Lanes {
+    alignas(vectorBytes) Lane lanes[vectorBytes / static_cast<int64_t>(sizeof(Lane))] = {};
+};
+
+// One number after the other.
+template <typename Lane, int first>
+constexpr Lanes<Lane> numbersFrom = [] {
+    Lanes<Lane> numbers;
+    Lane number = first;
+    for (Lane& lane : numbers.lanes)
+        lane = number++;
+    return numbers;
+}();
+
 template <typename Value>
 [[gnu::always_inline]] inline Value smaller(Value a, Value b) {
     return a < b ? a : b;
@@ -48,7 +63,7 @@ template <typename Value>
 }
 
 #ifndef KELVANE_MASKS_BYTES
-// The first bytes, fewer than a vector's, and zeros.
+// The first bytes, at most a vector's, and zeros.
 [[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
     U8 value = {};
     std::memcpy(&value, bytes, static_cast<size_t>(count));

@@ -1,6 +1,7 @@
 // The box filter with windows of 3 or 5 columns and 2 to 5 rows: sums of 16 bits, from the rows.
 #pragma once
 
+#include "platform/prefetch.h"
 #include "simd/kernels.h"
 
 namespace kelvane::KELVANE_TARGET {
@@ -72,31 +73,42 @@ template <int radius, int channels>
                       multiplyHigh(odd, oddFactors) >> shift);
 }
 
+// At `x`, where a whole vector follows. Rows that means will overwrite are saved on the way.
+[[gnu::always_inline]] inline TwoRowSums sumsOfVector(const BoxWindows& windows, int64_t x) {
+    const TwoRowSums sums =
+        sumsOfRows(windows, [x](const uint8_t* row) { return load<U16>(row + x); });
+    for (int64_t k = 0; k < windows.savedCount; ++k)
+        store(windows.slots[k] + x, load<U8>(windows.saved[k] + x));
+    return sums;
+}
+
+// The same where the row ends within the vector, with zeros behind. Apart, as it is rare.
+[[gnu::noinline]] TwoRowSums sumsOfRest(const BoxWindows& windows, int64_t x) {
+    const int64_t rest = windows.bytes - x;
+    const TwoRowSums sums = sumsOfRows(
+        windows, [x, rest](const uint8_t* row) { return (U16)loadFirst(row + x, rest); });
+    for (int64_t k = 0; k < windows.savedCount; ++k)
+        storeFirst(windows.slots[k] + x, loadFirst(windows.saved[k] + x, rest), rest);
+    return sums;
+}
+
+[[gnu::always_inline]] inline TwoRowSums sumsAt(const BoxWindows& windows, int64_t x) {
+    if (x + vectorBytes <= windows.bytes)
+        return sumsOfVector(windows, x);
+    return x < windows.bytes ? sumsOfRest(windows, x) : TwoRowSums{};
+}
+
 template <int radius, int channels>
 void filterWindows(const BoxWindows& windows) {
     const int64_t bytes = windows.bytes;
-    // Zeros where the row has ended. Rows that are going to be overwritten are saved on the way.
-    const auto sumsAt = [&](int64_t x) -> TwoRowSums {
-        if (x + vectorBytes <= bytes) {
-            const TwoRowSums sums =
-                sumsOfRows(windows, [x](const uint8_t* row) { return load<U16>(row + x); });
-            for (int64_t k = 0; k < windows.savedCount; ++k)
-                store(windows.slots[k] + x, load<U8>(windows.saved[k] + x));
-            return sums;
-        }
-        if (x >= bytes)
-            return TwoRowSums{};
-        const TwoRowSums sums = sumsOfRows(windows, [x, bytes](const uint8_t* row) {
-            return (U16)loadFirst(row + x, bytes - x);
-        });
-        for (int64_t k = 0; k < windows.savedCount; ++k)
-            storeFirst(windows.slots[k] + x, loadFirst(windows.saved[k] + x, bytes - x), bytes - x);
-        return sums;
-    };
-    TwoRowSums next = sumsAt(0);
-    RowSums first[3] = {{}, {}, next.first}, second[3] = {{}, {}, next.second};
+    const TwoRowSums start = sumsAt(windows, 0);
+    // Of the vectors before `x`, at it and behind.
+    RowSums first[3] = {{}, {}, start.first}, second[3] = {{}, {}, start.second};
     for (int64_t x = 0; x < bytes; x += vectorBytes) {
-        next = sumsAt(x + vectorBytes);
+        // Every step belongs to two rows.
+        prefetchBelow(windows.rows[windows.count], 2 * x, 2 * vectorBytes);
+        prefetchBelow(windows.means[1], 2 * x, 2 * vectorBytes);
+        const TwoRowSums next = sumsAt(windows, x + vectorBytes);
         for (int k = 0; k < 2; ++k) {
             first[k] = first[k + 1];
             second[k] = second[k + 1];
