@@ -10,10 +10,9 @@ namespace kelvane {
 namespace {
 
 // Whether factors of few bits give the same mean as the reciprocal, for every sum.
-constexpr bool areFactorsExact(int radius) {
+constexpr bool areFactorsExact(uint32_t radius) {
     const int bits = boxFactorBits(radius);
-    for (uint32_t columns = static_cast<uint32_t>(radius) + 1; columns <= 2u * radius + 1;
-         ++columns)
+    for (uint32_t columns = radius + 1; columns <= 2 * radius + 1; ++columns)
         for (uint32_t rows = 2; rows <= 5; ++rows) {
             const uint32_t reciprocal = (1u << boxReciprocalBits) / (columns * rows);
             const uint32_t factor = reciprocal >> (boxReciprocalBits - bits);
