@@ -9,6 +9,39 @@ TEST(BoxBlur, EqualsItsDefinition) {
         expectBoxBlur(random);
 }
 
+TEST(BoxBlur, SmallWindowsInRowsOfEveryLengthEqualTheirDefinition) {
+    Random random;
+    for (const long channels : {1, 3})
+        for (long width = 1; width <= 200; ++width)
+            for (const long radius : {0, 1, 2}) { // to both sides, or less to the left
+                const Plane plane = {width, random.between(1, 9), channels,
+                                     width * channels + random.oneOf({0, 3})};
+                const Reach reach = {random.between(0, radius), random.between(0, 2),
+                                     std::max(radius, 1L), random.between(1, 2)};
+                const Reach even = {reach.right, reach.top, reach.right, reach.bottom};
+                for (const Reach& r : {reach, even})
+                    expectFilter(random, plane, boxBlur(r),
+                                 {boxPayload(plane, r, false), boxPayload(plane, r, true)}, r,
+                                 {mean});
+                ASSERT_FALSE(HasFailure()) << width << ", " << channels;
+            }
+}
+
+// From the heap as from an arena.
+TEST(BoxBlur, TakesFourBytesForEachByteOfARow) {
+    const Bytes image(70 * 5 * 3);
+    for (const long channels : {1, 3})
+        for (const long radius : {1, 5}) {
+            Bytes out = image;
+            allocationsUntilFailure = 0;
+            EXPECT_EQ(boxBlur({radius, radius, radius, radius})(nullptr, {70, 5, channels, 210},
+                                                                image.data(), out.data()),
+                      ERR_NO_MEMORY);
+            EXPECT_EQ(lastAllocationSize, 70 * channels * 4);
+        }
+    allocationsUntilFailure = -1;
+}
+
 TEST(BoxBlur, TruncatesTheMeanExceptOfFourPixels) {
     Bytes white(25, 255), spot(25);
     spot[0] = 255;
