@@ -111,19 +111,22 @@ void moveRows(void* sums, const BoxRow& row, const BoxRowChange& change) {
     Vector carries[channels] = {};
     // Of the groups of columns from `start` on, those kept.
     constexpr int64_t groups = vectorBytes / group;
-    const auto moveVector = [&](int64_t start, Vector kept) {
+    const auto moveVector = [&](int64_t start, Vector kept) __attribute__((always_inline)) {
         const int64_t byte = start * group * channels;
         prefetchLines(added + byte, vectorBytes * channels, bytesBelow);
         const Channels<channels> plus = loadChannels<channels>(added + byte);
         const Channels<channels> minus = loadChannels<channels>(removed + byte);
-        if (saved != nullptr)
+        if (saved != nullptr) {
+#pragma GCC unroll 3
             for (int64_t k = 0; k < vectorBytes * channels; k += vectorBytes)
                 store(slot + byte + k, load<U8>(saved + byte + k));
+        }
         const U16 addedMask = (U16)(kept & (Vector)(U8{} + addedBits));
         const U16 removedMask = (U16)(kept & (Vector)(U8{} + removedBits));
+#pragma GCC unroll 3
         for (int c = 0; c < channels; ++c)
             addGroups((U16)plus.vectors[c] & addedMask, (U16)minus.vectors[c] & removedMask,
-                      carries[c], [&](int column, Vector values) {
+                      carries[c], [&](int column, Vector values) __attribute__((always_inline)) {
                           Counter* const at = counters.columns[column] + start + c * row.width;
                           store(at, load<Vector>(at) + (values & kept));
                       });
@@ -172,7 +175,7 @@ template <typename Counter>
 [[gnu::always_inline]] inline U8 meansOf(const CounterGroup<Counter>& ahead,
                                          const CounterGroup<Counter>& behind, int64_t i,
                                          uint32_t doubled) {
-    const auto scaled = [&](int column) {
+    const auto scaled = [&](int column) __attribute__((always_inline)) {
         return scaledMeans(ahead.columns[column] + i, behind.columns[column] + i, doubled);
     };
     if constexpr (sizeof(Counter) == 2)
@@ -203,6 +206,7 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
             const int64_t i = smaller(next, last);
             prefetchLines(means + i * group * channels, vectorBytes * channels, bytesBelow);
             Channels<channels> divided;
+#pragma GCC unroll 3
             for (int c = 0; c < channels; ++c)
                 divided.vectors[c] = meansOf(ahead, behind, i + c * row.width, 2 * reciprocal);
             if constexpr (channels == 1)
@@ -275,13 +279,16 @@ void divideSums(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint
     }
 }
 
-// Missing rows are rare: of three channels they share their code with the others.
+// Missing rows are rare: of three channels they share their code with the others, and of one with
+// the narrowest vectors, whose counters lie in the same order.
 template <typename Counter>
 void moveRowsOf(void* sums, const BoxRow& row, const BoxRowChange& change) {
     if (row.channels == 3)
         moveRows<Counter, 3, false>(sums, row, change);
     else if (change.added != nullptr && change.removed != nullptr)
         moveRows<Counter, 1, true>(sums, row, change);
+    else if constexpr (&narrower != &kernels)
+        narrower.moveBoxRows(sums, row, change);
     else
         moveRows<Counter, 1, false>(sums, row, change);
 }
