@@ -201,10 +201,7 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
     if (count >= vectorBytes) {
         const CounterGroup<Counter> ahead(planes, start + row.right);
         const CounterGroup<Counter> behind(planes, 0);
-        const int64_t last = (count - vectorBytes) / group;
-        for (int64_t next = 0; next < last + vectorBytes / group; next += vectorBytes / group) {
-            const int64_t i = smaller(next, last);
-            prefetchLines(means + i * group * channels, vectorBytes * channels, bytesBelow);
+        const auto divideAt = [&](int64_t i) __attribute__((always_inline)) {
             Channels<channels> divided;
 #pragma GCC unroll 3
             for (int c = 0; c < channels; ++c)
@@ -213,7 +210,13 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
                 store(means + i * group, divided.vectors[0]);
             else
                 joinThree(means + i * group * channels, divided);
+        };
+        const int64_t last = (count - vectorBytes) / group;
+        for (int64_t i = 0; i < last; i += vectorBytes / group) {
+            prefetchLines(means + i * group * channels, vectorBytes * channels, bytesBelow);
+            divideAt(i);
         }
+        divideAt(last);
         x = last * group + vectorBytes;
     }
     for (; x < count; ++x) {
@@ -279,15 +282,15 @@ void divideSums(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint
     }
 }
 
-// Missing rows are rare: of three channels they share their code with the others, and of one with
-// the narrowest vectors, whose counters lie in the same order.
+// Missing rows are rare: of three channels they share their code with the others, and of one it does
+// not pay to have it both for the narrowest vectors, whose counters lie alike, and for AVX2.
 template <typename Counter>
 void moveRowsOf(void* sums, const BoxRow& row, const BoxRowChange& change) {
     if (row.channels == 3)
         moveRows<Counter, 3, false>(sums, row, change);
     else if (change.added != nullptr && change.removed != nullptr)
         moveRows<Counter, 1, true>(sums, row, change);
-    else if constexpr (&narrower != &kernels)
+    else if constexpr (vectorBytes == 32)
         narrower.moveBoxRows(sums, row, change);
     else
         moveRows<Counter, 1, false>(sums, row, change);
