@@ -6,6 +6,6 @@
 
 namespace kelvane::KELVANE_TARGET {
 
-constinit const Kernels kernels = {planRow, blendRows, doubleRows, writeBgr};
+constinit const Kernels kernels = {planRow, blendRows, doublePlane, writeBgr};
 
 } // namespace kelvane::KELVANE_TARGET
