@@ -17,7 +17,7 @@ namespace kelvane::KELVANE_TARGET {
 constinit const Kernels kernels = {
     .planRow = planRow,
     .blendRows = blendRows,
-    .doubleRows = doubleRows,
+    .doublePlane = doublePlane,
     .writeBgr = writeBgr,
     .moveBoxRows = moveBoxRows,
     .divideBoxRow = divideBoxRow,
