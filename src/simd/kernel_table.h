@@ -21,6 +21,7 @@ constinit const Kernels kernels = {
     .writeBgr = writeBgr,
     .moveBoxRows = moveBoxRows,
     .divideBoxRow = divideBoxRow,
+    .divideCutWindows = divideCutWindows,
     .filterBoxWindows = filterBoxWindows,
     .countBelow = countBelow,
     .packAbove = packAbove,

@@ -152,6 +152,9 @@ struct Kernels {
     // windows from the shortest on.
     void (*divideBoxRow)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
                          uint8_t* means);
+    // The same of the windows that the ends of a row cut only.
+    void (*divideCutWindows)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
+                             uint8_t* means);
     // Means may overwrite the rows of the windows.
     void (*filterBoxWindows)(const BoxWindows& windows);
 
