@@ -31,6 +31,7 @@ struct CounterPlanes {
 
     CounterPlanes(void* counters, int64_t width) {
         auto* start = static_cast<Counter*>(counters);
+#pragma GCC unroll 4
         for (int64_t i = 0; i < group; ++i) {
             starts[i] = start;
             start += (width + group - 1 - i) / group;
@@ -49,6 +50,7 @@ struct CounterGroup {
     Counter* columns[sizeof(Counter)];
 
     CounterGroup(const CounterPlanes<Counter>& planes, int64_t x) {
+#pragma GCC unroll 4
         for (Counter*& column : columns)
             column = planes.at(x++);
     }
