@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kelvane/kelvane.h"
-#include "media_reader.h"
+#include "media/media_reader.h"
 
 #include <algorithm>
 #include <sstream>

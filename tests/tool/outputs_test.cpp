@@ -48,7 +48,7 @@ TEST_F(OutputsTest, AreCommaSeparatedValues) {
               join(head, ",chosen,best\n", first, ",0,0\n", second, ",1,1\n"));
     EXPECT_THAT(runText("pick . --csv --moving"),
                 HasSubstr(join(",chosen,best,left,top,right,bottom,area\n", first, ",0,0,,,,,\n")));
-    EXPECT_THAT(runText("pick . --csv --group=60"), HasSubstr("\n1,1,\"2,"));
+    EXPECT_THAT(runText("pick . --csv --group-gap=60"), HasSubstr("\n1,1,\"2,"));
     std::vector<std::string> pngs(3, encode(soft, AV_CODEC_ID_PNG, AV_PIX_FMT_GRAY8));
     writeFile("v.ivf", toIvf("MPNG", pngs));
     EXPECT_THAT(runText("pick v.ivf --csv --every 2"),
@@ -90,12 +90,12 @@ TEST_F(OutputsTest, AreBurstsOfADay) {
     };
     const std::vector<Names> usual = {
         {"a.jpg", "g.jpg"}, {"f.jpg", "c.jpg", "e.jpg"}, {"d.jpg"}, {"b.jpg"}};
-    for (const char* words : {"--group", "--group 2", "--group=2", "--group 2.4 --every 1"})
+    for (const char* words : {"--group", "--group-gap 2", "--group-gap=2", "--group-gap 2.4 --every 1"})
         EXPECT_EQ(names(words), usual) << words;
-    EXPECT_EQ(names("--group 2.5"),
+    EXPECT_EQ(names("--group-gap 2.5"),
               (std::vector<Names>{usual[0], {"f.jpg", "c.jpg", "e.jpg", "b.jpg"}, {"d.jpg"}}));
-    EXPECT_EQ(names("--group 0").size(), 6u);
-    EXPECT_EQ(names("--group 9 --max 1"), (std::vector<Names>{{"a.jpg"}, {"f.jpg"}}));
+    EXPECT_EQ(names("--group-gap 0").size(), 6u);
+    EXPECT_EQ(names("--group-gap 9 --max 1"), (std::vector<Names>{{"a.jpg"}, {"f.jpg"}}));
 
     const Json json = runJson("pick --group day");
     EXPECT_EQ((Json{json["group_seconds"], json["skipped"].size()}), (Json{2.0, 0}));
