@@ -11,7 +11,7 @@ namespace {
 
 constexpr int32_t thumbnailSide = 400; // twice what the page shows, for dense screens
 constexpr int thumbnailQuantiser = 4;
-constexpr int32_t largestCrop = 320; // so that two fit beside each other, and one on a phone
+constexpr int32_t largestCrop = 320; // two fit side by side, and one on a phone
 
 double sharpnessIn(LumaImage& luma, __tag_rect rect) {
     __tag_KIRO_OFFSCREEN view = luma.view();

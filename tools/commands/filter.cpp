@@ -65,7 +65,7 @@ struct SmoothOptions : FilterOptions {
 Output runSmooth(const SmoothOptions& options, PhaseTimes& times) {
     checkOutputPath(options.output, options.force);
     const LumaImage source = readLuma(options.input, times);
-    // The library would leave such a plane alone.
+    // The library leaves such a plane as it is.
     if (source.width <= options.kernel / 2 * 2)
         throw InputError("--size", fmt::format("{} does not fit a picture of {}", options.kernel,
                                                sizeText(source.width, source.height)));

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int64_t largestCount = INT32_MAX;
 
-// What a line says beside its id.
+// What a line says besides its id.
 PickOptions parseLine(const JsonNode& line, PickOptions options) {
     line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces"});
     for (const JsonNode& file : line.get("files").elements())

@@ -99,7 +99,7 @@ void MediaReader::check(int result) const {
         fail(describe(result));
 }
 
-// The demuxer is chosen by content alone: without a name FFmpeg cannot take "img%03d.png" for a
+// The demuxer is chosen only by the content: without a name FFmpeg cannot take "img%03d.png" for a
 // pattern or "http:" for a protocol.
 void MediaReader::openFormat() {
     AVIOContext* file = nullptr;

@@ -175,7 +175,7 @@ private:
         return verdict + ".";
     }
 
-    // What took part beside the sharpness.
+    // What took part besides the sharpness.
     std::string notes() const {
         std::string notes;
         const auto add = [&](const std::string& note) { notes += lines("note", {{"text", note}}); };

@@ -200,8 +200,8 @@ std::string movingSentence(const Burst& burst) {
     std::string text = moving.found == 0 ? "Moving: nothing was found"
                                          : fmt::format("Moving: an object in {} of {}",
                                                        moving.found, counted(n, "frame"));
-    if (const auto alone = n - static_cast<size_t>(moving.compared); alone > 0 && n > 1)
-        text += fmt::format(" ({} not comparable with the neighbours)", alone);
+    if (const auto lonely = n - static_cast<size_t>(moving.compared); lonely > 0 && n > 1)
+        text += fmt::format(" ({} not comparable with the neighbours)", lonely);
     if (moving.used)
         return text + "; its sharpness, size and place count.\n";
     return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
