@@ -21,7 +21,7 @@ namespace {
 // accepted.
 class LumaStore {
 public:
-    // Throws InputError, with `name` as the culprit, for a frame that does not fit any more.
+    // Throws InputError, which names `name`, for a frame that no longer fits.
     void add(const __tag_KIRO_OFFSCREEN& image, const std::string& name) {
         constexpr int64_t most = int64_t{4} << 30;
         bytes_ += 2 * int64_t{image.width} * image.height;

@@ -26,8 +26,8 @@ void Engine::setMovingObjects(MovingObjects& objects, int32_t width, int32_t hei
 
 Ranking Engine::rank(std::span<_tag_DRAV_BLURRESULT> blurs, std::span<unsigned char> record,
                      int64_t keep, std::span<LumaImage> lumas) {
-    // With scores supplied only moving objects are measured: without any, the frames are sizes and
-    // formats without planes.
+    // With supplied scores only moving objects are measured. Without any, the frames are just sizes
+    // and formats, without planes.
     std::vector<__tag_KIRO_OFFSCREEN> frames;
     std::vector<_tag_DRAV_DATA> results;
     for (_tag_DRAV_BLURRESULT& blur : blurs) {

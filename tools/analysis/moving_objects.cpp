@@ -8,7 +8,7 @@ namespace {
 
 constexpr int32_t smallestSide = 11; // the library takes no smaller object
 
-// What of a frame differs from two others: each byte tells from which.
+// Where a frame differs from two others: each byte tells from which of them.
 struct Evidence {
     enum : unsigned char { fromFirst = 1, fromSecond = 2, fromBoth = 3 };
 
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    // Frames that are not the same scene shifted say nothing: all of them would seem to move.
+    // Frames that do not show the same scene shifted are left out: everything would seem to move.
     void compare(size_t first, size_t second, bool forFirst, bool forSecond) {
         const ChangedMask mask = findChangedMask(aligner_, frames_[first], frames_[second]);
         if (!measureFit(frames_[first], frames_[second], mask.shift).fits)
@@ -62,14 +62,15 @@ private:
     Aligner aligner_;
 };
 
-// A comparison shows the object at two places, of which the place common to both comparisons is
-// this frame's own: half of either when the object leaves its place. One that moves by less than
-// its size only changes at its edges, and those of two comparisons hardly meet. Where an animal
-// fills a quarter of the frame the common part was 0.16 to 0.24 of the larger comparison, and its
-// rectangle overlapped the true one by 0.17 in the mean (intersection over union), that of the
-// larger by 0.47, that of both together by 0.56. The larger one is taken all the same: the ends of
-// the burst have one neighbour, and the area of both together would let no end win. One answer for
-// the burst keeps areas and sharpness comparable.
+// A comparison shows the object at two places: in this frame and in the other. When the object
+// leaves its place, what both comparisons have in common is its place in this frame, half of either
+// comparison. An object that moves by less than its size only changes at its edges, and the edges
+// in two comparisons hardly meet. Where an animal fills a quarter of the frame the common part was
+// 0.16 to 0.24 of the larger comparison, and its rectangle overlapped the true one by 0.17 in the
+// mean (intersection over union), the rectangle of the larger comparison by 0.47, that of both
+// together by 0.56. The larger one is taken nevertheless: the ends of the burst have only one
+// neighbour, and against the area of both together they could never win. One answer for the whole
+// burst keeps areas and sharpness comparable.
 bool leavesItsPlace(const std::vector<Evidence>& frames) {
     int64_t common = 0, larger = 0;
     for (size_t i = 1; i + 1 < frames.size(); ++i) {

@@ -60,7 +60,8 @@ _tag_ROI_INFO findChanges(const ChangesOptions& options, LumaPair& frames) {
     _tag_ROI_INFO info = {};
     const long code = roiCalculate(roi, &first, &second, &alignment, &info);
     roiUninit(&roi);
-    // All else that it refuses has been checked: a frame can be narrower than the search reaches.
+    // Everything else that it refuses has been checked. A frame can be narrower than the search
+    // reaches.
     if (code == ERR_INVALID_PARAM)
         throw InputError(
             options.second,

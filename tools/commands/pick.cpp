@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Tells when a burst of grouped pictures was taken.
+// Notes when a burst of grouped pictures was taken.
 void setTimes(Burst& burst, const BurstGroup& group) {
     std::map<std::string, CaptureTime> times;
     for (size_t i = 0; i < group.times.size(); ++i)

@@ -2,7 +2,7 @@
 
 #include <string>
 
-// When a picture was taken: in seconds of the wall clock, since its zone is mostly not known.
+// When a picture was taken: in seconds of the wall clock, since the time zone is mostly unknown.
 struct CaptureTime {
     double seconds = 0;    // from 1970
     bool fromFile = false; // the file's last change, where the picture does not say

@@ -9,15 +9,15 @@
 
 namespace {
 
-// Whether the chroma is that of ITU-R BT.601, with which the library converts it to colours. A
-// picture that does not say is taken to be like a JPEG.
+// Whether the chroma follows ITU-R BT.601, as the library's conversion to colours assumes. A
+// picture that does not say is treated like a JPEG.
 bool hasLibraryChroma(const AVFrame& frame) {
     return frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_BT470BG ||
            frame.colorspace == AVCOL_SPC_SMPTE170M;
 }
 
-// The library's format that has the same planes, or 0. It takes all luma for full range: what a
-// video stores in 16..235 would come out grey and dull, so limited range has to be expanded.
+// The library's format with the same planes, or 0. The library treats all luma as full range: the
+// 16 to 235 of a video would come out grey and dull, so limited range has to be expanded.
 uint32_t directFormat(const AVFrame& frame) {
     if (frame.format == AV_PIX_FMT_BGR24)
         return KELVANE_FORMAT_BGR24;
@@ -82,7 +82,8 @@ BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& tim
     return resize(image_, width, height, times);
 }
 
-// The resizing skips pixels below half the size, and at exactly half of it takes the mean of four.
+// The library's resizing skips pixels below half the size, and takes the mean of four at exactly
+// half. So the picture is resized to the thumbnail's size times a power of 2, and then halved.
 BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
     const int32_t longer = std::max(width(), height());
     const double scale = std::min(1.0, static_cast<double>(side) / longer);

@@ -50,8 +50,8 @@ int writeAndClose(int file, const std::string& bytes) {
     return error;
 }
 
-// The kernel refuses to replace a file that has come into being since the check; a file system
-// that cannot refuse leaves it at the check.
+// The kernel refuses to replace a file that has appeared since the check. Not every file system can
+// refuse; there the check has to do.
 int renameTo(const std::string& from, const std::string& to, bool replace) {
     const unsigned flags = replace ? 0 : RENAME_NOREPLACE;
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0)
@@ -61,7 +61,7 @@ int renameTo(const std::string& from, const std::string& to, bool replace) {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
-// Short, so that a name of the longest length has a temporary one too.
+// Short, so that a file with the longest possible name has one too.
 std::string temporaryName(const std::string& path) {
     static unsigned number = 0;
     const fs::path name = fmt::format(".kelvane-{}-{}.part", ::getpid(), number++);
@@ -159,7 +159,7 @@ void StagedFiles::stage(const std::string& path, bool replace,
     if (signals_.pending())
         throw WriteError(path, "interrupted");
     int error = EEXIST;
-    while (error == EEXIST) { // what a killed run left
+    while (error == EEXIST) { // a killed run left a file of this name
         const std::string temporary = temporaryName(path);
         error = make(temporary);
         if (error == 0)

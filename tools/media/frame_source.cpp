@@ -23,7 +23,7 @@ public:
 private:
     bool done() const { return selection_.max > 0 && summary_.visited >= selection_.max; }
 
-    // Runs one step; what is bad about its frame ends the run or is noted.
+    // Runs one step. A bad picture in it ends the run or is noted.
     template <typename Step>
     void guarded(const std::string& label, Step step) {
         try {

@@ -95,7 +95,7 @@ LumaImage readLuma(const std::string& path, PhaseTimes& times) {
     const FramePointer frame = readPicture(path, times);
     ImageViewer viewer;
     __tag_KIRO_OFFSCREEN image = viewer.view(*frame, path, times).image;
-    // Only the ranking asks for even sides.
+    // Only the ranking needs even sides.
     image.width = frame->width;
     image.height = frame->height;
     return copyLuma(image);

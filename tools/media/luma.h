@@ -13,7 +13,7 @@ struct ImageView {
     bool cropped;   // by the last column or row, for even sides
 };
 
-// Shows decoded frames to the library. A format with a plane of 8-bit luma is passed as it lies,
+// Shows decoded frames to the library. A format with a plane of 8-bit luma is passed uncopied,
 // with its chroma where the library has the same layout and null planes elsewhere. Everything else
 // is converted to planar 4:2:0 with the range of its luma kept; RGB becomes full range.
 class ImageViewer {

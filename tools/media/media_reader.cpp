@@ -20,12 +20,13 @@ std::string describe(int error) {
     return text;
 }
 
-// What a container refers to outside itself is not followed: a run reads the files it was given.
+// References of a container to other files are not followed: a run only reads the files it was
+// given.
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
     return AVERROR(EACCES);
 }
 
-// Demuxers of single pictures are called after the format: png_pipe, webp_pipe.
+// The demuxers of single pictures are named after the format: png_pipe, webp_pipe.
 bool isPictureDemuxer(const AVInputFormat* format) {
     return std::string_view(format->name).ends_with("_pipe");
 }
@@ -39,8 +40,8 @@ bool isStillBrand(const AVFormatContext* format) {
     return std::find(std::begin(stills), std::end(stills), brand->value) != std::end(stills);
 }
 
-// A JPEG followed by another is a camera's picture with a preview, except in a file that says by
-// its name that it is a stream.
+// A JPEG followed by another one is a camera's picture with a preview, unless the name of the file
+// says that it is a stream.
 bool isNamedMjpeg(std::string_view path) {
     return path.ends_with(".mjpg") || path.ends_with(".mjpeg");
 }
@@ -174,7 +175,7 @@ void MediaReader::openDecoder(const AVCodecParameters* parameters, AVCodecID cod
     } else {
         decoder_->thread_count = 1;
         decoder_->err_recognition |= AV_EF_CRCCHECK;
-        // The TIFF decoder would take any tag that it does not know for damage.
+        // The TIFF decoder would treat every unknown tag as damage.
         if (codecId != AV_CODEC_ID_TIFF)
             decoder_->err_recognition |= AV_EF_EXPLODE;
     }

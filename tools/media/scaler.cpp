@@ -20,8 +20,8 @@ bool isFullRange(const AVFrame& frame) {
 
 namespace {
 
-// libswscale takes the chroma of RGB from two pixels at a time, also where the second of them lies
-// past the end of the row.
+// libswscale takes the chroma of RGB from two pixels at a time, even where the second one lies past
+// the end of the row.
 bool readsPastRows(const AVFrame& frame, const AVPixFmtDescriptor& format) {
     return frame.width % 2 != 0 && (format.flags & AV_PIX_FMT_FLAG_RGB) != 0 &&
            (format.flags & (AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_BAYER)) == 0;
@@ -61,7 +61,7 @@ bool Scaler::prepare(const Kind& kind) {
     set("dsth", kind.height);
     set("dst_format", kind.format);
     set("sws_flags", SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT);
-    // The ranges before the start: with equal ones a planar source would be copied as it is.
+    // Before the start, which would choose to copy a planar source if its range seemed the same.
     set("src_range", kind.rules.sourceFull ? 1 : 0);
     set("dst_range", kind.rules.targetFull ? 1 : 0);
     if (sws_init_context(context_.get(), nullptr, nullptr) < 0)
