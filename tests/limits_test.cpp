@@ -1,5 +1,5 @@
 // Sizes at the edge of what the descriptors hold, and long use of one engine.
-#include "image_check.h"
+#include "support/images.h"
 
 #include <climits>
 

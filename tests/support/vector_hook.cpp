@@ -1,5 +1,7 @@
 #include "support/vector_hook.h"
 
+#include "platform/vector_support.h"
+
 Vectors widestVectors = Vectors::Avx512;
 
 #if defined(__x86_64__)
@@ -17,3 +19,14 @@ bool __wrap__ZN7kelvane9hasAvx512Ev() {
 }
 } // extern "C"
 #endif
+
+bool hasVectors(Vectors vectors) {
+    switch (vectors) {
+    case Vectors::Baseline: return true;
+#if defined(__x86_64__)
+    case Vectors::Avx2: return kelvane::hasAvx2();
+    case Vectors::Avx512: return kelvane::hasAvx512();
+#endif
+    default: return false;
+    }
+}

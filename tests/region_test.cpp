@@ -1,21 +1,22 @@
-// The changed region in plain loops; the filters among its steps are taken as given.
-#pragma once
-
+// The changed region in plain loops; the alignment and the filters among its steps are taken as
+// given.
 #include "roi/context.h"
 #include "support/alignment_frames.h"
 
-#include <gtest/gtest.h>
+#include <cstring>
+
+namespace {
 
 using Values = std::array<double, 7>;
 
-inline Values valuesOf(const _tag_ROI_INFO& i) {
+Values valuesOf(const _tag_ROI_INFO& i) {
     return {double(i.rect.left), double(i.rect.top), double(i.rect.right), double(i.rect.bottom),
             i.changedRatio,      double(i.dx),       double(i.dy)};
 }
-inline const _tag_ROI_INFO untouched = {{7, 7, 7, 7}, 7.0f, 7, 7};
+const _tag_ROI_INFO untouched = {{7, 7, 7, 7}, 7.0f, 7, 7};
 
-inline __tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, int64_t pitch,
-                           int background) {
+__tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, int64_t pitch,
+                    int background) {
     __tag_rect box = {width, height, 0, 0};
     for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < width; ++x)
@@ -25,12 +26,12 @@ inline __tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t hei
     return box.right - box.left > 1 ? box : __tag_rect{};
 }
 
-inline _tag_ROI_INFO plainRegion(const AlignmentFrame& first, const AlignmentFrame& second,
-                                 Bytes& mask) {
+_tag_ROI_INFO plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& mask) {
     const int32_t w = first.image.width;
     const int32_t h = first.image.height;
     const int64_t pitch = (w + 3) / 4 * 4;
-    const Displacement d = PlainAligner{}.align(first.image, second.image);
+    const Context context;
+    const Displacement d = align(context.handle, &first.image, &second.image).of(1);
     mask.assign(static_cast<size_t>(h * pitch), 128);
     unsigned char* const m = mask.data();
     for (int64_t y = std::abs(d.y); y < h - std::abs(d.y); ++y)
@@ -47,7 +48,7 @@ inline _tag_ROI_INFO plainRegion(const AlignmentFrame& first, const AlignmentFra
     return {box, float(changed) / float(w) / float(h), d.x, d.y};
 }
 
-inline void plant(AlignmentFrame& frame, const __tag_rect& block, int change) {
+void plant(AlignmentFrame& frame, const __tag_rect& block, int change) {
     frame.paint([&](int64_t x, int64_t y) {
         const bool inside =
             x >= block.left && x < block.right && y >= block.top && y < block.bottom;
@@ -69,9 +70,12 @@ struct Region {
 };
 
 // Calls on one context.
-inline void compareRegions(Random& random, int64_t width, int64_t height, int calls = 2) {
+void expectRegion(Random& random) {
+    const int64_t shortest = random.chance(75) ? 100 : 512;
+    const auto width = random.between(shortest, shortest + 200);
+    const auto height = random.between(shortest, shortest + (shortest == 100 ? 190 : 18));
     Region region(width, height);
-    for (int call = 0; call < calls; ++call) {
+    for (int call = 0; call < 2; ++call) {
         const int64_t format = random.oneOf<int64_t>({0x601, 0x603, 0x802});
         AlignmentFrame first(random, width, height, format, random.between(0, 9));
         AlignmentFrame second(random, width, height, format, random.between(0, 9));
@@ -91,10 +95,11 @@ inline void compareRegions(Random& random, int64_t width, int64_t height, int ca
         ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
         ASSERT_EQ(valuesOf(expected), valuesOf(region.info)) << width << " x " << height;
         ASSERT_TRUE(std::equal(mask.begin(), mask.end(), region.mask()));
+        note(region.info.rect, region.info.changedRatio, region.info.dx, region.info.dy);
     }
 }
 
-inline void expectBounded(Random& random) {
+void expectBounded(Random& random) {
     const int64_t width = random.between(1, random.chance(50) ? 40 : 300);
     AlignmentFrame frame(random, width, random.between(1, 9), 0x601, 3);
     const auto density = random.between(0, width > 40 ? 1 : 5);
@@ -104,4 +109,34 @@ inline void expectBounded(Random& random) {
     const __tag_rect expected =
         plainBox(frame.plane.data(), frame.image.width, frame.image.height, frame.pitch, 0);
     ASSERT_EQ(0, std::memcmp(&expected, &box, sizeof box)) << box.left << ", " << box.top;
+    note(box);
 }
+
+const Register registered{{
+    {"ChangedRegion", 25, 0x97A66E304EF1E602, expectRegion},
+    {"MaskBox", 400, 0xA4E3528853316028, expectBounded},
+}};
+
+TEST(ChangedRegion, CutsAtItsLimits) {
+    Random random;
+    const auto regionOf = [&](int64_t width, int64_t height, const __tag_rect& block, int change) {
+        AlignmentFrame first(random, width, height, 0x601, 3);
+        AlignmentFrame second(random, width, height, 0x601, 0);
+        for (AlignmentFrame* const frame : {&first, &second})
+            frame->paint([](int64_t, int64_t) { return 100; });
+        plant(first, block, change);
+        Region region(width, height);
+        EXPECT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
+        return valuesOf(region.info);
+    };
+    for (const int change : {-56, -55, 46, 47}) {
+        const bool isChanged = change < -55 || change > 46;
+        EXPECT_EQ(isChanged ? (Values{0, 0, 200, 150, 1, 0, 0}) : Values{},
+                  regionOf(200, 150, {0, 0, 200, 150}, change));
+    }
+    // The blur takes three pixels from each corner; opening and closing lift the block by a row.
+    EXPECT_EQ((Values{300, 198, 340, 228, 1188.0f / 800.0f / 600.0f, 0, 0}),
+              regionOf(800, 600, {300, 200, 340, 230}, 120));
+}
+
+} // namespace
