@@ -9,12 +9,6 @@ namespace {
 
 using Values = std::array<double, 7>;
 
-Values valuesOf(const _tag_ROI_INFO& i) {
-    return {double(i.rect.left), double(i.rect.top), double(i.rect.right), double(i.rect.bottom),
-            i.changedRatio,      double(i.dx),       double(i.dy)};
-}
-const _tag_ROI_INFO untouched = {{7, 7, 7, 7}, 7.0f, 7, 7};
-
 __tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, int64_t pitch,
                     int background) {
     __tag_rect box = {width, height, 0, 0};
@@ -26,7 +20,7 @@ __tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, in
     return box.right - box.left > 1 ? box : __tag_rect{};
 }
 
-_tag_ROI_INFO plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& mask) {
+Values plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& mask) {
     const int32_t w = first.image.width;
     const int32_t h = first.image.height;
     const int64_t pitch = (w + 3) / 4 * 4;
@@ -45,7 +39,13 @@ _tag_ROI_INFO plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& 
     sbrClose(nullptr, m, w, h, pitch, 1, m, std::min(w, h) / 100);
     const __tag_rect box = plainBox(m, w, h, pitch, 128);
     const auto changed = box.right == 0 ? 0 : h * pitch - std::count(m, m + h * pitch, 128);
-    return {box, float(changed) / float(w) / float(h), d.x, d.y};
+    return {double(box.left),
+            double(box.top),
+            double(box.right),
+            double(box.bottom),
+            float(changed) / float(w) / float(h),
+            double(d.x),
+            double(d.y)};
 }
 
 void plant(AlignmentFrame& frame, const __tag_rect& block, int change) {
@@ -58,13 +58,16 @@ void plant(AlignmentFrame& frame, const __tag_rect& block, int change) {
 
 struct Region {
     void* roi = nullptr;
-    _tag_ROI_INFO info = untouched;
 
     Region(int64_t width, int64_t height) { roiInit(nullptr, width, height, 0x601, &roi); }
     ~Region() { roiUninit(&roi); }
-    long compare(__tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second) {
+    Values compare(AlignmentFrame& first, AlignmentFrame& second) const {
         _tag_DRAV_ALIGNMENT alignment{};
-        return roiCalculate(roi, first, second, &alignment, &info);
+        _tag_ROI_INFO i = {};
+        EXPECT_EQ(ERR_NONE, roiCalculate(roi, &first.image, &second.image, &alignment, &i));
+        return {double(i.rect.left),   double(i.rect.top), double(i.rect.right),
+                double(i.rect.bottom), i.changedRatio,     double(i.dx),
+                double(i.dy)};
     }
     const unsigned char* mask() const { return static_cast<_tag_ROI_CONTEXT*>(roi)->mask; }
 };
@@ -91,11 +94,11 @@ void expectRegion(Random& random) {
                   random.between<int>(-most, most));
         }
         Bytes mask;
-        const _tag_ROI_INFO expected = plainRegion(first, second, mask);
-        ASSERT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
-        ASSERT_EQ(valuesOf(expected), valuesOf(region.info)) << width << " x " << height;
+        const Values expected = plainRegion(first, second, mask),
+                     found = region.compare(first, second);
+        ASSERT_EQ(expected, found) << width << " x " << height;
         ASSERT_TRUE(std::equal(mask.begin(), mask.end(), region.mask()));
-        note(region.info.rect, region.info.changedRatio, region.info.dx, region.info.dy);
+        noteBytes(found.data(), sizeof found);
     }
 }
 
@@ -104,7 +107,7 @@ void expectBounded(Random& random) {
     AlignmentFrame frame(random, width, random.between(1, 9), 0x601, 3);
     const auto density = random.between(0, width > 40 ? 1 : 5);
     frame.paint([&](int64_t, int64_t) { return random.chance(density); });
-    __tag_rect box = untouched.rect;
+    __tag_rect box = {7, 7, 7, 7};
     FindMaskBBox(&frame.image, &box);
     const __tag_rect expected =
         plainBox(frame.plane.data(), frame.image.width, frame.image.height, frame.pitch, 0);
@@ -113,7 +116,7 @@ void expectBounded(Random& random) {
 }
 
 const Register registered{{
-    {"ChangedRegion", 25, 0x97A66E304EF1E602, expectRegion},
+    {"ChangedRegion", 25, 0xC10367FE1016F222, expectRegion},
     {"MaskBox", 400, 0xA4E3528853316028, expectBounded},
 }};
 
@@ -125,9 +128,7 @@ TEST(ChangedRegion, CutsAtItsLimits) {
         for (AlignmentFrame* const frame : {&first, &second})
             frame->paint([](int64_t, int64_t) { return 100; });
         plant(first, block, change);
-        Region region(width, height);
-        EXPECT_EQ(ERR_NONE, region.compare(&first.image, &second.image));
-        return valuesOf(region.info);
+        return Region(width, height).compare(first, second);
     };
     for (const int change : {-56, -55, 46, 47}) {
         const bool isChanged = change < -55 || change > 46;
