@@ -151,4 +151,13 @@ TEST(Version, TextsAndNumbers) {
     EXPECT_EQ(Vantix_GetVersion(), Vantix_GetVersion());
 }
 
+TEST(Version, IsRestored) {
+    _tag_VERSION_INFO* const version = Vantix_GetVersion();
+    version->numbers[1] = version->numbers[3] = 9;
+    version->version = "";
+    EXPECT_EQ(Vantix_GetVersion(), version);
+    EXPECT_EQ(version->numbers[1] * 10 + version->numbers[3], 14);
+    EXPECT_STREQ(version->version, "Norvale_Vantix_0.1.0.4");
+}
+
 } // namespace

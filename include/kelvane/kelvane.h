@@ -177,8 +177,9 @@ KELVANE_API void VantMemCpy(void* destination, const void* source, long size);
 KELVANE_API void VantMemMove(void* destination, const void* source, long size);
 KELVANE_API long VantMemCmp(const void* first, const void* second, long size);
 
-/* The version of the memory layer. The record belongs to the library; every call returns the same
- * address and rewrites the same constant values. */
+/* The version of the memory layer. The record belongs to the library and every call returns the
+ * same address; numbers or a version text that a caller has changed are restored. Threads may call
+ * it at the same time. */
 KELVANE_API _tag_VERSION_INFO* Vantix_GetVersion(void);
 
 /* ---------------------------------------------------------------------------------------------
@@ -530,13 +531,13 @@ KELVANE_API long imgResize(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
  * an image one pixel wide or high counts as grey. The three channels of 0x201 are resized alike
  * and keep their order.
  *
- * A destination size of 0 or less writes nothing, which is no error. Pitches are trusted and may
- * be negative. Scratch: one block of 60 * dstWidth + 4 * dstHeight bytes, where that is positive,
- * from `memHandle`.
+ * A source or destination size of 0 or less writes nothing, which is no error, and planes may then
+ * be null. Pitches are trusted and may be negative. Scratch: one block of
+ * 60 * dstWidth + 4 * dstHeight bytes, where that is positive, from `memHandle`.
  *
- * ERR_INVALID_PARAM: a null argument or a null plane with pixels, a source side below 1 or of
- * 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY: the
- * scratch block, which is asked for before the source is looked at. Nothing is written. */
+ * ERR_INVALID_PARAM: a null source; where there are pixels, a null destination or plane, a source
+ * side of 65536 or more, 0x501 with an odd width. ERR_UNSUPPORTED: another format. ERR_NO_MEMORY:
+ * the scratch block, which is asked for before the source is looked at. Nothing is written. */
 KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
                                         unsigned char* dst, long dstWidth, long dstHeight,
                                         long dstPitch);
@@ -545,8 +546,8 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
  *
  * Planes of `width` x `height` pixels, one byte each, or three interleaved bytes each when the
  * format is 0x201; any other format value means one byte. Channels are filtered independently.
- * Source and destination share size and pitch (bytes, at least width * channels); they are the
- * same buffer or do not overlap.
+ * Source and destination share size and pitch (bytes, at least width * channels, and negative for
+ * bottom-up planes); they are the same buffer or do not overlap.
  *
  * A box filter with running column sums (McDonnell, 1981) and a fixed-point reciprocal of the
  * window's area: the time per pixel does not depend on the radii. A Gaussian is approximated by
@@ -559,8 +560,8 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
  * windows of more than 2^23 pixels. Padding bytes are not written.
  *
  * Memory, in this order, with the window's clipped widths lying between wmin and wmax and its
- * heights between hmin and hmax: width * channels * 4 bytes; in place, when n > 0, n * pitch bytes
- * with n = min(top + 1, height - top - 1); (wmax - wmin + 1) * (hmax - hmin + 1) * 4 bytes.
+ * heights between hmin and hmax: width * channels * 4 bytes; in place, when n > 0, n * |pitch|
+ * bytes with n = min(top + 1, height - top - 1); (wmax - wmin + 1) * (hmax - hmin + 1) * 4 bytes.
  * For radii that fit the image wmin = min(left, right) + 1 and wmax = left + right + 1.
  *
  * ERR_INVALID_PARAM: null source or destination, a negative radius, left + right or top + bottom
@@ -574,8 +575,9 @@ KELVANE_API long GB_BoxBlurA(void* memHandle, const unsigned char* source, long 
  * one) by box filters of radius r = size / 2 in all directions: three when the pitch equals the
  * width, otherwise two; the second and third work in place on the destination.
  *
- * A size of 1 or less copies height * pitch bytes, padding included, unless source and destination
- * are the same. A plane no wider than 2r is left alone: the destination is not written.
+ * A size of 1 or less copies height * pitch bytes, padding included (a bottom-up plane is copied
+ * row by row), unless source and destination are the same. A plane no wider than 2r is left alone:
+ * the destination is not written.
  *
  * ERR_INVALID_PARAM: null source or destination, an empty plane, a pitch that is too small; nothing
  * is written. ERR_NO_MEMORY: a pass ran out of memory; the destination holds the passes before. */
@@ -639,7 +641,7 @@ typedef struct _tag_ROI_INFO _tag_ROI_INFO;
 
 /* 16 patches of one level, in a 4 x 4 grid over the frame. */
 struct _tag_BitMap_Struct {
-    unsigned char* data; /* `rows` x `rowBytes`; null when `rows` is 0 */
+    unsigned char* data; /* `rows` x `rowBytes` */
     int64_t widthBits;   /* over all four patch columns, a multiple of 32 */
     int64_t rows;        /* over all four patch rows, a multiple of 4 */
     int64_t rowBytes;    /* widthBits / 8 + 4 */
@@ -678,7 +680,7 @@ KELVANE_API long Alignment_Uninit(void** ctx);
  * than 0 or 1, frames that differ or that are not of the size of the context's first alignment;
  * nothing is changed.
  * ERR_NO_MEMORY, in a context's first alignment alone: the context is left as a fresh one, and the
- * results are zero. */
+ * results are zero. An arena refuses the empty bitmap set of a very thin frame. */
 KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
                                        long** results, long recompute);
 
@@ -693,15 +695,15 @@ KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, 
 
 /* The threshold of `image`: of the two cuts next to the median, the one that splits the pixels
  * more evenly; -1 for a format without 8-bit luma and for a frame of less than two pixels. Frames
- * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `histogram` holds 256
- * counters of scratch, `outThreshold` may be null; context and `reserved` are not read. */
+ * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `outThreshold` may be
+ * null; context, `reserved` and `histogram` (room for 256 counters) are not touched. */
 KELVANE_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image,
                                    unsigned char* reserved, long* outThreshold, long width,
                                    long height, long pitch, long* histogram);
 
-/* Allocates a bitmap set, with the context's memory handle; null without an error when no level
- * has a pixel row. `firstRowBytes` is not read. ERR_INVALID_PARAM: null, or sizes and levels that
- * no frame has. ERR_NO_MEMORY: `*outSet` is unchanged. */
+/* Allocates a bitmap set, with the context's memory handle. `firstRowBytes` is not read.
+ * ERR_INVALID_PARAM: null, or sizes and levels that no frame has. ERR_NO_MEMORY, in an arena also
+ * for an empty set, of which no level has a pixel row: `*outSet` is unchanged. */
 KELVANE_API long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet,
                                             long width, long height, long levels, long k,
                                             long firstRowBytes);
@@ -730,8 +732,8 @@ KELVANE_API void ComputeGraymaps2(unsigned char* src, long width, long height, l
                                   unsigned char* dst, long dstWidth, long dstHeight, long dstStride,
                                   long level, long format);
 
-/* Allocates a pyramid; null without an error when `levels` <= `k`. `firstRowBytes` is not read.
- * ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
+/* Allocates a pyramid; null without an error when `levels` <= `k`, whatever the other arguments.
+ * `firstRowBytes` is not read. ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
 KELVANE_API long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx,
                                                _tag_BitPyramid_Struct** outPyramid, long width,
                                                long height, long levels, long k,

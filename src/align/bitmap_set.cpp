@@ -13,10 +13,7 @@ long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet, 
     StoredLevel level = finestStoredLevel(width, height, levels, k);
     for (; level.coarserLevels >= 0; level = level.coarser())
         size += level.size();
-    if (size == 0) { // a frame so thin that no level has a row
-        *outSet = nullptr;
-        return ERR_NONE;
-    }
+    // Empty for a frame so thin that no level has a row: an arena holds no such block.
     void* const set = allocArray(ctx->memHandle, size, 1);
     if (set == nullptr)
         return ERR_NO_MEMORY;

@@ -53,6 +53,7 @@ void ReleasePyrBit(_tag_ZEP_ABDEBLUR* ctx, _tag_BitPyramid_Struct** pyramid) {
 namespace kelvane {
 
 void releaseFrameBuffers(_tag_ZEP_ABDEBLUR* ctx) {
+    ctx->threshold[0] = ctx->threshold[1] = -1;
     for (unsigned char*& set : ctx->bitmapSet) {
         VantMemFree(ctx->memHandle, set);
         set = nullptr;

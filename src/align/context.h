@@ -9,7 +9,7 @@ constexpr int64_t histogramBins = 256;
 
 struct _tag_ZEP_ABDEBLUR {
     void* memHandle;
-    uint64_t* histogram;  // 256 counters, scratch of the threshold computation
+    uint64_t* histogram;  // 256 numbers that the thresholds do without; see driver.cpp
     int64_t threshold[2]; // of each frame slot; -1 when it holds no frame
     unsigned char* bitmapSet[2];
     _tag_BitPyramid_Struct* refPyramid;

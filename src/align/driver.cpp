@@ -11,20 +11,20 @@ namespace {
 
 constexpr int64_t frameSlots = 2;
 
-bool hasFrameBuffers(const _tag_ZEP_ABDEBLUR& ctx) {
-    return ctx.bitmapSet[0] != nullptr || ctx.refPyramid != nullptr;
+// The size of the frames that the buffers were made for is noted in the histogram, beside its
+// complement: callers rely on the sizes of the record and of every other block, which leave no room
+// for it. When a caller has written over the note, the buffers are made anew.
+uint64_t sizeOf(const __tag_KIRO_OFFSCREEN& frame) {
+    return static_cast<uint64_t>(frame.width) << 32 | static_cast<uint32_t>(frame.height);
 }
 
-// What the first alignment sized the buffers for. The record has no room for it; the histogram is
-// free from the last threshold of a call to the first one of the next.
-void rememberSize(const __tag_KIRO_OFFSCREEN& frame, uint64_t* histogram) {
-    histogram[0] = static_cast<uint64_t>(frame.width);
-    histogram[1] = static_cast<uint64_t>(frame.height);
+void noteSize(_tag_ZEP_ABDEBLUR* ctx, const __tag_KIRO_OFFSCREEN& frame) {
+    ctx->histogram[0] = sizeOf(frame);
+    ctx->histogram[1] = ~ctx->histogram[0];
 }
 
-bool isOfRememberedSize(const __tag_KIRO_OFFSCREEN& frame, const uint64_t* histogram) {
-    return static_cast<uint64_t>(frame.width) == histogram[0] &&
-           static_cast<uint64_t>(frame.height) == histogram[1];
+bool hasBuffersOfKnownSize(const _tag_ZEP_ABDEBLUR& ctx) {
+    return ctx.bitmapSet[0] != nullptr && ctx.histogram[1] == ~ctx.histogram[0];
 }
 
 bool isFrameLike(const __tag_KIRO_OFFSCREEN& frame, const __tag_KIRO_OFFSCREEN& other) {
@@ -44,10 +44,13 @@ bool areArgumentsValid(const _tag_ZEP_ABDEBLUR* ctx, const _tag_ZEP_NS_INPUTINFO
             frame->width < 1 || frame->height < 1 || !isFrameLike(*frame, *input->images[0]))
             return false;
     }
-    return !hasFrameBuffers(*ctx) || isOfRememberedSize(*input->images[0], ctx->histogram);
+    return !hasBuffersOfKnownSize(*ctx) || sizeOf(*input->images[0]) == ctx->histogram[0];
 }
 
-long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height) {
+long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, const __tag_KIRO_OFFSCREEN& frame) {
+    releaseFrameBuffers(ctx);
+    const int64_t width = frame.width;
+    const int64_t height = frame.height;
     constexpr long k = storedLevelsBelowCoarsest;
     const int64_t levels = coarsestLevel(width, height);
     const long rowBytes = bitmapRowBytes(width >> finestStoredIndex(levels, k));
@@ -60,7 +63,9 @@ long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height)
         if (code == ERR_NONE)
             code = Alloc_ComputeBitPyramid_Video(ctx, pyramid, width, height, levels, k, rowBytes);
     }
-    if (code != ERR_NONE)
+    if (code == ERR_NONE)
+        noteSize(ctx, frame);
+    else
         releaseFrameBuffers(ctx);
     return code;
 }
@@ -68,7 +73,7 @@ long allocateFrameBuffers(_tag_ZEP_ABDEBLUR* ctx, int64_t width, int64_t height)
 // Each frame is read with its own pitch.
 void fillSlot(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image, int64_t slot) {
     TorInterThreshold(ctx, image, nullptr, &ctx->threshold[slot], image->width, image->height,
-                      image->pitches[0], reinterpret_cast<long*>(ctx->histogram));
+                      image->pitches[0], nullptr);
     Creat_ComputeBitMaps_Video(ctx->bitmapSet[slot], image, ctx->threshold[slot], image->width,
                                image->height, coarsestLevel(image->width, image->height),
                                storedLevelsBelowCoarsest, 1);
@@ -107,9 +112,9 @@ long Image_Alignment_Video(void* context, _tag_ZEP_NS_INPUTINFO* input, long ref
         results[i][0] = results[i][1] = 0;
 
     __tag_KIRO_OFFSCREEN* const reference = input->images[refIndex];
-    const bool first = !hasFrameBuffers(*ctx);
+    const bool first = !hasBuffersOfKnownSize(*ctx);
     if (first) {
-        const long code = allocateFrameBuffers(ctx, reference->width, reference->height);
+        const long code = allocateFrameBuffers(ctx, *reference);
         if (code != ERR_NONE)
             return code;
     }
@@ -121,7 +126,6 @@ long Image_Alignment_Video(void* context, _tag_ZEP_NS_INPUTINFO* input, long ref
         ctx->threshold[0] = ctx->threshold[1];
     }
     fillSlot(ctx, input->images[1], 1);
-    rememberSize(*reference, ctx->histogram);
     Creat_ComputePyramidMaps_Video(
         ctx->refPyramid, reference, ctx->threshold[refIndex], reference->width, reference->height,
         coarsestLevel(reference->width, reference->height), storedLevelsBelowCoarsest, 1);

@@ -30,9 +30,7 @@ _tag_BitMap_Struct shapeOf(int64_t width, int64_t height) {
 
 bool allocateLevel(void* memHandle, _tag_BitMap_Struct& level, int64_t width, int64_t height) {
     level = shapeOf(width, height);
-    if (level.rows == 0) // too thin for a patch row: there is nothing to store
-        return true;
-    level.data =
+    level.data = // empty for a level too thin for a patch row
         static_cast<unsigned char*>(allocZeroedArray(memHandle, level.rows, level.rowBytes));
     return level.data != nullptr;
 }
@@ -41,12 +39,14 @@ bool allocateLevel(void* memHandle, _tag_BitMap_Struct& level, int64_t width, in
 
 long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx, _tag_BitPyramid_Struct** outPyramid,
                                    long width, long height, long levels, long k, long) {
-    if (ctx == nullptr || outPyramid == nullptr || !areLevelsPossible(width, height, levels, k))
+    if (outPyramid == nullptr)
         return ERR_INVALID_PARAM;
     if (levels <= k) {
         *outPyramid = nullptr;
         return ERR_NONE;
     }
+    if (ctx == nullptr || !areLevelsPossible(width, height, levels, k))
+        return ERR_INVALID_PARAM;
     auto* pyramid = static_cast<_tag_BitPyramid_Struct*>(
         allocZeroedArray(ctx->memHandle, 1, sizeof(_tag_BitPyramid_Struct)));
     if (pyramid == nullptr)

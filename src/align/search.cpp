@@ -175,10 +175,9 @@ long searchStoredLevel(const Search& search, const SearchLevel& level, long resu
     if (level.levelsLeft > 0) {
         const StoredLevel stored = {level.width, level.height, level.levelsLeft};
         const StoredLevel next = stored.coarser();
-        const bool empty = level.refData == nullptr;
         const SearchLevel coarser = {
-            .refData = empty ? nullptr : level.refData + stored.size(),
-            .movingData = empty ? nullptr : level.movingData + stored.size(),
+            .refData = level.refData + stored.size(),
+            .movingData = level.movingData + stored.size(),
             .width = next.width,
             .height = next.height,
             .levelsLeft = next.coarserLevels,
@@ -188,10 +187,7 @@ long searchStoredLevel(const Search& search, const SearchLevel& level, long resu
             return code;
         e = {2 * result[0], 2 * result[1]};
     }
-    // A frame too thin to have pixels at this level has nothing to compare.
-    Displacement offset = {0, 0};
-    if (level.width > 0 && level.height > 0)
-        offset = refineStored(search, level, e).offset;
+    const Displacement offset = refineStored(search, level, e).offset;
     result[0] = e.x + offset.x;
     result[1] = e.y + offset.y;
     return ERR_NONE;

@@ -37,30 +37,27 @@ struct Histograms {
             ++bins[0][row[x * step]];
     }
 
-    void sumTo(uint64_t* counts) const {
-        for (int64_t b = 0; b < histogramBins; ++b)
-            counts[b] = uint64_t{bins[0][b]} + bins[1][b] + bins[2][b] + bins[3][b];
+    int64_t count(int64_t bin) const {
+        return int64_t{bins[0][bin]} + bins[1][bin] + bins[2][bin] + bins[3][bin];
     }
 };
 
 // The cut next to the median that splits the pixels more evenly; a tie keeps the upper one.
-int64_t medianCut(const uint64_t* counts, int64_t half) {
+int64_t medianCut(const Histograms& histograms, int64_t half) {
     int64_t remainder = half;
     int64_t bin = 0;
     for (;; ++bin) {
-        remainder -= static_cast<int64_t>(counts[bin]);
+        remainder -= histograms.count(bin);
         if (remainder <= 0 || bin == histogramBins - 1)
             break;
     }
-    return -remainder > static_cast<int64_t>(counts[bin] >> 1) ? bin - 1 : bin;
+    return -remainder > histograms.count(bin) >> 1 ? bin - 1 : bin;
 }
 
 } // namespace
 
 long TorInterThreshold(_tag_ZEP_ABDEBLUR*, __tag_KIRO_OFFSCREEN* image, unsigned char*,
-                       long* outThreshold, long width, long height, long pitch, long* histogram) {
-    auto* const counts = reinterpret_cast<uint64_t*>(histogram);
-    std::fill_n(counts, histogramBins, uint64_t{0});
+                       long* outThreshold, long width, long height, long pitch, long*) {
     const int64_t skipped = halvingsTo(std::max(width, height), 512);
     const int64_t columns = std::max<int64_t>(width, 0) >> skipped;
     const int64_t rows = std::max<int64_t>(height, 0) >> skipped;
@@ -74,10 +71,9 @@ long TorInterThreshold(_tag_ZEP_ABDEBLUR*, __tag_KIRO_OFFSCREEN* image, unsigned
                 prefetchRow(row + (2 * pitch << skipped), columns * step);
             histograms.countRow(row, step, columns);
         }
-        histograms.sumTo(counts);
         const int64_t half = columns * rows >> 1;
         if (half > 0)
-            threshold = medianCut(counts, half);
+            threshold = medianCut(histograms, half);
     }
     if (outThreshold != nullptr)
         *outThreshold = threshold;

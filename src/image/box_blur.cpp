@@ -84,8 +84,8 @@ bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
         return false;
     memory->savedCount = savedRowCount(filter);
     if (memory->savedCount > 0) {
-        memory->savedRows =
-            static_cast<unsigned char*>(allocArray(memHandle, memory->savedCount, filter.pitch));
+        memory->savedRows = static_cast<unsigned char*>(
+            allocArray(memHandle, memory->savedCount, std::abs(filter.pitch)));
         if (memory->savedRows == nullptr)
             return false;
     }
@@ -125,7 +125,7 @@ RowChange rowChange(const BoxFilter& filter, const WorkingMemory& memory, int64_
     const int64_t leaving = y - filter.top - 1;
     const auto sourceRow = [&](int64_t row) { return filter.source + row * filter.pitch; };
     const auto savedRow = [&](int64_t row) {
-        return memory.savedRows + row % memory.savedCount * filter.pitch;
+        return memory.savedRows + row % memory.savedCount * std::abs(filter.pitch);
     };
 
     RowChange change = {};

@@ -1,6 +1,7 @@
 // Gaussian smoothing by repeated box filtering.
 #include "kelvane/kelvane.h"
 
+#include "image/plane_copy.h"
 #include "image/smoothing.h"
 
 using namespace kelvane;
@@ -16,7 +17,7 @@ extern "C" long GB_GaussianBlurA(void* memHandle, const unsigned char* source, l
         return ERR_INVALID_PARAM;
     if (size <= 1) {
         if (source != destination)
-            VantMemCpy(destination, source, planeSize);
+            copyPlane(source, destination, width * smoothingChannels(format), height, pitch);
         return ERR_NONE;
     }
     const long radius = size / 2; // of the next odd size when the size is even

@@ -2,6 +2,7 @@
 #include "kelvane/kelvane.h"
 
 #include "image/format.h"
+#include "image/plane_copy.h"
 #include "platform/conversion.h"
 
 namespace {
@@ -24,9 +25,9 @@ long imgResize(void* memHandle, const __tag_KIRO_OFFSCREEN* src, __tag_KIRO_OFFS
     const bool sameLayout = src->width == dst->width && src->height == dst->height &&
                             src->pitches[0] == dst->pitches[0] &&
                             src->pitches[1] == dst->pitches[1];
-    // The rows of a bottom-up image lie before its first one and are copied one by one.
-    if (sameLayout && src->pitches[0] >= 0) {
-        VantMemCpy(dst->planes[0], src->planes[0], long{src->height} * src->pitches[0]);
+    if (sameLayout) {
+        kelvane::copyPlane(src->planes[0], dst->planes[0], src->width, src->height,
+                           src->pitches[0]);
         return ERR_NONE;
     }
     void* buffer = nullptr;

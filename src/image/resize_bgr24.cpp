@@ -187,15 +187,12 @@ void Conversion::convertYuv() {
     }
 }
 
-long refusal(const __tag_KIRO_OFFSCREEN& source) {
-    if (!isSupported(source.format))
-        return ERR_UNSUPPORTED;
-    if (!isSourceSide(source.width) || !isSourceSide(source.height) || !hasPlanes(source))
-        return ERR_INVALID_PARAM;
+// Whether the pixels of the source can be read, and can be placed.
+bool isConvertible(const __tag_KIRO_OFFSCREEN& source) {
     // The chroma of an unpaired last pixel would be cut off.
-    if (source.format == KELVANE_FORMAT_YUYV && source.width % 2 != 0)
-        return ERR_INVALID_PARAM;
-    return ERR_NONE;
+    const bool unpaired = source.format == KELVANE_FORMAT_YUYV && source.width % 2 != 0;
+    return isSourceSide(source.width) && isSourceSide(source.height) && hasPlanes(source) &&
+           !unpaired;
 }
 
 void convert(const __tag_KIRO_OFFSCREEN& source, void* block, unsigned char* out, int64_t width,
@@ -216,7 +213,7 @@ using namespace kelvane;
 extern "C" long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCREEN* src,
                                        unsigned char* dst, long dstWidth, long dstHeight,
                                        long dstPitch) {
-    if (src == nullptr || dst == nullptr)
+    if (src == nullptr)
         return ERR_INVALID_PARAM;
     int64_t size = 0;
     if (!workBlockSize(dstWidth, dstHeight, &size))
@@ -225,9 +222,15 @@ extern "C" long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCRE
     void* const block = size > 0 ? VantMemAlloc(memHandle, size) : nullptr;
     if (block == nullptr && size > 0)
         return ERR_NO_MEMORY;
-    const long code = refusal(*src);
-    if (code == ERR_NONE && dstWidth > 0 && dstHeight > 0)
-        convert(*src, block, dst, dstWidth, dstHeight, dstPitch);
+    long code = isSupported(src->format) ? ERR_NONE : ERR_UNSUPPORTED;
+    // Where there is no pixel to read or to write, planes may be null.
+    const bool empty = dstWidth <= 0 || dstHeight <= 0 || src->width <= 0 || src->height <= 0;
+    if (code == ERR_NONE && !empty) {
+        if (dst != nullptr && isConvertible(*src))
+            convert(*src, block, dst, dstWidth, dstHeight, dstPitch);
+        else
+            code = ERR_INVALID_PARAM;
+    }
     VantMemFree(memHandle, block);
     return code;
 }
