@@ -48,8 +48,8 @@ void expectAllocated(Random& random) {
 // Any size, mostly refused; what is given holds every byte that it should.
 void expectAnySizes(Random& random) {
     const auto any = [&] {
-        return random.between(random.oneOf<int64_t>({1, 1, 1, INT64_MIN}),
-                              random.oneOf<int64_t>({9, 40, 40, INT64_MAX}));
+        const auto least = random.oneOf<int64_t>({1, 1, 1, INT64_MIN});
+        return random.between(least, random.oneOf<int64_t>({9, 40, 40, INT64_MAX}));
     };
     const long width = any(), height = any();
     const Arena arena(random.between(1, 1000) * 8);
@@ -132,7 +132,7 @@ void expectAnyWorkingSize(Random& random) {
 
 const Register registered{{
     {"ImageAlloc", 300, 0x723B945E8EF9E4FB, expectAllocated},
-    {"AnySizes", 3000, 0x7B34A7AED5FDB6A5, expectAnySizes},
+    {"AnySizes", 3000, 0x4E96D0C3F920BA61, expectAnySizes},
     {"CopyImage", 300, 0x5B781F5990E3FAA9, expectCopied},
     {"WorkingSize", 20000, 0xB9F1D9B021D8978, expectAnyWorkingSize},
 }};

@@ -1,6 +1,9 @@
 // Random cases of the library's functions. Each compares what the library gives with a definition
 // or with what must always hold, and notes it: the digest of what all rounds have noted is part of
 // the interface. The fuzz targets run the same cases with choices of their own.
+//
+// Every choice is a statement or an element of braces: compilers order the arguments of a call as
+// they like.
 #pragma once
 
 #include "support/random.h"
