@@ -6,7 +6,10 @@
 
 namespace {
 
-bool equal(const Image& a, const Image& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+bool equal(const Image& a, const Image& b) {
+    return a.format == b.format && a.width == b.width && a.height == b.height &&
+           std::ranges::equal(a.planes, b.planes) && std::ranges::equal(a.pitches, b.pitches);
+}
 
 // Laid out in exactly its block, or untouched where 8 bytes are missing.
 void expectAllocated(Random& random) {
