@@ -30,7 +30,8 @@ TEST_P(Digests, IsTheCommittedOne) {
 }
 
 std::string nameOfVariant(const testing::TestParamInfo<Digests::ParamType>& variant) {
-    return std::get<0>(variant.param).name + "_" + nameOf(std::get<1>(variant.param));
+    std::string name = std::get<0>(variant.param).name;
+    return name.append("_").append(nameOf(std::get<1>(variant.param)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Digests,

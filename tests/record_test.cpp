@@ -82,19 +82,25 @@ const Register registered{{
 TEST(FaceStorage, LayoutAndOwnership) {
     constexpr int64_t n = 3;
     const Arena arena(n * 440 + 16 + n * 24); // room for just both blocks
-    _tag_DRAV_PARAM params[n] = {};
+    _tag_DRAV_FACEINFO faces = {};
+    _tag_DRAV_PARAM params[n];
+    for (_tag_DRAV_PARAM& param : params) {
+        param = {nullptr, &faces};
+        EXPECT_EQ(DRAV_GetDefaultParam(&param), ERR_NONE);
+        EXPECT_EQ(param.faces, nullptr);
+    }
     ASSERT_EQ(allocParams(arena.handle(), params, n), ERR_NONE);
     EXPECT_EQ(GetMaxAllocMemSize(arena.handle()), 0);
     const auto* const block = reinterpret_cast<unsigned char*>(params[0].faces);
     for (size_t i = 0; i < n; ++i) {
-        const _tag_DRAV_FACEINFO& faces = *params[i].faces;
+        const _tag_DRAV_FACEINFO& made = *params[i].faces;
         const auto offsetOf = [&](const void* part) {
             return static_cast<const unsigned char*>(part) - block - 440 * static_cast<long>(i);
         };
-        EXPECT_TRUE(offsetOf(&faces) == 0 && offsetOf(faces.rects) == 40 &&
-                    offsetOf(faces.codes) == 200 && offsetOf(faces.eyes) == 280 &&
-                    offsetOf(faces.smiles) == 360);
-        EXPECT_EQ(faces.count, 0);
+        EXPECT_TRUE(offsetOf(&made) == 0 && offsetOf(made.rects) == 40 &&
+                    offsetOf(made.codes) == 200 && offsetOf(made.eyes) == 280 &&
+                    offsetOf(made.smiles) == 360);
+        EXPECT_EQ(made.count, 0);
         for (const unsigned char* byte = block + 440 * i + 40; byte < block + 440 * (i + 1); ++byte)
             ASSERT_EQ(*byte, 0);
         EXPECT_EQ(params[i].alignment, params[0].alignment + i);
