@@ -6,11 +6,6 @@
 
 namespace {
 
-const char* nameOf(Vectors vectors) {
-    constexpr const char* names[] = {"Baseline", "Avx2", "Avx512"};
-    return names[static_cast<int>(vectors)];
-}
-
 class Digests : public testing::TestWithParam<std::tuple<Case, Vectors>> {
 public:
     ~Digests() override { widestVectors = Vectors::Avx512; }
@@ -19,8 +14,8 @@ public:
 TEST_P(Digests, IsTheCommittedOne) {
     const auto& [given, vectors] = GetParam();
     widestVectors = vectors;
-    if (!hasVectors(vectors))
-        GTEST_SKIP() << "this processor has no " << nameOf(vectors);
+    if (!kelvane::hasLevel(vectors))
+        GTEST_SKIP() << "this processor has no " << kelvane::nameOf(vectors);
     Random random;
     noted = 0xCBF29CE484222325;
     for (int round = 0; round < given.rounds && !HasFailure(); ++round)
@@ -30,14 +25,14 @@ TEST_P(Digests, IsTheCommittedOne) {
 }
 
 std::string nameOfVariant(const testing::TestParamInfo<Digests::ParamType>& variant) {
+    constexpr const char* vectors[] = {"_Baseline", "_Avx2", "_Avx512"};
     std::string name = std::get<0>(variant.param).name;
-    return name.append("_").append(nameOf(std::get<1>(variant.param)));
+    return name.append(vectors[static_cast<int>(std::get<1>(variant.param))]);
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Digests,
                          testing::Combine(testing::ValuesIn(allCases()),
-                                          testing::Values(Vectors::Baseline, Vectors::Avx2,
-                                                          Vectors::Avx512)),
+                                          testing::ValuesIn(kelvane::allLevels)),
                          nameOfVariant);
 
 } // namespace

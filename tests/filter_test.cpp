@@ -146,6 +146,23 @@ void expectBoxBlur(Random& random) {
                  {boxPayload(plane, reach, false), boxPayload(plane, reach, true)}, reach, {mean});
 }
 
+// To both sides, or less to the left.
+void expectSmallWindowsInRowsOfEveryLength(Random& random) {
+    for (const long channels : {1, 3})
+        for (long width = 1; width <= 200; ++width)
+            for (const long radius : {0, 1, 2}) {
+                const Plane plane = {width, random.between(1, 9), channels,
+                                     width * channels + random.oneOf({0, 3})};
+                const Reach reach = {random.between(0, radius), random.between(0, 2),
+                                     std::max(radius, 1L), random.between(1, 2)};
+                const Reach even = {reach.right, reach.top, reach.right, reach.bottom};
+                for (const Reach& r : {reach, even})
+                    ASSERT_NO_FATAL_FAILURE(expectFilter(
+                        random, plane, boxBlur(r),
+                        {boxPayload(plane, r, false), boxPayload(plane, r, true)}, r, {mean}));
+            }
+}
+
 void expectGaussianBlur(Random& random) {
     const Plane plane = randomPlane(random, random.oneOf({1, 1, 3}));
     const long size = random.oneOf({random.between(-1, 9), randomRadius(random, 50)});
@@ -216,6 +233,7 @@ void expectWhiteWindowsOfEverySize(Random&) {
 const Register registered{{
     {"BoxBlur", 700, 0xAE9A688E1353C575, expectBoxBlur},
     {"BoxBlurOfWhiteWindows", 1, 0x464EC87576A0F955, expectWhiteWindowsOfEverySize},
+    {"BoxBlurOfSmallWindows", 1, 0x2694A4ABBCC6E6D8, expectSmallWindowsInRowsOfEveryLength},
     {"GaussianBlur", 400, 0xCA2BEE3832D516AC, expectGaussianBlur},
     {"Erode", 150, 0x9A6FF4DD739A1514, expectMorphology<0>},
     {"Dilate", 150, 0xC9B569C60DB6B074, expectMorphology<1>},
@@ -231,6 +249,20 @@ TEST(BoxBlur, TruncatesTheMeanExceptOfFourPixels) {
         boxBlur({1, 1, 1, 1})(nullptr, {5, 5, 1, 5}, image->data(), image->data());
     EXPECT_EQ(Bytes(white.begin(), white.begin() + 6), (Bytes{255, 254, 254, 254, 255, 254}));
     EXPECT_EQ(Bytes(spot.begin(), spot.begin() + 7), (Bytes{63, 42, 0, 0, 0, 42, 28}));
+}
+
+// From the heap as from an arena.
+TEST(BoxBlur, TakesFourBytesForEachByteOfARow) {
+    const Bytes image(70 * 5 * 3);
+    for (const long channels : {1, 3})
+        for (const long radius : {1, 5}) {
+            Bytes out = image;
+            allocationsUntilFailure = 0;
+            EXPECT_EQ(boxBlur({radius, radius, radius, radius})(nullptr, {70, 5, channels, 210},
+                                                                image.data(), out.data()),
+                      ERR_NO_MEMORY);
+            EXPECT_EQ(lastAllocationSize, 70 * channels * 4);
+        }
 }
 
 // Around 2^23 pixels the reciprocals fall from 1 to 0.

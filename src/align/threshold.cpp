@@ -3,6 +3,7 @@
 #include "align/levels.h"
 #include "align/luma.h"
 #include "platform/prefetch.h"
+#include "simd/kernels.h"
 
 #include <algorithm>
 
@@ -42,16 +43,60 @@ struct Histograms {
     }
 };
 
-// The cut next to the median that splits the pixels more evenly; a tie keeps the upper one.
-int64_t medianCut(const Histograms& histograms, int64_t half) {
-    int64_t remainder = half;
-    int64_t bin = 0;
-    for (;; ++bin) {
-        remainder -= histograms.count(bin);
-        if (remainder <= 0 || bin == histogramBins - 1)
-            break;
+// A value, how many pixels are at most that, and how many are less.
+struct Median {
+    int64_t value;
+    int64_t atMost;
+    int64_t below;
+};
+
+Median medianOfHistogram(const PixelGrid& grid, int64_t half) {
+    Histograms histograms;
+    for (int64_t y = 0; y < grid.rows; ++y) {
+        const unsigned char* const row = grid.pixels + y * grid.pitch;
+        if (y + 2 < grid.rows)
+            prefetchLines(row, grid.columns * grid.step, 2 * grid.pitch);
+        histograms.countRow(row, grid.step, grid.columns);
     }
-    return -remainder > histograms.count(bin) >> 1 ? bin - 1 : bin;
+    Median median = {0, histograms.count(0), 0};
+    while (median.atMost < half) {
+        median.below = median.atMost;
+        median.atMost += histograms.count(++median.value);
+    }
+    return median;
+}
+
+// Every pass over the pixels leaves a quarter of the values.
+Median medianBySearch(const PixelGrid& grid, int64_t half) {
+    Median median = {0, grid.columns * grid.rows, 0};
+    for (int64_t quarter = 64; quarter >= 1; quarter /= 4) {
+        unsigned char limits[3];
+        for (int64_t i = 0; i < 3; ++i)
+            limits[i] = static_cast<unsigned char>(median.value + (i + 1) * quarter);
+        int64_t counts[3];
+        kernelsFor(grid.columns).countBelow(grid, limits, counts);
+        for (int64_t i = 0; i < 3 && counts[i] < half; ++i) {
+            median.value += quarter;
+            median.below = counts[i];
+        }
+        for (const int64_t count : counts) {
+            if (count >= half)
+                median.atMost = std::min(median.atMost, count);
+        }
+    }
+    return median;
+}
+
+// The cut next to the median that splits the pixels more evenly; a tie keeps the upper one.
+int64_t medianCut(const PixelGrid& grid) {
+    const int64_t half = grid.columns * grid.rows >> 1;
+    if (half == 0)
+        return -1;
+    // Where most of what vectors load is not counted, they do not pay.
+    const Median median =
+        grid.step <= 4 ? medianBySearch(grid, half) : medianOfHistogram(grid, half);
+    return median.atMost - half > (median.atMost - median.below) >> 1 ? median.value - 1
+                                                                      : median.value;
 }
 
 } // namespace
@@ -59,22 +104,13 @@ int64_t medianCut(const Histograms& histograms, int64_t half) {
 long TorInterThreshold(_tag_ZEP_ABDEBLUR*, __tag_KIRO_OFFSCREEN* image, unsigned char*,
                        long* outThreshold, long width, long height, long pitch, long*) {
     const int64_t skipped = halvingsTo(std::max(width, height), 512);
-    const int64_t columns = std::max<int64_t>(width, 0) >> skipped;
-    const int64_t rows = std::max<int64_t>(height, 0) >> skipped;
     int64_t threshold = -1;
-    if (hasCountableLuma(image->format)) {
-        Histograms histograms;
-        const int64_t step = lumaStep(image->format) << skipped;
-        for (int64_t y = 0; y < rows; ++y) {
-            const unsigned char* const row = image->planes[0] + (y << skipped) * pitch;
-            if (y + 2 < rows)
-                prefetchRow(row + (2 * pitch << skipped), columns * step);
-            histograms.countRow(row, step, columns);
-        }
-        const int64_t half = columns * rows >> 1;
-        if (half > 0)
-            threshold = medianCut(histograms, half);
-    }
+    if (hasCountableLuma(image->format))
+        threshold = medianCut({.pixels = image->planes[0],
+                               .pitch = pitch << skipped,
+                               .step = lumaStep(image->format) << skipped,
+                               .columns = std::max<int64_t>(width, 0) >> skipped,
+                               .rows = std::max<int64_t>(height, 0) >> skipped});
     if (outThreshold != nullptr)
         *outThreshold = threshold;
     return ERR_NONE;

@@ -1,11 +1,10 @@
 // Box filter with windows of any size: running column sums and a table of reciprocals.
 #include "kelvane/kelvane.h"
 
-#include "image/box_rows.h"
+#include "image/box_filter.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
-#include "platform/prefetch.h"
-#include "platform/vector_support.h"
+#include "simd/kernels.h"
 
 #include <algorithm>
 
@@ -13,74 +12,29 @@ namespace kelvane {
 
 namespace {
 
-// The lengths along one axis of the windows, which end at the image border.
-struct WindowSpan {
-    int64_t shortest;
-    int64_t longest;
-
-    int64_t count() const { return longest - shortest + 1; }
-};
-
 // Both radii are below `length`. A window at one of the two ends is the shortest.
 WindowSpan windowSpan(int64_t before, int64_t after, int64_t length) {
     return {.shortest = std::min(before, after) + 1,
             .longest = after < length - before ? before + after + 1 : length};
 }
 
-struct BoxFilter {
-    const unsigned char* source;
-    unsigned char* destination;
-    int64_t width;
-    int64_t height;
-    int64_t pitch;
-    int channels;
-    int64_t left; // radii, each below the image's size: what lies beyond changes no window
-    int64_t top;
-    int64_t right;
-    int64_t bottom;
-};
-
-struct WorkingMemory {
-    void* counters;
-    uint32_t* columnSums; // in `counters`
-    int64_t counterWidth;
-    unsigned char* savedRows; // a ring of source rows that filtering in place overwrites
-    int64_t savedCount;
-    uint32_t* reciprocals; // one row per window height, one entry per window width
-};
-
 int64_t savedRowCount(const BoxFilter& filter) {
     const bool inPlace = filter.source == filter.destination;
     return inPlace ? std::min(filter.top + 1, filter.height - filter.top - 1) : 0;
 }
 
-void release(void* memHandle, const WorkingMemory& memory) {
+void release(void* memHandle, const BoxMemory& memory) {
     VantMemFree(memHandle, memory.reciprocals);
-    VantMemFree(memHandle, memory.counters);
+    VantMemFree(memHandle, memory.columnSums);
     VantMemFree(memHandle, memory.savedRows);
 }
 
 constexpr int64_t counterSize = sizeof(uint32_t);
 
-// Counters from the heap get room to start with a cache line, each plane of them, as vectors across
-// two lines take longer; an arena may have no room to spare.
-bool allocateCounters(void* memHandle, const BoxFilter& filter, WorkingMemory* memory) {
-    const bool aligned = memHandle == nullptr && filter.width <= INT64_MAX - 2 * cacheLine;
-    const int64_t width =
-        aligned ? (filter.width + cacheLine - 1) / cacheLine * cacheLine : filter.width;
-    const int64_t spare = aligned ? cacheLine / counterSize : 0;
-    memory->counters = allocZeroedArray(memHandle, width + spare, filter.channels * counterSize);
-    auto address = reinterpret_cast<uintptr_t>(memory->counters);
-    if (aligned)
-        address = (address + cacheLine - 1) / cacheLine * cacheLine;
-    memory->columnSums = reinterpret_cast<uint32_t*>(address);
-    memory->counterWidth = width;
-    return memory->counters != nullptr;
-}
-
-bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
-              int64_t reciprocalColumns, WorkingMemory* memory) {
-    if (!allocateCounters(memHandle, filter, memory))
+bool allocate(void* memHandle, const BoxFilter& filter, BoxMemory* memory) {
+    memory->columnSums = static_cast<uint32_t*>(
+        allocZeroedArray(memHandle, filter.width, filter.channels * counterSize));
+    if (memory->columnSums == nullptr)
         return false;
     memory->savedCount = savedRowCount(filter);
     if (memory->savedCount > 0) {
@@ -90,105 +44,76 @@ bool allocate(void* memHandle, const BoxFilter& filter, int64_t reciprocalRows,
             return false;
     }
     int64_t rowSize = 0;
-    if (!__builtin_mul_overflow(reciprocalColumns, counterSize, &rowSize))
+    if (!__builtin_mul_overflow(memory->widths.count(), counterSize, &rowSize))
         memory->reciprocals =
-            static_cast<uint32_t*>(allocArray(memHandle, reciprocalRows, rowSize));
+            static_cast<uint32_t*>(allocArray(memHandle, memory->heights.count(), rowSize));
     return memory->reciprocals != nullptr;
 }
 
 // floor(2^23 / area); dividing twice gives the same and needs no area that could overflow.
 void fillReciprocals(const WindowSpan& heights, const WindowSpan& widths, uint32_t* entry) {
     for (int64_t height = heights.shortest; height <= heights.longest; ++height) {
-        const int64_t columnReciprocal = (int64_t{1} << reciprocalBits) / height;
+        const int64_t columnReciprocal = (int64_t{1} << boxReciprocalBits) / height;
         for (int64_t width = widths.shortest; width <= widths.longest; ++width)
             *entry++ = static_cast<uint32_t>(columnReciprocal / width);
     }
 }
 
-BoxRowOperations fastestRowOperations(const BoxFilter& filter, int64_t largestArea) {
-#if defined(__x86_64__)
-    // Only whole vectors of whole windows are divided at once.
-    if (usesAvx512(filter.width - filter.left - filter.right))
-        return boxRowOperationsAvx512(filter.channels, largestArea);
-    if (usesAvx2(filter.width))
-        return boxRowOperationsAvx2(filter.channels, largestArea);
-#endif
-    return boxRowOperations(filter.channels, largestArea);
-}
-
-constexpr int64_t prefetchedRows = 4; // ahead
-
-// What distinguishes the windows around row `y` from those around the row before it. For the first
-// of them `y` is the lower radius above the image.
-RowChange rowChange(const BoxFilter& filter, const WorkingMemory& memory, int64_t y) {
-    const int64_t entering = y + filter.bottom;
-    const int64_t leaving = y - filter.top - 1;
-    const auto sourceRow = [&](int64_t row) { return filter.source + row * filter.pitch; };
+// For the first windows `y` is the lower radius above the image.
+BoxRowChange rowChange(const BoxFilter& filter, const BoxMemory& memory, int64_t y) {
+    const int64_t entering = y + filter.bottom, leaving = y - filter.top - 1;
     const auto savedRow = [&](int64_t row) {
-        return memory.savedRows + row % memory.savedCount * std::abs(filter.pitch);
+        return memory.savedRows + row % memory.savedCount * filter.rowBytes();
     };
-
-    RowChange change = {};
-    change.upcoming = sourceRow(std::min(entering + prefetchedRows, filter.height - 1));
+    BoxRowChange change = {};
     if (entering < filter.height)
-        change.added = sourceRow(entering);
+        change.added = filter.sourceRow(entering);
     if (leaving >= 0)
-        change.removed = memory.savedCount > 0 ? savedRow(leaving) : sourceRow(leaving);
+        change.removed = memory.savedCount > 0 ? savedRow(leaving) : filter.sourceRow(leaving);
     // The row that leaves makes room in the ring for this one.
     if (memory.savedCount > 0 && y >= 0 && y < filter.height - filter.top - 1) {
-        change.saved = sourceRow(y);
+        change.saved = filter.sourceRow(y);
         change.slot = savedRow(y);
     }
     return change;
 }
 
-void changeCounters(const BoxRowOperations& operations, const RowChange& change, const BoxRow& row,
-                    int64_t rowBytes, uint32_t* columnSums) {
-    if (change.added != nullptr && change.removed != nullptr) {
-        operations.replaceRow(change, row, columnSums);
-        return;
-    }
-    if (change.added != nullptr || change.removed != nullptr)
-        operations.addOrRemoveRow(change, row, columnSums);
-    if (change.saved != nullptr)
-        VantMemCpy(change.slot, change.saved, rowBytes);
-}
+// Counters modulo 2^16 do where the sums of windows fit 16 bits.
+constexpr int64_t largestShortArea = UINT16_MAX / UINT8_MAX;
 
-void filterRows(const BoxFilter& filter, const WindowSpan& heights, const WindowSpan& widths,
-                const WorkingMemory& memory) {
-    const BoxRowOperations operations =
-        fastestRowOperations(filter, heights.longest * widths.longest);
+void filterRows(const BoxFilter& filter, const BoxMemory& memory) {
+    const Kernels& kernels = kernelsFor(filter.width);
+    const int64_t largestArea = memory.heights.longest * memory.widths.longest;
     const BoxRow row = {.width = filter.width,
                         .channels = filter.channels,
-                        .counterWidth = memory.counterWidth,
                         .left = filter.left,
-                        .right = filter.right};
-    const auto destinationRow = [&](int64_t y) { return filter.destination + y * filter.pitch; };
-
+                        .right = filter.right,
+                        .shortest = memory.widths.shortest,
+                        .counterBytes = largestArea <= largestShortArea ? 2 : 4};
     for (int64_t y = -filter.bottom; y < filter.height; ++y) {
-        changeCounters(operations, rowChange(filter, memory, y), row,
-                       filter.width * filter.channels, memory.columnSums);
+        const BoxRowChange change = rowChange(filter, memory, y);
+        if (change.added != nullptr || change.removed != nullptr)
+            kernels.moveBoxRows(memory.columnSums, row, change);
+        else if (change.saved != nullptr)
+            VantMemCpy(change.slot, change.saved, filter.rowBytes());
         if (y < 0)
             continue;
-        const int64_t windowHeight = std::min(y + filter.bottom, filter.height - 1) -
-                                     std::max(y - filter.top, int64_t{0}) + 1;
-        const uint32_t* const reciprocals =
-            memory.reciprocals + (windowHeight - heights.shortest) * widths.count();
-        if (filter.left + filter.right < filter.width)
-            operations.divideWhole(memory.columnSums, row, reciprocals, destinationRow(y),
-                                   destinationRow(std::min(y + prefetchedRows, filter.height - 1)));
-        operations.divideCut(memory.columnSums, row, reciprocals, destinationRow(y));
+        kernels.divideBoxRow(memory.columnSums, row, memory.reciprocalsAt(filter, y),
+                             filter.destinationRow(y));
     }
 }
 
 long run(void* memHandle, const BoxFilter& filter) {
-    const WindowSpan widths = windowSpan(filter.left, filter.right, filter.width);
-    const WindowSpan heights = windowSpan(filter.top, filter.bottom, filter.height);
-    WorkingMemory memory = {};
-    const bool allocated = allocate(memHandle, filter, heights.count(), widths.count(), &memory);
+    BoxMemory memory = {};
+    memory.widths = windowSpan(filter.left, filter.right, filter.width);
+    memory.heights = windowSpan(filter.top, filter.bottom, filter.height);
+    const bool allocated = allocate(memHandle, filter, &memory);
     if (allocated) {
-        fillReciprocals(heights, widths, memory.reciprocals);
-        filterRows(filter, heights, widths, memory);
+        fillReciprocals(memory.heights, memory.widths, memory.reciprocals);
+        if (hasSmallWindows(filter, memory))
+            filterSmallWindows(filter, memory);
+        else
+            filterRows(filter, memory);
     }
     release(memHandle, memory);
     return allocated ? ERR_NONE : ERR_NO_MEMORY;

@@ -2,20 +2,11 @@
 #pragma once
 
 #include "platform/conversion.h"
+#include "simd/sample_map.h"
 
-#include <bit>
 #include <cstdint>
 
 namespace kelvane {
-
-// A source index and the weight of the next source sample, 0..128. As a 32-bit word the index is
-// the low half, which is how callers find the tables in a resize buffer.
-struct Position {
-    uint16_t index;
-    uint16_t weight;
-};
-
-static_assert(sizeof(Position) == 4 && std::endian::native == std::endian::little);
 
 // Source sides below 2^16, for the sake of the index.
 inline bool isSourceSide(int64_t side) { return side > 0 && side <= UINT16_MAX; }

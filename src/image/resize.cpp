@@ -52,14 +52,13 @@ void copyRows(SourcePlane source, int64_t rowBytes, unsigned char* dst, int64_t 
 bool isTwice(int64_t size, int64_t other) { return size % 2 == 0 && size / 2 == other; }
 
 // Below the last row there is nothing to blend with.
-void doubleImage(const RowOperations& operations, SourcePlane source, int64_t width, int64_t height,
+void doubleImage(const Kernels& kernels, SourcePlane source, int64_t width, int64_t height,
                  unsigned char* dst, int64_t dstPitch) {
     for (int64_t y = 0; y < height; ++y) {
         const unsigned char* const top = source.bytes + y * source.pitch;
         const unsigned char* const bottom = y + 1 < height ? top + source.pitch : top;
         unsigned char* const out = dst + 2 * y * dstPitch;
-        operations.doubleRows(top, bottom, width, out, out + dstPitch,
-                              y + 1 < height ? 2 * dstPitch : 0);
+        kernels.doubleRows(top, bottom, width, out, out + dstPitch);
     }
 }
 
@@ -103,10 +102,8 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
     if (dstWidth <= 0 || dstHeight <= 0)
         return ERR_NONE;
 
-    const RowOperations operations = rowOperations(srcWidth - 1);
-    if (channels == 1 && isTwice(dstWidth, srcWidth) && isTwice(dstHeight, srcHeight) &&
-        operations.doubleRows != nullptr) {
-        doubleImage(operations, source, srcWidth, srcHeight, dst, dstPitch);
+    if (channels == 1 && isTwice(dstWidth, srcWidth) && isTwice(dstHeight, srcHeight)) {
+        doubleImage(kernelsFor(srcWidth), source, srcWidth, srcHeight, dst, dstPitch);
         return ERR_NONE;
     }
     const ResizeBuffer fields(*buffer, dstWidth, channels);

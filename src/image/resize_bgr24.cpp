@@ -80,7 +80,7 @@ public:
     Conversion(const __tag_KIRO_OFFSCREEN& sourceImage, void* block, unsigned char* destination,
                int64_t dstWidth, int64_t dstHeight, int64_t dstPitch)
         : source(sourceImage), out(destination), width(dstWidth), height(dstHeight),
-          pitch(dstPitch), operations(rowOperations(width)), work(block),
+          pitch(dstPitch), kernels(kernelsFor(width)), work(block),
           rows(work.take<Position>(height)), columns(work.take<Position>(width)),
           sourceRows(rows, height, source.height) {
         fillRowTable(CentreAligned(source.height, height), height, rows);
@@ -106,7 +106,7 @@ private:
     const int64_t width;
     const int64_t height;
     const int64_t pitch;
-    const RowOperations operations;
+    const Kernels& kernels;
     WorkBlock work;
     Position* const rows;
     Position* const columns;
@@ -183,7 +183,7 @@ void Conversion::convertYuv() {
                                        chromaRowOf(lumaRows.nextTop)};
         for (int64_t plane = 0; plane < chromaPlanes; ++plane)
             chroma[plane].blend(chromaRows, chromaBytes + plane * pairs);
-        operations.writeBgr(lumaBytes, chromaRow, width, out + y * pitch);
+        kernels.writeBgr(lumaBytes, chromaRow, width, out + y * pitch);
     }
 }
 

@@ -1,7 +1,8 @@
 // Two resampled source rows, and the vertical pass of a resize that blends them.
 #pragma once
 
-#include "image/row_operations.h"
+#include "image/position.h"
+#include "simd/kernels.h"
 
 #include <cstdint>
 
@@ -25,21 +26,24 @@ public:
     RowPair(SourcePlane sourcePlane, int64_t sourcePixels, const SampleMap& map,
             int64_t sampleCount, void* storage);
 
-    // Blends two source rows. Rows may only move down from call to call. The next row to be written
-    // lies `outAhead` of this one.
-    void blend(const SourceRows& rows, unsigned char* out, int64_t outAhead = 0);
+    // Blends two source rows. Rows may only move down from call to call.
+    void blend(const SourceRows& rows, unsigned char* out);
 
     // The same for all rows of a destination.
-    void blendAll(const SourceRowTable& rows, unsigned char* out, int64_t pitch);
+    void blendAll(const SourceRowTable& table, unsigned char* out, int64_t pitch);
 
 private:
     const unsigned char* rowAt(int64_t row) const { return plane.bytes + row * plane.pitch; }
 
-    void hold(int slot, int64_t row, int64_t ahead);
+    void hold(int slot, int64_t row);
+
+    // Rows that need no other, from the first one on.
+    void finish(const SourceRows& rows, int64_t rowCount, unsigned char* out, int64_t pitch);
 
     SourcePlane plane{};
+    int64_t sourceBytes = 0;
     int64_t count = 0;
-    RowOperations operations{};
+    const Kernels* kernels = nullptr;
     void* plan = nullptr;
     RowResampler resampler{};
     RowValue* values[2] = {};

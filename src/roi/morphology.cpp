@@ -1,7 +1,7 @@
 // Erosion, dilation, opening and closing by a rectangle.
 #include "roi/morphology.h"
 
-#include "roi/extremum_filter.h"
+#include "simd/kernels.h"
 
 namespace kelvane {
 
@@ -36,7 +36,8 @@ constexpr unsigned char dilation = 255;
     if (block == nullptr)
         return ERR_NO_MEMORY;
     if (task.height > 0)
-        filterExtremum(task, static_cast<unsigned char*>(block));
+        kernelsFor(task.width * task.channels)
+            .filterExtremum(task, static_cast<unsigned char*>(block));
     VantMemFree(memHandle, block);
     return ERR_NONE;
 }

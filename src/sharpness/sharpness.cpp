@@ -1,46 +1,48 @@
 #include "kelvane/kelvane.h"
 
-#include "image/absolute_difference.h"
 #include "platform/allocation.h"
-#include "platform/vector_support.h"
 #include "sharpness/region.h"
-#include "sharpness/sample_row.h"
-#include "sharpness/sample_row_avx2.h"
-
-#include <utility>
+#include "simd/kernels.h"
 
 namespace kelvane {
 
 namespace {
 
-int64_t roundUpTo4(int64_t value) { return (value + 3) & -4; }
+// How an image format is sampled.
+struct SampleFormat {
+    PixelLayout layout;
+    int64_t bytesPerPixel;
+    bool evenWidth; // the format needs an even width
+    bool evenHeight;
+};
 
-// Sum over x >= 1 of the differences to the left and to the upper neighbour.
-int64_t differencesOf(const unsigned char* row, const unsigned char* above, int64_t columns) {
-#if defined(__x86_64__)
-    if (columns > leastSamplesAvx2 && hasAvx2())
-        return sumOfDifferencesAvx2(row, above, columns);
-#endif
-    return sumOfAbsoluteDifferences(row, row + 1, columns - 1) +
-           sumOfAbsoluteDifferences(above + 1, row + 1, columns - 1);
+// False for a format that cannot be sampled.
+bool findSampleFormat(uint32_t format, SampleFormat* sampled) {
+    switch (format) {
+    case KELVANE_FORMAT_YUV420:
+    case KELVANE_FORMAT_YUV420_CBCR:
+    case KELVANE_FORMAT_YUV420_CRCB: *sampled = {PixelLayout::Luma, 1, true, true}; return true;
+    case KELVANE_FORMAT_YUV422:
+    case KELVANE_FORMAT_YUV422_CRCB: *sampled = {PixelLayout::Luma, 1, true, false}; return true;
+    case KELVANE_FORMAT_YUYV: *sampled = {PixelLayout::PackedLuma, 2, true, false}; return true;
+    case KELVANE_FORMAT_RGB565: *sampled = {PixelLayout::Rgb565, 2, false, false}; return true;
+    case KELVANE_FORMAT_XRGB32: *sampled = {PixelLayout::Xrgb32, 4, false, false}; return true;
+    default: return false;
+    }
 }
 
-// `previous` and `current` each hold one sample row.
+int64_t roundUpTo4(int64_t value) { return (value + 3) & -4; }
+
 float meanDifference(const __tag_KIRO_OFFSCREEN& image, const SampleFormat& format,
-                     const SampleGrid& grid, unsigned char* previous, unsigned char* current) {
+                     const SampleGrid& grid, unsigned char* scratch) {
     const int64_t pitch = image.pitches[0];
-    const unsigned char* upper =
-        image.planes[0] + grid.top * pitch + grid.left * format.bytesPerPixel;
-    format.convertRow(upper, upper + 2 * pitch, grid.columns, 0, previous);
-    int64_t sum = 0;
-    for (int64_t y = 1; y < grid.rows; ++y) {
-        upper += gridStep * pitch;
-        format.convertRow(upper, upper + 2 * pitch, grid.columns,
-                          y + 1 < grid.rows ? gridStep * pitch : 0, current);
-        sum += differencesOf(current, previous, grid.columns);
-        std::swap(previous, current);
-    }
-    return static_cast<float>(sum) / static_cast<float>(grid.columns) /
+    const SampledArea area = {.first = image.planes[0] + grid.top * pitch +
+                                       grid.left * format.bytesPerPixel,
+                              .pitch = pitch,
+                              .columns = grid.columns,
+                              .rows = grid.rows};
+    const auto sum = kernelsFor(grid.columns).sumSampleDifferences[int(format.layout)];
+    return static_cast<float>(sum(area, scratch)) / static_cast<float>(grid.columns) /
            static_cast<float>(grid.rows);
 }
 
@@ -51,8 +53,8 @@ float meanDifference(const __tag_KIRO_OFFSCREEN& image, const SampleFormat& form
 long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image, float* sharpness,
                           __tag_rect* region) {
     using namespace kelvane;
-    const SampleFormat format = sampleFormatOf(image->format);
-    if (format.convertRow == nullptr || (format.evenWidth && image->width % 2 != 0) ||
+    SampleFormat format;
+    if (!findSampleFormat(image->format, &format) || (format.evenWidth && image->width % 2 != 0) ||
         (format.evenHeight && image->height % 2 != 0))
         return ERR_INVALID_PARAM;
     if (region != nullptr && !isInsideImage(*region, *image))
@@ -73,9 +75,7 @@ long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image, float* s
     if (scratch == nullptr)
         return ERR_NO_MEMORY;
     // Without a grid there is no difference, and no pixel is read.
-    *sharpness = grid.isEmpty() ? 0.0f
-                                : meanDifference(*image, format, grid, scratch,
-                                                 scratch + roundUpTo4(grid.columns));
+    *sharpness = grid.isEmpty() ? 0.0f : meanDifference(*image, format, grid, scratch);
     VantMemFree(memHandle, scratch);
     return ERR_NONE;
 }

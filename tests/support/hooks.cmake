@@ -2,6 +2,6 @@
 set(hook_sources ${CMAKE_CURRENT_LIST_DIR}/allocation_hook.cpp
                  ${CMAKE_CURRENT_LIST_DIR}/vector_hook.cpp)
 set(hook_options)
-foreach(function VantMemAlloc malloc realloc free _ZN7kelvane7hasAvx2Ev _ZN7kelvane9hasAvx512Ev)
+foreach(function VantMemAlloc malloc realloc free _ZN7kelvane8hasLevelENS_5LevelE)
   list(APPEND hook_options -Wl,--wrap=${function})
 endforeach()

@@ -1,0 +1,3 @@
+#include "simd/avx512.h"
+
+#include "simd/kernel_table.h"

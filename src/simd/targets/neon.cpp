@@ -1,0 +1,3 @@
+#include "simd/neon.h"
+
+#include "simd/kernel_table.h"

@@ -1,0 +1,3 @@
+#include "simd/portable.h"
+
+#include "simd/kernel_table.h"
