@@ -272,6 +272,8 @@ def main():
                 continue
             tried += 1
             noticed += result
+            if tried % 50 == 0:
+                print(f"{noticed} of {tried}", file=sys.stderr, flush=True)
             if not result:
                 number, line = line_of(change, sources[change.path])
                 text = f"{change.old} -> {change.new}    in: {line}"

@@ -2,6 +2,7 @@
 // the library chooses. Fails when the terms lead to another choice.
 #include "support/plain_ranking.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -46,8 +47,11 @@ struct Drawn {
     }
 };
 
-int64_t sharpness(const Drawn& frame, const __tag_rect* rect) {
-    return static_cast<int64_t>(std::fma(plainSharpness(frame.image, rect), 10000.0f, 0.5f));
+int64_t sharpness(Drawn& frame, const __tag_rect* rect) {
+    float value = 0;
+    __tag_rect part = rect != nullptr ? *rect : __tag_rect{};
+    imgEvaluateSharpness(nullptr, &frame.image, &value, rect != nullptr ? &part : nullptr);
+    return static_cast<int64_t>(std::fma(value, 10000.0f, 0.5f));
 }
 
 void printRow(const char* name, const std::function<int64_t(size_t)>& value) {

@@ -2,9 +2,24 @@
 // places.
 #pragma once
 
+#include "align/context.h"
+#include "support/cases.h"
 #include "support/guarded_memory.h"
-#include "support/plain_alignment.h"
-#include "support/random.h"
+
+#include <algorithm>
+#include <array>
+
+struct Displacement {
+    int64_t x = 0;
+    int64_t y = 0;
+    Displacement operator+(Displacement d) const { return {x + d.x, y + d.y}; }
+    bool operator==(const Displacement&) const = default;
+};
+
+inline int64_t pixelBytes(int64_t format) { return format == 0x501 ? 2 : 1; }
+inline int lumaAt(const __tag_KIRO_OFFSCREEN& image, int64_t x, int64_t y) {
+    return image.planes[0][y * image.pitches[0] + x * pixelBytes(image.format)];
+}
 
 // All bytes of a new frame are noise, also between the pixels and the rows.
 struct AlignmentFrame {
@@ -79,4 +94,28 @@ inline void paintPair(Random& random, AlignmentFrame& first, AlignmentFrame& sec
             });
         d = {random.between(-reach, reach), random.between(-reach, reach)};
     }
+}
+
+struct Context {
+    void* handle = nullptr;
+
+    Context() { EXPECT_EQ(ERR_NONE, Alignment_Init(nullptr, &handle)); }
+    ~Context() { Alignment_Uninit(&handle); }
+    const _tag_ZEP_ABDEBLUR& record() const { return *static_cast<_tag_ZEP_ABDEBLUR*>(handle); }
+};
+
+struct Outcome {
+    long code = -1;
+    long pairs[2][2] = {{77, 77}, {77, 77}};
+
+    Displacement of(size_t frame) const { return {pairs[frame][0], pairs[frame][1]}; }
+};
+
+inline Outcome align(void* context, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second,
+                     long reference = 0, long recompute = 1, int64_t count = 2) {
+    Outcome outcome;
+    long* results[2] = {outcome.pairs[0], outcome.pairs[1]};
+    _tag_ZEP_NS_INPUTINFO input = {.count = count, .images = {first, second}};
+    outcome.code = Image_Alignment_Video(context, &input, reference, results, recompute);
+    return outcome;
 }

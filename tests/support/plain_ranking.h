@@ -1,10 +1,12 @@
-// The ranking of a burst as its rules read, kept apart from the library's records.
+// The terms of a score and the choice between scores, as their rules read.
 #pragma once
 
-#include "support/plain_sharpness.h"
+#include "kelvane/kelvane.h"
 
-#include <cmath>
+#include <algorithm>
+#include <cstdint>
 #include <numeric>
+#include <vector>
 
 using Column = std::vector<int64_t>;
 
@@ -81,135 +83,3 @@ inline Column plainKept(Column scores, int64_t kept) {
     std::sort(indices.begin(), indices.end());
     return indices;
 }
-
-struct PlainBurst {
-    explicit PlainBurst(size_t n) : frames(n), params(n) {}
-
-    std::vector<__tag_KIRO_OFFSCREEN> frames;
-    std::vector<_tag_DRAV_PARAM> params;
-    Column supplied; // sharpness scores that replace the measurement, or empty
-};
-
-// What an engine remembers between calls, and what its calls make of it.
-struct PlainEngine {
-    struct Object {
-        __tag_rect rect;
-        int64_t flag;
-        int64_t area;
-    };
-    std::vector<Object> objects; // by frame
-    bool active = false;
-    int64_t count = 0;
-    int64_t width = 0;
-
-    // Makes room; false when that takes memory that there is not.
-    bool reserve(int64_t wanted, bool outOfMemory) {
-        if (!objects.empty() && wanted <= static_cast<int64_t>(objects.size()))
-            return true;
-        if (wanted <= 0 || outOfMemory)
-            return false;
-        objects.resize(static_cast<size_t>(wanted));
-        return true;
-    }
-
-    long setMovingObjects(const _tag_DRAV_MOVINGINFO& info, bool outOfMemory) {
-        int usable = 0;
-        for (int j = 0; j < info.count; ++j) {
-            const __tag_rect& r = info.objects[j].rect;
-            usable += info.objects[j].mask && (r.left || r.top || r.right || r.bottom);
-        }
-        const bool becomesActive = usable > info.count / 2;
-        if (becomesActive && info.count > 0 && info.width <= 0)
-            return ERR_INVALID_PARAM;
-        count = info.count;
-        if (!reserve(count, outOfMemory))
-            return ERR_NO_MEMORY;
-        active = becomesActive;
-        width = active ? info.width : width;
-        for (size_t j = 0; active && static_cast<int64_t>(j) < info.count; ++j) {
-            const auto& [r, mask] = info.objects[j];
-            const auto extent = [](int64_t low, int64_t high) {
-                return static_cast<int32_t>(high - low); // wraps at 32 bits
-            };
-            objects[j].flag = mask && extent(r.left, r.right) > 10 && extent(r.top, r.bottom) > 10;
-            if (objects[j].flag == 0)
-                continue;
-            objects[j] = {r, 1, 0};
-            for (int64_t y = 0; y < info.height; ++y)
-                for (int64_t x = 0; x < info.width; ++x)
-                    objects[j].area += y >= r.top && y < r.bottom && x >= r.left && x < r.right &&
-                                       mask[y * info.pitch + x] != 0;
-        }
-        return ERR_NONE;
-    }
-
-    // For arguments that are accepted, but for an odd size.
-    long rank(const PlainBurst& burst, _tag_DRAV_RESULT& result) {
-        const size_t n = burst.frames.size();
-        const int32_t frameWidth = burst.frames[0].width;
-        const int32_t frameHeight = burst.frames[0].height;
-        if (frameWidth % 2 != 0 || frameHeight % 2 != 0)
-            return ERR_INVALID_PARAM;
-        result.count = std::min(result.count, static_cast<int64_t>(n));
-        if (active && count != static_cast<int64_t>(n))
-            return ERR_INVALID_PARAM;
-        reserve(static_cast<int64_t>(n), false);
-        const auto toFrame = [&](int32_t c) {
-            const double scaled =
-                std::fma(static_cast<float>(c),
-                         static_cast<float>(frameWidth) / static_cast<float>(width), 0.5f);
-            return std::isnan(scaled) // 0 of a mask without width, which no objects came with
-                       ? 0
-                       : static_cast<int32_t>(std::clamp<double>(scaled, INT32_MIN, INT32_MAX));
-        };
-        const auto clip = [&](__tag_rect r) -> __tag_rect {
-            return {std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, frameWidth),
-                    std::min(r.bottom, frameHeight)};
-        };
-        for (size_t i = 0; active && i < n; ++i) {
-            __tag_rect& r = objects[i].rect;
-            for (int32_t* const c : {&r.left, &r.top, &r.right, &r.bottom})
-                *c = objects[i].flag != 0 ? toFrame(*c) : *c;
-            r = objects[i].flag != 0 ? clip(r) : r;
-        }
-        const int64_t faces = std::accumulate(
-            burst.params.begin(), burst.params.end(), int64_t{0},
-            [](int64_t sum, const _tag_DRAV_PARAM& param) { return sum + param.faces->count; });
-
-        const auto scaled = [&](size_t i, const __tag_rect* rect) {
-            return static_cast<int64_t>(
-                std::fma(plainSharpness(burst.frames[i], rect), 10000.0f, 0.5f));
-        };
-        Column whole = burst.supplied;
-        Column region(n), areas;
-        for (size_t i = 0; i < n; ++i) {
-            const __tag_rect rect = clip(objects[i].rect);
-            const bool isEmpty = rect.left >= rect.right || rect.top >= rect.bottom;
-            if (objects[i].flag != 0 && active && isEmpty)
-                return ERR_INVALID_PARAM;
-            if (burst.supplied.empty())
-                whole.push_back(scaled(i, nullptr));
-            if (objects[i].flag != 0 && !isEmpty)
-                region[i] = scaled(i, &rect);
-            region[i] = region[i] == 0 ? whole[i] : region[i];
-            areas.push_back(objects[i].area);
-        }
-        whole = plainNormalized(whole);
-        region = plainNormalized(region);
-        areas = plainAreas(areas);
-        Column scores;
-        for (size_t i = 0; i < n; ++i) {
-            auto& [rect, flag, area] = objects[i];
-            if (active)
-                area = areas[i];
-            const int64_t faceTerm =
-                faces >= static_cast<int64_t>(n) / 2 ? plainFaceTerm(*burst.params[i].faces) : 0;
-            scores.push_back(plainScore(whole[i], region[i], faceTerm + area,
-                                        active ? plainPenalty(rect, frameWidth, frameHeight) : 0));
-        }
-        result.best = firstBest(scores, 0, static_cast<int64_t>(n));
-        const Column kept = plainKept(scores, result.count);
-        std::copy(kept.begin(), kept.end(), result.indices);
-        return ERR_NONE;
-    }
-};

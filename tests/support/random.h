@@ -12,14 +12,12 @@
 
 class Random {
 public:
-    Random() {
-        const char* const wanted = std::getenv("KELVANE_TEST_SEED");
-        const uint64_t seed = wanted != nullptr ? std::strtoull(wanted, nullptr, 10) : 20150306;
-        std::cout << "KELVANE_TEST_SEED=" << seed << '\n';
-        engine_.seed(seed);
-    }
+    Random() : Random(seed()) { std::cout << "KELVANE_TEST_SEED=" << seed() << '\n'; }
     explicit Random(uint64_t seed) : engine_(seed) {}
     virtual ~Random() = default;
+
+    // Whether what follows from the seed is that of other runs.
+    static bool isUsual() { return seed() == usualSeed; }
 
     // Both bounds included.
     template <typename Integer = int64_t>
@@ -61,5 +59,11 @@ protected:
     }
 
 private:
+    static constexpr uint64_t usualSeed = 20150306;
+
+    static uint64_t seed() {
+        const char* const wanted = std::getenv("KELVANE_TEST_SEED");
+        return wanted != nullptr ? std::strtoull(wanted, nullptr, 10) : usualSeed;
+    }
     std::mt19937_64 engine_;
 };

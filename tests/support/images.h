@@ -3,10 +3,7 @@
 
 #include "support/allocation_hook.h"
 #include "support/arena.h"
-#include "support/random.h"
-#include "support/vector_hook.h"
-
-#include <gtest/gtest.h>
+#include "support/cases.h"
 
 #include <algorithm>
 #include <deque>
@@ -19,9 +16,7 @@ struct Frame {
     std::deque<GuardedMemory> planes;
 
     Frame(Random& random, uint32_t format, long width, long height) {
-        image.format = format;
-        image.width = static_cast<int32_t>(width);
-        image.height = static_cast<int32_t>(height);
+        image = {format, static_cast<int32_t>(width), static_cast<int32_t>(height), {}, {}};
         const auto padding = random.between(0, 2);
         const bool bottomUp = random.chance(25);
         for (int k = 0; rowBytes(k) >= 0; ++k) {
@@ -61,13 +56,12 @@ struct Frame {
     }
 };
 
-// Compares what call(memory) writes to `out` with `expected`, padding included, with the vectors of
-// every processor or with wider ones. An arena for one block of `payload` bytes suffices; with 8
-// bytes less, or without the first allocation, nothing is written.
+// Compares what call(memory) writes to `out` with `expected`, padding included. An arena for one
+// block of `payload` bytes suffices; with 8 bytes less, or without the first allocation, nothing
+// is written.
 template <typename Call>
 void expectOutput(Random& random, const GuardedMemory& out, long payload, Call call,
                   const Bytes& expected) {
-    widestVectors = static_cast<Vectors>(random.between(0, 2));
     const Bytes before = out.content();
     payload = (payload + 7) / 8 * 8;
     const Arena small(payload - 8), arena(payload);
@@ -78,4 +72,5 @@ void expectOutput(Random& random, const GuardedMemory& out, long payload, Call c
     ASSERT_EQ(call(random.chance(50) ? arena.handle() : nullptr), ERR_NONE);
     ASSERT_TRUE(out.content() == expected);
     ASSERT_TRUE(small.isEmpty() && arena.isEmpty());
+    note(expected);
 }
