@@ -50,6 +50,29 @@ inline U16 upperHalves(U32 even, U32 odd) {
     return (U16)_mm256_cvtepu8_epi16(load<__m128i>(bytes));
 }
 
+// Adds the last sum of the lower half to the upper one.
+template <typename Vector>
+[[gnu::always_inline]] inline Vector joinBlocks(Vector a) {
+    const auto lasts = (__m256i)shuffled(a, a, [](int i) {
+        constexpr int half = laneCount<Vector> / 2;
+        return i / half * half + half - 1;
+    });
+    return a + (Vector)_mm256_permute2x128_si256(lasts, lasts, 0x08);
+}
+
+// Those of four bits are looked up.
+inline U64 bitCounts(U64 a) {
+    const auto counts = (__m256i)generated<U8>([](int i) { return __builtin_popcount(i % 16); });
+    const __m256i low = _mm256_shuffle_epi8(counts, (__m256i)(a & 0x0F0F0F0F0F0F0F0F));
+    const __m256i high = _mm256_shuffle_epi8(counts, (__m256i)(a >> 4 & 0x0F0F0F0F0F0F0F0F));
+    return addDifferences(U64{}, (U8)_mm256_add_epi8(low, high), U8{});
+}
+
+// There is no unsigned comparison.
+inline uint64_t notBelow(U8 a, U8 b) {
+    return static_cast<uint32_t>(_mm256_movemask_epi8((__m256i)(larger(a, b) == a)));
+}
+
 // Eight taps in either half of a vector, from windows of their own.
 struct Gather : PairGather {
     static constexpr int64_t mostWindows = 8;
@@ -81,44 +104,6 @@ struct Gather : PairGather {
         store(bytes, _mm256_castsi256_si128((__m256i)low));
     }
 };
-
-// Adds the last sum of the lower half to the upper one.
-template <typename Vector>
-[[gnu::always_inline]] inline Vector joinHalves(Vector a) {
-    const auto lasts = (__m256i)shuffled(a, a, [](int i) {
-        constexpr int half = laneCount<Vector> / 2;
-        return i / half * half + half - 1;
-    });
-    return a + (Vector)_mm256_permute2x128_si256(lasts, lasts, 0x08);
-}
-
-inline U16 prefixSums(U16 a) {
-    a += (U16)_mm256_bslli_epi128((__m256i)a, 2);
-    a += (U16)_mm256_bslli_epi128((__m256i)a, 4);
-    a += (U16)_mm256_bslli_epi128((__m256i)a, 8);
-    return joinHalves(a);
-}
-
-inline U32 prefixSums(U32 a) {
-    a += (U32)_mm256_bslli_epi128((__m256i)a, 4);
-    a += (U32)_mm256_bslli_epi128((__m256i)a, 8);
-    return joinHalves(a);
-}
-
-// Those of four bits are looked up.
-inline U64 bitCounts(U64 a) {
-    const __m256i counts = _mm256_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4, //
-                                            0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
-    const __m256i low = _mm256_shuffle_epi8(counts, (__m256i)(a & 0x0F0F0F0F0F0F0F0F));
-    const __m256i high = _mm256_shuffle_epi8(counts, (__m256i)(a >> 4 & 0x0F0F0F0F0F0F0F0F));
-    return (U64)_mm256_sad_epu8(_mm256_add_epi8(low, high), _mm256_setzero_si256());
-}
-
-// There is no unsigned comparison.
-inline uint64_t notBelow(U8 a, U8 b) {
-    const auto lanes = larger(a, b) == a;
-    return static_cast<uint32_t>(_mm256_movemask_epi8((__m256i)lanes));
-}
 
 } // namespace
 

@@ -88,6 +88,26 @@ inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
     return (U16)_mm512_cvtepu8_epi16(load<__m256i>(bytes));
 }
 
+// Adds the last sum of the block `from` to the other blocks that the mask names; a negative one
+// stands for the block before.
+template <int from, typename Vector>
+[[gnu::always_inline]] inline Vector addLast(Vector a, __mmask64 to) {
+    const U8 indexes = generated<U8>([](int i) {
+        constexpr int size = sizeof(Lane<Vector>);
+        return (from < 0 ? i / 16 : from + 1) * 16 - size + i % size;
+    });
+    return a + (Vector)_mm512_maskz_permutexvar_epi8(to, (__m512i)indexes, (__m512i)a);
+}
+
+template <typename Vector>
+[[gnu::always_inline]] inline Vector joinBlocks(Vector a) {
+    return addLast<1>(addLast<-1>(a, 0xFFFF0000FFFF0000), 0xFFFFFFFF00000000);
+}
+
+inline U64 bitCounts(U64 a) { return (U64)_mm512_popcnt_epi64((__m512i)a); }
+
+inline uint64_t notBelow(U8 a, U8 b) { return _mm512_cmpge_epu8_mask((__m512i)a, (__m512i)b); }
+
 // All taps of a vector from one to four vectors that follow each other.
 struct Gather : PairGather {
     static constexpr int64_t mostWindows = 1;
@@ -117,39 +137,6 @@ struct Gather : PairGather {
         store(bytes, _mm512_cvtepi16_epi8((__m512i)values));
     }
 };
-
-// Adds the last sum of the block `from` to the other blocks that the mask names; a negative one
-// stands for the block before.
-template <int from, typename Vector>
-[[gnu::always_inline]] inline Vector addLast(Vector a, __mmask64 to) {
-    const U8 indexes = generated<U8>([](int i) {
-        constexpr int size = sizeof(Lane<Vector>);
-        return (from < 0 ? i / 16 : from + 1) * 16 - size + i % size;
-    });
-    return a + (Vector)_mm512_maskz_permutexvar_epi8(to, (__m512i)indexes, (__m512i)a);
-}
-
-template <typename Vector>
-[[gnu::always_inline]] inline Vector joinBlocks(Vector a) {
-    return addLast<1>(addLast<-1>(a, 0xFFFF0000FFFF0000), 0xFFFFFFFF00000000);
-}
-
-inline U16 prefixSums(U16 a) {
-    a += (U16)_mm512_bslli_epi128((__m512i)a, 2);
-    a += (U16)_mm512_bslli_epi128((__m512i)a, 4);
-    a += (U16)_mm512_bslli_epi128((__m512i)a, 8);
-    return joinBlocks(a);
-}
-
-inline U32 prefixSums(U32 a) {
-    a += (U32)_mm512_bslli_epi128((__m512i)a, 4);
-    a += (U32)_mm512_bslli_epi128((__m512i)a, 8);
-    return joinBlocks(a);
-}
-
-inline U64 bitCounts(U64 a) { return (U64)_mm512_popcnt_epi64((__m512i)a); }
-
-inline uint64_t notBelow(U8 a, U8 b) { return _mm512_cmpge_epu8_mask((__m512i)a, (__m512i)b); }
 
 } // namespace
 

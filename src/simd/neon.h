@@ -73,6 +73,27 @@ inline I32 weightedPairs(I16 a, I16 weights) {
     return (I32)vpaddq_s32(low, vmull_high_s16((int16x8_t)a, (int16x8_t)weights));
 }
 
+inline U16 sumsOfBytes(U16 a) { return (U16)vpaddlq_u8((uint8x16_t)a); }
+
+inline U32 sumsOfPairs(U16 a) { return (U32)vpaddlq_s16((int16x8_t)a); }
+
+inline U64 addDifferences(U64 sums, U8 a, U8 b) {
+    const uint8x16_t differences = vabdq_u8((uint8x16_t)a, (uint8x16_t)b);
+    return (U64)vpadalq_u32((uint64x2_t)sums, vpaddlq_u16(vpaddlq_u8(differences)));
+}
+
+inline U64 bitCounts(U64 a) {
+    return (U64)vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(vcntq_u8((uint8x16_t)a))));
+}
+
+inline U8 average(U8 a, U8 b) { return (U8)vrhaddq_u8((uint8x16_t)a, (uint8x16_t)b); }
+
+inline uint64_t notBelow(U8 a, U8 b) {
+    constexpr uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    const uint8x16_t bits = vandq_u8(vcgeq_u8((uint8x16_t)a, (uint8x16_t)b), weights);
+    return static_cast<uint64_t>(vaddv_u8(vget_low_u8(bits)) | vaddv_u8(vget_high_u8(bits)) << 8);
+}
+
 // One table look-up spans all windows. All first bytes, then all second ones.
 struct Gather {
     static constexpr bool isPossible = true;
@@ -108,27 +129,6 @@ struct Gather {
         vst1_u8(bytes, vmovn_u16((uint16x8_t)values));
     }
 };
-
-inline U16 sumsOfBytes(U16 a) { return (U16)vpaddlq_u8((uint8x16_t)a); }
-
-inline U32 sumsOfPairs(U16 a) { return (U32)vpaddlq_s16((int16x8_t)a); }
-
-inline U64 addDifferences(U64 sums, U8 a, U8 b) {
-    const uint8x16_t differences = vabdq_u8((uint8x16_t)a, (uint8x16_t)b);
-    return (U64)vpadalq_u32((uint64x2_t)sums, vpaddlq_u16(vpaddlq_u8(differences)));
-}
-
-inline U64 bitCounts(U64 a) {
-    return (U64)vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(vcntq_u8((uint8x16_t)a))));
-}
-
-inline U8 average(U8 a, U8 b) { return (U8)vrhaddq_u8((uint8x16_t)a, (uint8x16_t)b); }
-
-inline uint64_t notBelow(U8 a, U8 b) {
-    constexpr uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-    const uint8x16_t bits = vandq_u8(vcgeq_u8((uint8x16_t)a, (uint8x16_t)b), weights);
-    return static_cast<uint64_t>(vaddv_u8(vget_low_u8(bits)) | vaddv_u8(vget_high_u8(bits)) << 8);
-}
 
 } // namespace
 

@@ -32,6 +32,12 @@ template <typename Distance>
     return shuffled(a, b, [](int i) { return Distance::value + i; });
 }
 
+// Every block moved up by so many bytes, after zeros; here for vectors of one block.
+template <typename Bytes>
+[[gnu::always_inline]] inline U8 movedUp(U8 a, Bytes) {
+    return (U8)lanesAfter(U16{}, (U16)a, Constant<8 - Bytes::value / 2>());
+}
+
 // The last lane in all.
 template <typename Vector>
 [[gnu::always_inline]] inline Vector lastLane(Vector a) {
@@ -208,11 +214,12 @@ inline U32 sumsOfPairs(U16 a) {
 // Over the lanes up to and including each.
 template <typename Vector>
 inline Vector prefixSums(Vector a) {
-    constexpr int size = laneCount<U16>;
     if constexpr (sizeof(Lane<Vector>) == 2)
-        a += (Vector)lanesAfter(U16{}, (U16)a, Constant<size - 1>());
-    a += (Vector)lanesAfter(U16{}, (U16)a, Constant<size - 2>());
-    a += (Vector)lanesAfter(U16{}, (U16)a, Constant<size - 4>());
+        a += (Vector)movedUp((U8)a, Constant<2>());
+    a += (Vector)movedUp((U8)a, Constant<4>());
+    a += (Vector)movedUp((U8)a, Constant<8>());
+    if constexpr (vectorBytes > 16)
+        a = joinBlocks(a); // adds to each block the last sums of those before it
     return a;
 }
 

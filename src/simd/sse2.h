@@ -78,15 +78,15 @@ inline U16 lowHalves(U32 a, U32 b) { return (U16)packed((I32)a << 16 >> 16, (I32
 
 [[gnu::always_inline]] inline U16 loadWidened(const uint8_t* bytes) {
     return (U16)_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
-                                  _mm_setzero_si128());
+                                  __m128i());
 }
-
-using Gather = NoGather;
 
 // There is no unsigned comparison.
 inline uint64_t notBelow(U8 a, U8 b) {
     return static_cast<uint64_t>(_mm_movemask_epi8((__m128i)(larger(a, b) == a)));
 }
+
+using Gather = NoGather;
 
 } // namespace
 

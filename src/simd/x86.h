@@ -52,22 +52,9 @@ inline U64 addDifferences(U64 sums, U8 a, U8 b) {
 // What came after SSE2.
 #ifdef __AVX2__
 
-inline U16 lowHalves(U32 a, U32 b) {
-    return (U16)KELVANE_INTRINSIC(packus_epi32)((Register)(a & 0xFFFF), (Register)(b & 0xFFFF));
-}
-
-inline U16 sumsOfBytes(U16 a) {
-    return (U16)KELVANE_INTRINSIC(maddubs_epi16)((Register)a, (Register)(U8{} + 1));
-}
-
-// The instruction shifts by 15.
-[[gnu::always_inline]] inline I16 scaled(I16 a, int16_t factor) {
-    return (I16)KELVANE_INTRINSIC(mulhrs_epi16)((Register)(a + a), (Register)(I16{} + factor));
-}
-
-[[gnu::always_inline]] inline U8 saturatedBytes(I16 even, I16 odd) {
-    const U8 turns = generated<U8>([](int i) { return i % 16 / 2 + i % 2 * 8; });
-    return (U8)KELVANE_INTRINSIC(shuffle_epi8)((Register)packed(even, odd), (Register)turns);
+template <int bytes>
+[[gnu::always_inline]] inline U8 movedUp(U8 a, Constant<bytes>) {
+    return (U8)KELVANE_INTRINSIC(bslli_epi128)((Register)a, bytes);
 }
 
 // Three vectors hold as many pixels as a vector has bytes. Of each channel they have different
@@ -102,6 +89,24 @@ template <int step, int start>
     const U8 third = steps<43, 42>(three.vectors[2]);
     return {
         {mixed(first, second, third), mixed(second, third, first), mixed(third, first, second)}};
+}
+
+inline U16 lowHalves(U32 a, U32 b) {
+    return (U16)KELVANE_INTRINSIC(packus_epi32)((Register)(a & 0xFFFF), (Register)(b & 0xFFFF));
+}
+
+[[gnu::always_inline]] inline U8 saturatedBytes(I16 even, I16 odd) {
+    const U8 turns = generated<U8>([](int i) { return i % 16 / 2 + i % 2 * 8; });
+    return (U8)KELVANE_INTRINSIC(shuffle_epi8)((Register)packed(even, odd), (Register)turns);
+}
+
+// The instruction shifts by 15.
+[[gnu::always_inline]] inline I16 scaled(I16 a, int16_t factor) {
+    return (I16)KELVANE_INTRINSIC(mulhrs_epi16)((Register)(a + a), (Register)(I16{} + factor));
+}
+
+inline U16 sumsOfBytes(U16 a) {
+    return (U16)KELVANE_INTRINSIC(maddubs_epi16)((Register)a, (Register)(U8{} + 1));
 }
 
 // Pairs of bytes gathered by shuffles, and multiplied.
