@@ -62,7 +62,8 @@ template <typename Vector>
 
 // Those of four bits are looked up.
 inline U64 bitCounts(U64 a) {
-    const auto counts = (__m256i)generated<U8>([](int i) { return __builtin_popcount(i % 16); });
+    const auto counts = (__m256i)generated<U8>(
+        [](int i) { return __builtin_popcount(static_cast<unsigned>(i % 16)); });
     const __m256i low = _mm256_shuffle_epi8(counts, (__m256i)(a & 0x0F0F0F0F0F0F0F0F));
     const __m256i high = _mm256_shuffle_epi8(counts, (__m256i)(a >> 4 & 0x0F0F0F0F0F0F0F0F));
     return addDifferences(U64{}, (U8)_mm256_add_epi8(low, high), U8{});
@@ -73,28 +74,28 @@ inline uint64_t notBelow(U8 a, U8 b) {
     return static_cast<uint32_t>(_mm256_movemask_epi8((__m256i)(larger(a, b) == a)));
 }
 
-// Eight taps in either half of a vector, from windows of their own.
+// Eight taps in either half of a vector, from pieces of the row of their own.
 struct Gather : PairGather {
-    static constexpr int64_t mostWindows = 8;
-    static constexpr int64_t windows(int scale) { return 2 * scale; }
-    static constexpr int64_t windowBytes(int) { return 16; }
+    static constexpr int64_t mostPieces = 8;
+    static constexpr int64_t pieces(int scale) { return 2 * scale; }
+    static constexpr int64_t pieceBytes(int) { return 16; }
 
     template <int scale>
     [[gnu::always_inline]] static U8 gather(const uint8_t* row, const uint32_t* starts,
                                             U8 indexes) {
-        const auto window = [=](int i) {
+        const auto piece = [=](int i) {
             const __m256i halves =
                 _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(row + starts[i])),
                                         load<__m128i>(row + starts[i + scale]), 1);
             return _mm256_shuffle_epi8(halves, (__m256i)indexes);
         };
         if constexpr (scale == 1)
-            return (U8)window(0);
+            return (U8)piece(0);
         else if constexpr (scale == 2)
-            return (U8)_mm256_blend_epi32(window(0), window(1), 0xCC);
+            return (U8)_mm256_blend_epi32(piece(0), piece(1), 0xCC);
         else
-            return (U8)_mm256_blend_epi32(_mm256_blend_epi32(window(0), window(1), 0x22),
-                                          _mm256_blend_epi32(window(2), window(3), 0x88), 0xCC);
+            return (U8)_mm256_blend_epi32(_mm256_blend_epi32(piece(0), piece(1), 0x22),
+                                          _mm256_blend_epi32(piece(2), piece(3), 0x88), 0xCC);
     }
 
     // Of 16-bit lanes below 256.

@@ -110,9 +110,9 @@ inline uint64_t notBelow(U8 a, U8 b) { return _mm512_cmpge_epu8_mask((__m512i)a,
 
 // All taps of a vector from one to four vectors that follow each other.
 struct Gather : PairGather {
-    static constexpr int64_t mostWindows = 1;
-    static constexpr int64_t windows(int) { return 1; }
-    static constexpr int64_t windowBytes(int scale) { return vectorBytes * scale; }
+    static constexpr int64_t mostPieces = 1;
+    static constexpr int64_t pieces(int) { return 1; }
+    static constexpr int64_t pieceBytes(int scale) { return vectorBytes * scale; }
 
     template <int scale>
     [[gnu::always_inline]] static U8 gather(const uint8_t* row, const uint32_t* starts,

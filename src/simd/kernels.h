@@ -73,7 +73,7 @@ struct RowResampler {
 };
 
 // A plan's memory belongs to the caller and is aligned to 4 bytes. It holds this for each sample,
-// but for what aligning the row values behind it takes: less than twice the greatest power of two
+// but for what aligning the row values after it takes: less than twice the greatest power of two
 // up to 64 that is not above the count of samples.
 constexpr int64_t planBytesPerSample = 12;
 

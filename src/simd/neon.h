@@ -94,27 +94,27 @@ inline uint64_t notBelow(U8 a, U8 b) {
     return static_cast<uint64_t>(vaddv_u8(vget_low_u8(bits)) | vaddv_u8(vget_high_u8(bits)) << 8);
 }
 
-// One table look-up spans all windows. All first bytes, then all second ones.
+// One table look-up spans all pieces. All first bytes, then all second ones.
 struct Gather {
     static constexpr bool isPossible = true;
-    static constexpr int64_t mostWindows = 4;
-    static constexpr int64_t windows(int scale) { return scale; }
-    static constexpr int64_t windowBytes(int) { return 16; }
-    static constexpr int64_t windowDistance = 16; // of the indexes
+    static constexpr int64_t mostPieces = 4;
+    static constexpr int64_t pieces(int scale) { return scale; }
+    static constexpr int64_t pieceBytes(int) { return 16; }
+    static constexpr int64_t pieceDistance = 16; // of the indexes
     static constexpr int64_t tapDistance = 1;
     static constexpr int64_t secondDistance = 8;
     static constexpr int weightSign = 1;
 
     template <int scale>
     static U8 gather(const uint8_t* row, const uint32_t* starts, U8 indexes) {
-        const auto window = [=](int i) { return vld1q_u8(row + starts[i]); };
+        const auto piece = [=](int i) { return vld1q_u8(row + starts[i]); };
         const auto places = (uint8x16_t)indexes;
         if constexpr (scale == 1)
-            return (U8)vqtbl1q_u8(window(0), places);
+            return (U8)vqtbl1q_u8(piece(0), places);
         else if constexpr (scale == 2)
-            return (U8)vqtbl2q_u8({{window(0), window(1)}}, places);
+            return (U8)vqtbl2q_u8({{piece(0), piece(1)}}, places);
         else
-            return (U8)vqtbl4q_u8({{window(0), window(1), window(2), window(3)}}, places);
+            return (U8)vqtbl4q_u8({{piece(0), piece(1), piece(2), piece(3)}}, places);
     }
 
     // 64 more than each pair's.

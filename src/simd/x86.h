@@ -112,7 +112,7 @@ inline U16 sumsOfBytes(U16 a) {
 // Pairs of bytes gathered by shuffles, and multiplied.
 struct PairGather {
     static constexpr bool isPossible = true;
-    static constexpr int64_t windowDistance = 0; // of the indexes
+    static constexpr int64_t pieceDistance = 0; // of the indexes
     static constexpr int64_t tapDistance = 2;
     static constexpr int64_t secondDistance = 1;
     static constexpr int weightSign = -1; // 128 has none with a plus

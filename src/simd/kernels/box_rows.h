@@ -153,25 +153,25 @@ void moveRows(void* sums, const BoxRow& row, const BoxRowChange& change) {
 }
 
 // Twice the reciprocal leaves the mean in the upper byte of the product: 255 << 24 at most.
-[[gnu::always_inline]] inline U32 scaledMeans(const uint32_t* ahead, const uint32_t* behind,
+[[gnu::always_inline]] inline U32 scaledMeans(const uint32_t* end, const uint32_t* before,
                                               uint32_t doubled) {
-    return (load<U32>(ahead) - load<U32>(behind)) * doubled;
+    return (load<U32>(end) - load<U32>(before)) * doubled;
 }
 
 // The upper half of the same product. A reciprocal of up to 2^23 leaves 2^8 in the upper factor.
-[[gnu::always_inline]] inline U16 scaledMeans(const uint16_t* ahead, const uint16_t* behind,
+[[gnu::always_inline]] inline U16 scaledMeans(const uint16_t* end, const uint16_t* before,
                                               uint32_t doubled) {
-    const U16 sums = load<U16>(ahead) - load<U16>(behind);
+    const U16 sums = load<U16>(end) - load<U16>(before);
     return sums * static_cast<uint16_t>(doubled >> 16) +
            multiplyHigh(sums, U16{} + static_cast<uint16_t>(doubled));
 }
 
 template <typename Counter>
-[[gnu::always_inline]] inline U8 meansOf(const CounterGroup<Counter>& ahead,
-                                         const CounterGroup<Counter>& behind, int64_t i,
+[[gnu::always_inline]] inline U8 meansOf(const CounterGroup<Counter>& end,
+                                         const CounterGroup<Counter>& before, int64_t i,
                                          uint32_t doubled) {
     const auto scaled = [&](int column) __attribute__((always_inline)) {
-        return scaledMeans(ahead.columns[column] + i, behind.columns[column] + i, doubled);
+        return scaledMeans(end.columns[column] + i, before.columns[column] + i, doubled);
     };
     if constexpr (sizeof(Counter) == 2)
         return upperBytes(scaled(0), scaled(1));
@@ -180,12 +180,12 @@ template <typename Counter>
 }
 
 template <typename Counter>
-uint8_t meanOf(Counter ahead, Counter behind, uint32_t reciprocal) {
-    const auto sum = static_cast<Counter>(ahead - behind);
+uint8_t meanOf(Counter end, Counter before, uint32_t reciprocal) {
+    const auto sum = static_cast<Counter>(end - before);
     return static_cast<uint8_t>((sum * reciprocal) >> boxReciprocalBits);
 }
 
-// The windows that are whole, but for the first, which has no counter behind.
+// The windows that are whole, but for the first, which has no counter before it.
 template <typename Counter, int channels>
 void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32_t reciprocal,
                  uint8_t* means) {
@@ -194,13 +194,13 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
     const int64_t count = row.width - row.right - start;
     int64_t x = 0;
     if (count >= vectorBytes) {
-        const CounterGroup<Counter> ahead(planes, start + row.right);
-        const CounterGroup<Counter> behind(planes, 0);
+        const CounterGroup<Counter> end(planes, start + row.right);
+        const CounterGroup<Counter> before(planes, 0);
         const auto divideAt = [&](int64_t i) __attribute__((always_inline)) {
             Channels<channels> divided;
 #pragma GCC unroll 3
             for (int c = 0; c < channels; ++c)
-                divided.vectors[c] = meansOf(ahead, behind, i + c * row.width, 2 * reciprocal);
+                divided.vectors[c] = meansOf(end, before, i + c * row.width, 2 * reciprocal);
             if constexpr (channels == 1)
                 store(means + i * group, divided.vectors[0]);
             else
@@ -215,11 +215,10 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
         x = last * group + vectorBytes;
     }
     for (; x < count; ++x) {
-        const Counter* const ahead = planes.at(start + x + row.right);
-        const Counter* const behind = planes.at(x);
+        const Counter* const end = planes.at(start + x + row.right);
+        const Counter* const before = planes.at(x);
         for (int c = 0; c < channels; ++c)
-            means[x * channels + c] =
-                meanOf(ahead[c * row.width], behind[c * row.width], reciprocal);
+            means[x * channels + c] = meanOf(end[c * row.width], before[c * row.width], reciprocal);
     }
 }
 
@@ -246,10 +245,9 @@ void divideCut(const CounterPlanes<Counter>& planes, const BoxRow& row, const ui
     const Counter total = *planes.at(row.width - 1);
 
     const uint32_t* const growing = reciprocals + (row.right + 1 - row.shortest);
-    forEachCounter(CounterGroup<Counter>(planes, row.right), headEnd,
-                   [=](int64_t x, Counter ahead) {
-                       means[x * channels] = meanOf(ahead, Counter{0}, growing[x]);
-                   });
+    forEachCounter(CounterGroup<Counter>(planes, row.right), headEnd, [=](int64_t x, Counter end) {
+        means[x * channels] = meanOf(end, Counter{0}, growing[x]);
+    });
     if (row.left + 1 > row.width - row.right) {
         for (int64_t x = headEnd; x < tailStart; ++x)
             means[x * channels] = meanOf(total, Counter{0}, reciprocals[row.width - row.shortest]);
@@ -258,8 +256,8 @@ void divideCut(const CounterPlanes<Counter>& planes, const BoxRow& row, const ui
         reciprocals + (row.width + row.left - tailStart - row.shortest);
     uint8_t* const tail = means + tailStart * channels;
     forEachCounter(CounterGroup<Counter>(planes, tailStart - row.left - 1), row.width - tailStart,
-                   [=](int64_t x, Counter behind) {
-                       tail[x * channels] = meanOf(total, behind, shrinking[-x]);
+                   [=](int64_t x, Counter before) {
+                       tail[x * channels] = meanOf(total, before, shrinking[-x]);
                    });
 }
 

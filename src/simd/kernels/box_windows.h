@@ -82,7 +82,7 @@ template <int radius, int channels>
     return sums;
 }
 
-// The same where the row ends within the vector, with zeros behind. Apart, as it is rare.
+// The same where the row ends within the vector, followed by zeros. Apart, as it is rare.
 [[gnu::noinline]] TwoRowSums sumsOfRest(const BoxWindows& windows, int64_t x) {
     const int64_t rest = windows.bytes - x;
     const TwoRowSums sums = sumsOfRows(
@@ -102,7 +102,7 @@ template <int radius, int channels>
 void filterWindows(const BoxWindows& windows) {
     const int64_t bytes = windows.bytes;
     const TwoRowSums start = sumsAt(windows, 0);
-    // Of the vectors before `x`, at it and behind.
+    // Of the vectors before `x`, at it and after it.
     RowSums first[3] = {{}, {}, start.first}, second[3] = {{}, {}, start.second};
     for (int64_t x = 0; x < bytes; x += vectorBytes) {
         // Every step belongs to two rows.

@@ -9,7 +9,7 @@ namespace {
 
 // The buffers of one call. The maximum of bytes is the complement of their complements' minimum:
 // everything in here is complemented for it.
-struct Rows {
+struct Buffers {
     uint8_t* scratch[2]; // room for a row and its margins
     uint8_t* beginning;  // in the place of row 0; the others follow it
     int64_t stride;
@@ -62,10 +62,10 @@ void makeSpansOfThree(const uint8_t* row, const ExtremumTask& task, int64_t marg
             smaller(static_cast<uint8_t>(rowEnd[x - channels] ^ inverted), rightmost);
         outEnd[x] = rightmost;
     }
-    const int64_t further = rowsAhead * task.pitch;
+    const int64_t distance = rowsAhead * task.pitch;
     const auto makeAs = [=]<bool maximum>() {
         forEachVector<true>(rowBytes - 2 * channels, [=]<typename Lanes>(int64_t x) {
-            prefetchLine(row + x, further);
+            prefetchLine(row + x, distance);
             const Lanes ends =
                 extremeOf<maximum>(load<Lanes>(row + x), load<Lanes>(row + x + 2 * channels));
             const Lanes all = extremeOf<maximum>(ends, load<Lanes>(row + x + channels));
@@ -88,11 +88,12 @@ void copyWithMargins(const uint8_t* row, const ExtremumTask& task, int64_t margi
 }
 
 // The row but for the last step to the pixels x - radius to x + radius.
-SpanRow filterRow(const uint8_t* row, const ExtremumTask& task, int64_t radius, const Rows& rows) {
+SpanRow filterRow(const uint8_t* row, const ExtremumTask& task, int64_t radius,
+                  const Buffers& buffers) {
     const int64_t margin = radius * task.channels;
     const int64_t length = 2 * radius + 1;
-    uint8_t* from = rows.scratch[0];
-    uint8_t* other = rows.scratch[1];
+    uint8_t* from = buffers.scratch[0];
+    uint8_t* other = buffers.scratch[1];
     int64_t span = radius < 2 ? 1 : 3;
     if (span == 1)
         copyWithMargins(row, task, margin, from);
@@ -111,16 +112,16 @@ SpanRow filterRow(const uint8_t* row, const ExtremumTask& task, int64_t radius, 
 
 // Turns every row from `first` on into the minimum of itself and the rows up to `last`. A cache
 // line at a time: rows of many widths compete for the same places of the cache.
-void makeEnds(const Rows& rows, int64_t first, int64_t last, int64_t count) {
+void makeEnds(const Buffers& buffers, int64_t first, int64_t last, int64_t count) {
     if (last <= first)
         return;
     const auto makeColumns = [=]<typename Lanes, int64_t vectors>(int64_t x) {
-        uint8_t* row = rows.slot(last) + x;
+        uint8_t* row = buffers.slot(last) + x;
         Lanes ends[vectors];
         for (int64_t v = 0; v < vectors; ++v)
             ends[v] = load<Lanes>(row + vectorBytes * v);
         for (int64_t i = last; i > first; --i) {
-            row -= rows.stride;
+            row -= buffers.stride;
 #pragma GCC unroll 4
             for (int64_t v = 0; v < vectors; ++v) {
                 ends[v] = smaller<Lanes>(ends[v], load<Lanes>(row + vectorBytes * v));
@@ -183,7 +184,7 @@ void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
     const int64_t lastInImage = rowRadius + task.height - 1;
     working = startingLine(working, 0);
     const int64_t scratchBytes = roundUpToVector(rowBytes + 2 * columnRadius * task.channels);
-    const Rows rows = {
+    const Buffers buffers = {
         {working, working + scratchBytes}, working + 2 * scratchBytes, roundUpToVector(rowBytes)};
 
     const int64_t rowCount = task.height + blockRows - 1;
@@ -195,21 +196,23 @@ void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
             if (row < firstInImage)
                 continue;
             const int64_t endStart = start == blockRows ? larger(i + 1, firstInImage) : i + 1;
-            const uint8_t* const end = y >= 0 && i + 1 < blockRows ? rows.slot(endStart) : nullptr;
-            uint8_t* const out = y >= 0 ? task.destination + y * task.pitch : rows.slot(i);
-            const uint8_t* const beginning = start > lastInImage ? end : rows.beginning;
+            const uint8_t* const end =
+                y >= 0 && i + 1 < blockRows ? buffers.slot(endStart) : nullptr;
+            uint8_t* const out = y >= 0 ? task.destination + y * task.pitch : buffers.slot(i);
+            const uint8_t* const beginning = start > lastInImage ? end : buffers.beginning;
             SpanRow spans = {beginning, 0, 0}; // below the image there is nothing to add
             const uint8_t* before = beginning;
             if (row <= lastInImage) {
                 spans = filterRow(task.source + (row - rowRadius) * task.pitch, task, columnRadius,
-                                  rows);
+                                  buffers);
                 if (i == 0 || row == firstInImage)
                     before = spans.bytes;
             }
-            join(spans, {before, end != nullptr ? end : before, out, rows.slot(i), rows.beginning},
+            join(spans,
+                 {before, end != nullptr ? end : before, out, buffers.slot(i), buffers.beginning},
                  task);
         }
-        makeEnds(rows, larger<int64_t>(firstInImage - start, 1),
+        makeEnds(buffers, larger<int64_t>(firstInImage - start, 1),
                  smaller(blockRows - 1, lastInImage - start), rowBytes);
     }
 }

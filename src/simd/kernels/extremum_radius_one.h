@@ -32,15 +32,15 @@ struct RowHistory {
 template <bool maximum>
 void filterTwoRows(const uint8_t* upper, const uint8_t* lower, int64_t rowBytes, int64_t channels,
                    const RowHistory& history, uint8_t* upperOut, uint8_t* lowerOut) {
-    const int64_t ahead = rowsAhead * (lower - upper);
+    const int64_t distance = rowsAhead * (lower - upper);
     const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight) {
         const auto across = [=](const uint8_t* row) {
             const Lanes sides =
                 extremeOf<maximum>(load<Lanes>(row + x - toLeft), load<Lanes>(row + x + toRight));
             return extremeOf<maximum>(sides, load<Lanes>(row + x));
         };
-        prefetchLine(upper + x, ahead);
-        prefetchLine(lower + x, ahead);
+        prefetchLine(upper + x, distance);
+        prefetchLine(lower + x, distance);
         const Lanes first = across(upper);
         const Lanes second = across(lower);
         const Lanes shared = extremeOf<maximum>(load<Lanes>(history.lastTwo + x), first);
@@ -58,7 +58,7 @@ void filterTwoRows(const uint8_t* upper, const uint8_t* lower, int64_t rowBytes,
                                             x + channels < rowBytes ? channels : 0);
     }
     for (int64_t x = 0; x < skipped; x += vectorBytes)
-        filter.template operator()<U8>(channels + smaller(x, inner - vectorBytes), channels,
+        filter.template operator()<U8>(channels + vectorStart(x, vectorBytes, inner), channels,
                                        channels);
 }
 

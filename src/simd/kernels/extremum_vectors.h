@@ -8,9 +8,7 @@ namespace kelvane::KELVANE_TARGET {
 namespace {
 
 // Calls `apply` for `count` bytes. The last vector overlaps the one before it, which minima and
-// copies allow.
-// Only short loops gain by doing two
-// vectors in a turn.
+// copies allow. Only short loops gain by doing two vectors in a turn.
 template <bool inPairs = false, typename Apply>
 void forEachVector(int64_t count, Apply apply) {
     if (count < vectorBytes) {
@@ -24,7 +22,7 @@ void forEachVector(int64_t count, Apply apply) {
         apply.template operator()<U8>(x + vectorBytes);
     }
     for (; x < count; x += vectorBytes)
-        apply.template operator()<U8>(smaller(x, count - vectorBytes));
+        apply.template operator()<U8>(vectorStart(x, vectorBytes, count));
 }
 
 template <bool maximum, typename Lanes>

@@ -34,86 +34,87 @@ struct TapByTap {
     }
 };
 
-// Group by group: as many taps as a vector holds in pairs of bytes, from one or more windows of the
-// row. `Gather`, of the instruction set, says at which scales of reduction it gathers, and what
-// windows then serve equal shares of the taps.
+// Vector by vector: as many taps as a vector holds in pairs of bytes, from one or more pieces of
+// the row. `Gather`, of the instruction set, says at which scales of reduction it gathers, and what
+// pieces then serve equal shares of the taps.
 
-constexpr int64_t groupTaps = vectorBytes / 2;
+constexpr int64_t tapsPerVector = vectorBytes / 2;
 
-struct TapGroup {
+struct TapVector {
     U8 indexes;
     U8 weights;
 };
 
-// The starts of all windows, and behind them the groups on a vector's boundary.
-struct GroupPlan {
-    GroupPlan(void* memory, int64_t count, int64_t windows)
-        : groupCount((count + groupTaps - 1) / groupTaps), starts(static_cast<uint32_t*>(memory)) {
-        const auto end = reinterpret_cast<uintptr_t>(starts + groupCount * windows);
-        groups = reinterpret_cast<TapGroup*>((end + vectorBytes - 1) / vectorBytes * vectorBytes);
+// The starts of all pieces, and after them the tap vectors on a vector's boundary.
+struct GatherPlan {
+    GatherPlan(void* memory, int64_t count, int64_t pieces)
+        : vectorCount((count + tapsPerVector - 1) / tapsPerVector),
+          starts(static_cast<uint32_t*>(memory)) {
+        const auto end = reinterpret_cast<uintptr_t>(starts + vectorCount * pieces);
+        vectors = reinterpret_cast<TapVector*>((end + vectorBytes - 1) / vectorBytes * vectorBytes);
     }
-    int64_t groupCount;
+    int64_t vectorCount;
     uint32_t* starts;
-    TapGroup* groups;
+    TapVector* vectors;
 };
 
-// The least room for a group: with one sample more than fills two of them, of which aligning the
-// row values takes away up to two vectors, and aligning the groups another.
+// The least room for a tap vector: with one sample more than fills two of them, of which aligning
+// the row values takes away up to two vectors, and aligning the tap vectors another.
 template <typename Gather>
-constexpr bool fitsPlan = 3 * (Gather::mostWindows * sizeof(uint32_t) + sizeof(TapGroup)) +
+constexpr bool fitsPlan = 3 * (Gather::mostPieces * sizeof(uint32_t) + sizeof(TapVector)) +
                               3 * vectorBytes
                           <= (vectorBytes + 1) * planBytesPerSample;
 
-// False when the taps do not fit the windows, or these not the row.
+// False when the taps do not fit the pieces, or these not the row.
 template <typename Gather>
-bool packTaps(const Tap* taps, int scale, int64_t rowBytes, uint32_t* starts, TapGroup* group) {
-    const int64_t windows = Gather::windows(scale), bytes = Gather::windowBytes(scale);
-    const int64_t share = groupTaps / windows;
-    for (int64_t window = 0; window < windows; ++window, taps += share) {
-        // The last windows are moved left so that they end with the row.
+bool packTaps(const Tap* taps, int scale, int64_t rowBytes, uint32_t* starts, TapVector* packed) {
+    const int64_t pieces = Gather::pieces(scale), bytes = Gather::pieceBytes(scale);
+    const int64_t share = tapsPerVector / pieces;
+    for (int64_t piece = 0; piece < pieces; ++piece, taps += share) {
+        // The last pieces are moved left so that they end with the row.
         int64_t start = rowBytes - bytes;
         for (int64_t k = 0; k < share; ++k)
             start = smaller(start, int64_t{taps[k].first});
         if (start < 0)
             return false;
-        starts[window] = static_cast<uint32_t>(start);
+        starts[piece] = static_cast<uint32_t>(start);
         for (int64_t k = 0; k < share; ++k) {
             if (taps[k].second - start >= bytes)
                 return false;
-            const int64_t base = Gather::windowDistance * window - start;
-            const int64_t first = (share * window + k) * Gather::tapDistance;
+            const int64_t base = Gather::pieceDistance * piece - start;
+            const int64_t first = (share * piece + k) * Gather::tapDistance;
             const int64_t second = first + Gather::secondDistance;
-            group->indexes[first] = static_cast<uint8_t>(base + taps[k].first);
-            group->indexes[second] = static_cast<uint8_t>(base + taps[k].second);
-            group->weights[first] =
+            packed->indexes[first] = static_cast<uint8_t>(base + taps[k].first);
+            packed->indexes[second] = static_cast<uint8_t>(base + taps[k].second);
+            packed->weights[first] =
                 static_cast<uint8_t>(Gather::weightSign * (128 - taps[k].weight));
-            group->weights[second] = static_cast<uint8_t>(Gather::weightSign * taps[k].weight);
+            packed->weights[second] = static_cast<uint8_t>(Gather::weightSign * taps[k].weight);
         }
     }
     return true;
 }
 
 template <typename Gather, int scale>
-struct GroupByGroup {
-    static constexpr int64_t windows = Gather::windows(scale);
+struct VectorByVector {
+    static constexpr int64_t pieces = Gather::pieces(scale);
 
-    // Hands out the start of each vector of samples, its first window in the row and its values.
+    // Hands out the start of each vector of samples, its first piece in the row and its values.
     template <typename Use>
-    [[gnu::always_inline]] static void forEachGroup(const uint8_t* row, const GroupPlan& plan,
-                                                    int64_t count, Use use) {
-        for (int64_t i = 0; i < plan.groupCount; ++i) {
-            const TapGroup& group = plan.groups[i];
-            const uint32_t* const starts = plan.starts + windows * i;
-            const U8 samples = Gather::template gather<scale>(row, starts, group.indexes);
-            use(vectorStart(groupTaps * i, groupTaps, count), *starts,
-                Gather::weightedSums(samples, group.weights));
+    [[gnu::always_inline]] static void forEachTapVector(const uint8_t* row, const GatherPlan& plan,
+                                                        int64_t count, Use use) {
+        for (int64_t i = 0; i < plan.vectorCount; ++i) {
+            const TapVector& taps = plan.vectors[i];
+            const uint32_t* const starts = plan.starts + pieces * i;
+            const U8 samples = Gather::template gather<scale>(row, starts, taps.indexes);
+            use(vectorStart(tapsPerVector * i, tapsPerVector, count), *starts,
+                Gather::weightedSums(samples, taps.weights));
         }
     }
 
     static void makeValues(const uint8_t* row, const void* memory, int64_t count, RowValue* out) {
-        const GroupPlan plan(const_cast<void*>(memory), count, windows);
-        forEachGroup(row, plan, count, [=](int64_t k, uint32_t start, U16 values) {
-            prefetchWindows(row + start, bytesFurtherOn);
+        const GatherPlan plan(const_cast<void*>(memory), count, pieces);
+        forEachTapVector(row, plan, count, [=](int64_t k, uint32_t start, U16 values) {
+            prefetchPieces(row + start, bytesFurtherOn);
             store(out + k, values);
         });
     }
@@ -121,50 +122,50 @@ struct GroupByGroup {
     // Of rows that leave gaps, as these do mostly, the processor foresees no next one.
     static void makeBytes(const uint8_t* row, int64_t step, int64_t rowCount, const void* memory,
                           int64_t count, uint8_t* out, int64_t outStep) {
-        const GroupPlan plan(const_cast<void*>(memory), count, windows);
+        const GatherPlan plan(const_cast<void*>(memory), count, pieces);
         for (int64_t y = 0; y < rowCount; ++y, row += step, out += outStep)
-            forEachGroup(row, plan, count, [=](int64_t k, uint32_t start, U16 values) {
-                prefetchWindows(row + start, step);
+            forEachTapVector(row, plan, count, [=](int64_t k, uint32_t start, U16 values) {
+                prefetchPieces(row + start, step);
                 Gather::storeNarrowed(out + k, values >> 7);
             });
     }
 
 private:
-    // As far as the windows of a group may reach.
-    [[gnu::always_inline]] static void prefetchWindows(const uint8_t* bytes, int64_t distance) {
+    // As far as the pieces of a tap vector may reach.
+    [[gnu::always_inline]] static void prefetchPieces(const uint8_t* bytes, int64_t distance) {
         for (int64_t line = 0; line < vectorBytes * scale; line += cacheLine)
             prefetchSoon(bytes + line, distance);
     }
 };
 
 template <typename Gather>
-[[gnu::cold]] bool planGroups(const SampleMap& map, int scale, int64_t count, int64_t rowBytes,
-                              void* memory) {
+[[gnu::cold]] bool planAtScale(const SampleMap& map, int scale, int64_t count, int64_t rowBytes,
+                               void* memory) {
     static_assert(fitsPlan<Gather>);
-    const int64_t windows = Gather::windows(scale);
-    const GroupPlan plan(memory, count, windows);
-    for (int64_t i = 0; i < plan.groupCount; ++i) {
-        Tap taps[groupTaps];
-        fillTaps(map, vectorStart(groupTaps * i, groupTaps, count), groupTaps, taps);
-        if (!packTaps<Gather>(taps, scale, rowBytes, plan.starts + windows * i, &plan.groups[i]))
+    const int64_t pieces = Gather::pieces(scale);
+    const GatherPlan plan(memory, count, pieces);
+    for (int64_t i = 0; i < plan.vectorCount; ++i) {
+        Tap taps[tapsPerVector];
+        fillTaps(map, vectorStart(tapsPerVector * i, tapsPerVector, count), tapsPerVector, taps);
+        if (!packTaps<Gather>(taps, scale, rowBytes, plan.starts + pieces * i, &plan.vectors[i]))
             return false;
     }
     return true;
 }
 
 template <typename Gather, int scale>
-constexpr RowResampler groupResampler = {GroupByGroup<Gather, scale>::makeValues,
-                                         GroupByGroup<Gather, scale>::makeBytes};
+constexpr RowResampler gatherResampler = {VectorByVector<Gather, scale>::makeValues,
+                                          VectorByVector<Gather, scale>::makeBytes};
 
 // Null functions when the taps lie too far apart.
 template <typename Gather>
 RowResampler planGather(const SampleMap& map, int64_t count, int64_t rowBytes, void* plan) {
-    if (planGroups<Gather>(map, 1, count, rowBytes, plan))
-        return groupResampler<Gather, 1>;
-    if (planGroups<Gather>(map, 2, count, rowBytes, plan))
-        return groupResampler<Gather, 2>;
-    if (planGroups<Gather>(map, 4, count, rowBytes, plan))
-        return groupResampler<Gather, 4>;
+    if (planAtScale<Gather>(map, 1, count, rowBytes, plan))
+        return gatherResampler<Gather, 1>;
+    if (planAtScale<Gather>(map, 2, count, rowBytes, plan))
+        return gatherResampler<Gather, 2>;
+    if (planAtScale<Gather>(map, 4, count, rowBytes, plan))
+        return gatherResampler<Gather, 4>;
     return {};
 }
 

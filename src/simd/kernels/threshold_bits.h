@@ -5,16 +5,15 @@ namespace kelvane::KELVANE_TARGET {
 
 namespace {
 
-// As many bytes as a vector has, `step` apart, of groups of `step` bytes: the first of every group
-// or the last one.
+// As many bytes as a vector has, the first or the last of every `step` bytes.
 template <int step, bool last>
-[[gnu::always_inline]] inline U8 loadFromGroups(const uint8_t* groups) {
+[[gnu::always_inline]] inline U8 loadFromSteps(const uint8_t* bytes) {
     if constexpr (step == 1) {
-        return load<U8>(groups);
+        return load<U8>(bytes);
     } else {
         constexpr int half = step / 2;
-        return splitTwo(loadFromGroups<half, last>(groups),
-                        loadFromGroups<half, last>(groups + half * vectorBytes))
+        return splitTwo(loadFromSteps<half, last>(bytes),
+                        loadFromSteps<half, last>(bytes + half * vectorBytes))
             .vectors[last ? 1 : 0];
     }
 }
@@ -27,11 +26,11 @@ void storeBits(uint64_t mask, int64_t count, uint8_t* bits) {
 template <int step>
 void packAtStep(const uint8_t* pixels, int64_t count, uint8_t lowest, uint8_t* bits) {
     const U8 limit = U8{} + lowest;
-    // Nothing after the last pixel is read, not even what belongs to its group.
+    // Nothing after the last pixel is read, not even what belongs to its step.
     const int64_t whole = step == 1 ? count : count - 1;
     int64_t x = 0;
     for (; x + vectorBytes <= whole; x += vectorBytes) {
-        const uint64_t mask = notBelow(loadFromGroups<step, false>(pixels + x * step), limit);
+        const uint64_t mask = notBelow(loadFromSteps<step, false>(pixels + x * step), limit);
         std::memcpy(bits + x / 8, &mask, vectorBytes / 8);
     }
     const int64_t rest = count - x;
@@ -39,8 +38,8 @@ void packAtStep(const uint8_t* pixels, int64_t count, uint8_t lowest, uint8_t* b
         return;
     uint64_t mask = 0;
     if (x > 0) { // the last pixels that fill a vector, of which some are done
-        const uint8_t* const groups = pixels + (count - vectorBytes) * step - (step - 1);
-        mask = notBelow(loadFromGroups<step, true>(groups), limit) >> (vectorBytes - rest);
+        const uint8_t* const bytes = pixels + (count - vectorBytes) * step - (step - 1);
+        mask = notBelow(loadFromSteps<step, true>(bytes), limit) >> (vectorBytes - rest);
     } else {
         for (int64_t i = 0; i < rest; ++i)
             mask |= static_cast<uint64_t>(pixels[i * step] >= lowest) << i;
