@@ -1,5 +1,6 @@
-// The changed region in plain loops; the alignment and the filters among its steps are taken as
-// given.
+// The changed region in the plain steps that the tool uses for its masks as well; the alignment and
+// the filters among them are taken as given.
+#include "analysis/difference_mask.h"
 #include "roi/context.h"
 #include "support/alignment_frames.h"
 
@@ -23,20 +24,16 @@ __tag_rect plainBox(const unsigned char* mask, int32_t width, int32_t height, in
 Values plainRegion(AlignmentFrame& first, AlignmentFrame& second, Bytes& mask) {
     const int32_t w = first.image.width;
     const int32_t h = first.image.height;
-    const int64_t pitch = (w + 3) / 4 * 4;
     const Context context;
     const Displacement d = align(context.handle, &first.image, &second.image).of(1);
-    mask.assign(static_cast<size_t>(h * pitch), 128);
-    unsigned char* const m = mask.data();
-    for (int64_t y = std::abs(d.y); y < h - std::abs(d.y); ++y)
-        for (int64_t x = std::abs(d.x); x < w - std::abs(d.x); ++x)
-            m[(y - d.y) * pitch + x - d.x] = static_cast<unsigned char>(
-                (lumaAt(first.image, x, y) - lumaAt(second.image, x - d.x, y - d.y) + 255) / 2);
-    GB_GaussianBlurA(nullptr, m, w, h, pitch, 0, m, std::min(w, h) / 128);
-    for (unsigned char& value : mask)
-        value = value < 100 ? 0 : value <= 150 ? 128 : 255;
-    sbrOpen(nullptr, m, w, h, pitch, 1, m, std::min(w, h) / 100);
-    sbrClose(nullptr, m, w, h, pitch, 1, m, std::min(w, h) / 100);
+    const auto rowsOf = [](const __tag_KIRO_OFFSCREEN& image) {
+        return LumaRows{image.planes[0], image.pitches[0]};
+    };
+    DifferenceMask difference = {w, h};
+    EXPECT_EQ(ERR_NONE, difference.compare(rowsOf(first.image), rowsOf(second.image), {d.x, d.y}));
+    const int64_t pitch = difference.pitch;
+    mask.assign(difference.pixels.begin(), difference.pixels.end());
+    const unsigned char* const m = mask.data();
     const __tag_rect box = plainBox(m, w, h, pitch, 128);
     const auto changed = box.right == 0 ? 0 : h * pitch - std::count(m, m + h * pitch, 128);
     return {double(box.left),

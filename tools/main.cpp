@@ -1,7 +1,7 @@
-#include "commands.h"
-#include "error.h"
-#include "options.h"
-#include "text.h"
+#include "base/error.h"
+#include "base/text.h"
+#include "commands/commands.h"
+#include "media/files.h"
 
 #include <cstdio>
 #include <exception>
@@ -14,50 +14,31 @@ extern "C" {
 namespace {
 
 void complain(const std::string& name, const std::string& reason) {
-    std::fprintf(stderr, "kelvane: %s: %s\n", oneLine(name).c_str(), oneLine(reason).c_str());
-}
-
-Output run(const Options& options, PhaseTimes& times) {
-    switch (options.command) {
-    case Command::pick: return runPick(options, times);
-    case Command::blur: return runBlur(options, times);
-    case Command::resize: return runResize(options, times);
-    case Command::smooth: return runSmooth(options, times);
-    case Command::morph: return runMorph(options, times);
-    case Command::align: return runAlign(options, times);
-    case Command::changes: return runChanges(options, times);
-    case Command::version: return runVersion();
-    }
-    return {};
+    std::fputs(fmt::format("kelvane: {}: {}\n", oneLine(name), oneLine(reason)).c_str(), stderr);
 }
 
 void printTimes(const PhaseTimes& times) {
     using Seconds = std::chrono::duration<double>;
     const double total = Seconds(Clock::now() - times.start).count();
-    const auto share = [&](Clock::duration phase) {
-        return fixed(100 * Seconds(phase).count() / total, 2) + " %";
-    };
-    std::fprintf(stderr, "timing: %s s in all; decoding %s, conversion %s, library %s\n",
-                 fixed(total, 3).c_str(), share(times.decoding).c_str(),
-                 share(times.conversion).c_str(), share(times.library).c_str());
+    const auto share = [&](Clock::duration phase) { return 100 * Seconds(phase).count() / total; };
+    std::fputs(fmt::format("timing: {:.3f} s in all; decoding {:.2f} %, conversion {:.2f} %, "
+                           "library {:.2f} %\n",
+                           total, share(times.decoding), share(times.conversion),
+                           share(times.library))
+                   .c_str(),
+               stderr);
 }
 
 int runTool(int argc, char** argv) {
     PhaseTimes times;
-    Options options;
-    if (!parseOptions(argc, argv, options))
+    Invocation invocation;
+    if (!parseArguments(argc, argv, invocation))
         return 0;
-    const Output output = run(options, times);
-    if (output.file)
-        writeOutputFile(*output.file);
+    const Output output = invocation.run(times);
     for (const Skipped& skipped : output.skipped)
         complain(skipped.name, "skipped: " + skipped.reason);
-    if (std::fwrite(output.text.data(), 1, output.text.size(), stdout) != output.text.size() ||
-        std::fflush(stdout) != 0) {
-        complain("standard output", "cannot be written");
-        return failure;
-    }
-    if (options.timing)
+    writeToStdout(output.text);
+    if (invocation.timing)
         printTimes(times);
     return output.status;
 }

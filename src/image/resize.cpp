@@ -51,17 +51,6 @@ void copyRows(SourcePlane source, int64_t rowBytes, unsigned char* dst, int64_t 
 
 bool isTwice(int64_t size, int64_t other) { return size % 2 == 0 && size / 2 == other; }
 
-// Below the last row there is nothing to blend with.
-void doubleImage(const Kernels& kernels, SourcePlane source, int64_t width, int64_t height,
-                 unsigned char* dst, int64_t dstPitch) {
-    for (int64_t y = 0; y < height; ++y) {
-        const unsigned char* const top = source.bytes + y * source.pitch;
-        const unsigned char* const bottom = y + 1 < height ? top + source.pitch : top;
-        unsigned char* const out = dst + 2 * y * dstPitch;
-        kernels.doubleRows(top, bottom, width, out, out + dstPitch);
-    }
-}
-
 } // namespace
 
 } // namespace kelvane
@@ -103,7 +92,7 @@ long ImageResize_BL(const unsigned char* src, long srcWidth, long srcHeight, lon
         return ERR_NONE;
 
     if (channels == 1 && isTwice(dstWidth, srcWidth) && isTwice(dstHeight, srcHeight)) {
-        doubleImage(kernelsFor(srcWidth), source, srcWidth, srcHeight, dst, dstPitch);
+        kernelsFor(srcWidth).doublePlane(src, srcPitch, srcWidth, srcHeight, dst, dstPitch);
         return ERR_NONE;
     }
     const ResizeBuffer fields(*buffer, dstWidth, channels);

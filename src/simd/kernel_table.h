@@ -17,10 +17,11 @@ namespace kelvane::KELVANE_TARGET {
 constinit const Kernels kernels = {
     .planRow = planRow,
     .blendRows = blendRows,
-    .doubleRows = doubleRows,
+    .doublePlane = doublePlane,
     .writeBgr = writeBgr,
     .moveBoxRows = moveBoxRows,
     .divideBoxRow = divideBoxRow,
+    .divideCutWindows = divideCutWindows,
     .filterBoxWindows = filterBoxWindows,
     .countBelow = countBelow,
     .packAbove = packAbove,

@@ -136,11 +136,10 @@ struct Kernels {
     void (*blendRows)(const RowValue* top, const RowValue* bottom, int32_t weight, int64_t count,
                       unsigned char* out);
 
-    // Enlarges to twice both sides: writes two rows of 2 * `count` samples, that of `top` and that
-    // of the mean with `bottom`, in which means of neighbours follow the samples. Both source rows
-    // may be the same.
-    void (*doubleRows)(const unsigned char* top, const unsigned char* bottom, int64_t count,
-                       unsigned char* upperOut, unsigned char* lowerOut);
+    // Enlarges a plane of one channel to twice both sides. Means of neighbours follow the samples
+    // and rows; the last ones are followed by themselves.
+    void (*doublePlane)(const unsigned char* source, int64_t pitch, int64_t width, int64_t height,
+                        unsigned char* out, int64_t outPitch);
 
     // Writes 3 * `width` bytes. An odd last pixel has a chroma sample of its own.
     void (*writeBgr)(const unsigned char* luma, ChromaRow chroma, int64_t width,
@@ -153,6 +152,9 @@ struct Kernels {
     // windows from the shortest on.
     void (*divideBoxRow)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
                          uint8_t* means);
+    // The same of the windows that the ends of a row cut only.
+    void (*divideCutWindows)(void* sums, const BoxRow& row, const uint32_t* reciprocals,
+                             uint8_t* means);
     // Means may overwrite the rows of the windows.
     void (*filterBoxWindows)(const BoxWindows& windows);
 

@@ -1,15 +1,11 @@
-// Test pictures, the files that hold them, and what the library says of them.
+// Test pictures, and the files that hold them.
 #pragma once
 
 #include "kelvane/kelvane.h"
-#include "media_reader.h"
+#include "media/media_reader.h"
 
 #include <algorithm>
 #include <sstream>
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 template <typename... Parts>
 std::string join(const Parts&... parts) {
@@ -26,12 +22,8 @@ struct Picture {
     std::vector<uint8_t> pixels =
         std::vector<uint8_t>(static_cast<size_t>(width * height * channels));
 
-    bool operator==(const Picture&) const = default;
     uint8_t& at(int x, int y, int c = 0) {
         return pixels[static_cast<size_t>((y * width + x) * channels + c)];
-    }
-    __tag_KIRO_OFFSCREEN view() {
-        return {KELVANE_FORMAT_YUV420, width, height, {pixels.data()}, {width}};
     }
 };
 
@@ -52,26 +44,6 @@ inline Picture makeScene(int width, int height, int left = 0, int top = 0, int d
     return scene;
 }
 
-inline Picture blurred(Picture picture, int size) {
-    const auto& [width, height, channels, pixels] = picture;
-    GB_GaussianBlurA(nullptr, pixels.data(), width, height, width, 0, &picture.at(0, 0), size);
-    return picture;
-}
-
-// The blur score that the library gives these pixels; an odd last column or row is left out.
-inline int libraryScore(Picture picture) {
-    __tag_KIRO_OFFSCREEN view = picture.view();
-    view.width -= view.width % 2;
-    view.height -= view.height % 2;
-    _tag_DRAV_ENGINE* engine = nullptr;
-    _tag_DRAV_DATA result = {};
-    DRAV_Init(nullptr, &engine);
-    const bool measured = DRAV_DetectBlur(engine, &view, &result) == ERR_NONE;
-    const int score = measured ? static_cast<_tag_DRAV_BLURRESULT*>(result.data)->score : -1;
-    DRAV_Uninit(&engine);
-    return score;
-}
-
 inline std::string toPnm(const Picture& picture) {
     return join(picture.channels == 1 ? "P5\n" : "P6\n", picture.width, " ", picture.height,
                 "\n255\n", std::string(picture.pixels.begin(), picture.pixels.end()));
@@ -82,13 +54,12 @@ inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat
                           int repeat = 1) {
     const std::unique_ptr<AVCodecContext, DecoderDeleter> encoder(
         avcodec_alloc_context3(avcodec_find_encoder(codec)));
-    const FramePointer frame = newFrame();
-    frame->width = encoder->width = picture.width;
-    frame->height = encoder->height = picture.height;
-    frame->format = encoder->pix_fmt = format;
+    const FramePointer frame = makeFrame(picture.width, picture.height, format);
+    encoder->width = picture.width;
+    encoder->height = picture.height;
+    encoder->pix_fmt = format;
     encoder->time_base = {1, 10};
     encoder->qmax = 2; // of 31; the smallest is the best
-    av_frame_get_buffer(frame.get(), 0);
     std::fill_n(frame->buf[0]->data, frame->buf[0]->size, uint8_t{128});
     const int rowBytes = picture.width * picture.channels;
     for (int y = 0; y < picture.height; ++y)
@@ -113,14 +84,4 @@ inline std::string toIvf(const char* codec, const std::vector<std::string>& fram
     for (size_t i = 0; i < frames.size(); ++i)
         file += number(frames[i].size(), 4) + number(i, 8) + frames[i];
     return file;
-}
-
-inline Picture readPng(const std::string& path) {
-    MediaReader reader(path);
-    const AVFrame* const frame = reader.next();
-    Picture picture = {frame->width, frame->height, frame->format == AV_PIX_FMT_GRAY8 ? 1 : 3};
-    for (int y = 0; y < picture.height; ++y)
-        std::copy_n(frame->data[0] + y * frame->linesize[0], picture.width * picture.channels,
-                    &picture.at(0, y));
-    return picture;
 }

@@ -31,6 +31,7 @@ struct CounterPlanes {
 
     CounterPlanes(void* counters, int64_t width) {
         auto* start = static_cast<Counter*>(counters);
+#pragma GCC unroll 4
         for (int64_t i = 0; i < group; ++i) {
             starts[i] = start;
             start += (width + group - 1 - i) / group;
@@ -49,6 +50,7 @@ struct CounterGroup {
     Counter* columns[sizeof(Counter)];
 
     CounterGroup(const CounterPlanes<Counter>& planes, int64_t x) {
+#pragma GCC unroll 4
         for (Counter*& column : columns)
             column = planes.at(x++);
     }
@@ -201,10 +203,7 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
     if (count >= vectorBytes) {
         const CounterGroup<Counter> ahead(planes, start + row.right);
         const CounterGroup<Counter> behind(planes, 0);
-        const int64_t last = (count - vectorBytes) / group;
-        for (int64_t next = 0; next < last + vectorBytes / group; next += vectorBytes / group) {
-            const int64_t i = smaller(next, last);
-            prefetchLines(means + i * group * channels, vectorBytes * channels, bytesBelow);
+        const auto divideAt = [&](int64_t i) __attribute__((always_inline)) {
             Channels<channels> divided;
 #pragma GCC unroll 3
             for (int c = 0; c < channels; ++c)
@@ -213,7 +212,13 @@ void divideWhole(const CounterPlanes<Counter>& planes, const BoxRow& row, uint32
                 store(means + i * group, divided.vectors[0]);
             else
                 joinThree(means + i * group * channels, divided);
+        };
+        const int64_t last = (count - vectorBytes) / group;
+        for (int64_t i = 0; i < last; i += vectorBytes / group) {
+            prefetchLines(means + i * group * channels, vectorBytes * channels, bytesBelow);
+            divideAt(i);
         }
+        divideAt(last);
         x = last * group + vectorBytes;
     }
     for (; x < count; ++x) {
@@ -265,29 +270,57 @@ void divideCut(const CounterPlanes<Counter>& planes, const BoxRow& row, const ui
                    });
 }
 
-template <typename Counter, int channels>
-void divideSums(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint8_t* means) {
+template <typename Counter>
+void divideCutOf(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint8_t* means) {
     CounterPlanes<Counter> planes(sums, row.width);
-    const int64_t start = row.left + 1, longest = row.left + row.right + 1;
-    if (longest < row.width)
-        divideWhole<Counter, channels>(planes, row, reciprocals[longest - row.shortest],
-                                       means + start * channels);
-    for (int c = 0; c < channels; ++c) {
+    for (int64_t c = 0; c < row.channels; ++c) {
         divideCut(planes, row, reciprocals, means + c);
         for (Counter*& plane : planes.starts)
             plane += row.width;
     }
 }
 
-// Missing rows are rare: of three channels they share their code with the others, and of one with
-// the narrowest vectors, whose counters lie in the same order.
+// They are few: one version serves all instruction sets.
+void divideCutWindows(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint8_t* means) {
+    if constexpr (&narrower != &kernels)
+        narrower.divideCutWindows(sums, row, reciprocals, means);
+    else if (row.counterBytes == 2)
+        divideCutOf<uint16_t>(sums, row, reciprocals, means);
+    else
+        divideCutOf<uint32_t>(sums, row, reciprocals, means);
+}
+
+template <typename Counter>
+void divideWholeOf(void* sums, const BoxRow& row, uint32_t reciprocal, uint8_t* means) {
+    const CounterPlanes<Counter> planes(sums, row.width);
+    if (row.channels == 1)
+        divideWhole<Counter, 1>(planes, row, reciprocal, means);
+    else
+        divideWhole<Counter, 3>(planes, row, reciprocal, means);
+}
+
+void divideBoxRow(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint8_t* means) {
+    const int64_t longest = row.left + row.right + 1;
+    if (longest < row.width) {
+        uint8_t* const whole = means + (row.left + 1) * row.channels;
+        const uint32_t reciprocal = reciprocals[longest - row.shortest];
+        if (row.counterBytes == 2)
+            divideWholeOf<uint16_t>(sums, row, reciprocal, whole);
+        else
+            divideWholeOf<uint32_t>(sums, row, reciprocal, whole);
+    }
+    divideCutWindows(sums, row, reciprocals, means);
+}
+
+// Missing rows are rare: of three channels they share their code with the others, and of one it
+// does not pay to have it both for the narrowest vectors, whose counters lie alike, and for AVX2.
 template <typename Counter>
 void moveRowsOf(void* sums, const BoxRow& row, const BoxRowChange& change) {
     if (row.channels == 3)
         moveRows<Counter, 3, false>(sums, row, change);
     else if (change.added != nullptr && change.removed != nullptr)
         moveRows<Counter, 1, true>(sums, row, change);
-    else if constexpr (&narrower != &kernels)
+    else if constexpr (vectorBytes == 32)
         narrower.moveBoxRows(sums, row, change);
     else
         moveRows<Counter, 1, false>(sums, row, change);
@@ -298,15 +331,6 @@ void moveBoxRows(void* sums, const BoxRow& row, const BoxRowChange& change) {
         moveRowsOf<uint16_t>(sums, row, change);
     else
         moveRowsOf<uint32_t>(sums, row, change);
-}
-
-void divideBoxRow(void* sums, const BoxRow& row, const uint32_t* reciprocals, uint8_t* means) {
-    if (row.counterBytes == 2)
-        (row.channels == 1 ? divideSums<uint16_t, 1> : divideSums<uint16_t, 3>)(sums, row,
-                                                                                reciprocals, means);
-    else
-        (row.channels == 1 ? divideSums<uint32_t, 1> : divideSums<uint32_t, 3>)(sums, row,
-                                                                                reciprocals, means);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
-// The work on one row of a resize: blended with another row, doubled, and converted to packed
-// pixels.
+// The work on the rows of a resize beside their resampling: blended, doubled, and converted to
+// packed pixels.
+#include "platform/prefetch.h"
 #include "simd/kernels.h"
 
 namespace kelvane::KELVANE_TARGET {
@@ -78,37 +79,53 @@ void blendRows(const RowValue* top, const RowValue* bottom, int32_t weight, int6
     return average(first, second) - ((first ^ second) & ((a ^ b) | (c ^ d)) & 1);
 }
 
+struct DoubledRows {
+    uint8_t* upper;
+    uint8_t* lower;
+    int64_t step; // to the next two
+};
+
 [[gnu::always_inline]] inline void doubleVectors(const uint8_t* top, const uint8_t* bottom,
-                                                 int64_t count, uint8_t* upperOut,
-                                                 uint8_t* lowerOut) {
+                                                 int64_t count, const DoubledRows& out) {
     for (int64_t i = 0; i < count; i += vectorBytes) {
         const int64_t k = vectorStart(i, vectorBytes, count);
+        for (int64_t line = 2 * k; line < 2 * (k + vectorBytes); line += cacheLine) {
+            prefetchDestination(out.upper + line, out.step);
+            prefetchDestination(out.lower + line, out.step);
+        }
         const U8 a = load<U8>(top + k), b = load<U8>(top + k + 1);
         const U8 c = load<U8>(bottom + k), d = load<U8>(bottom + k + 1);
-        joinTwo(upperOut + 2 * k, {{a, average(a, b)}});
-        joinTwo(lowerOut + 2 * k, {{average(a, c), averageOfFour(a, b, c, d)}});
+        joinTwo(out.upper + 2 * k, {{a, average(a, b)}});
+        joinTwo(out.lower + 2 * k, {{average(a, c), averageOfFour(a, b, c, d)}});
     }
 }
 
 [[gnu::noinline]] void doubleNarrowRows(const uint8_t* top, const uint8_t* bottom, int64_t count,
-                                        uint8_t* upperOut, uint8_t* lowerOut) {
+                                        const DoubledRows& out) {
     const Padded<uint8_t, vectorBytes + 1> upper(top, count + 1), lower(bottom, count + 1);
     uint8_t upperBytes[2 * vectorBytes], lowerBytes[2 * vectorBytes];
-    doubleVectors(upper.elements, lower.elements, vectorBytes, upperBytes, lowerBytes);
-    std::memcpy(upperOut, upperBytes, static_cast<size_t>(2 * count));
-    std::memcpy(lowerOut, lowerBytes, static_cast<size_t>(2 * count));
+    doubleVectors(upper.elements, lower.elements, vectorBytes, {upperBytes, lowerBytes, 0});
+    std::memcpy(out.upper, upperBytes, static_cast<size_t>(2 * count));
+    std::memcpy(out.lower, lowerBytes, static_cast<size_t>(2 * count));
 }
 
-void doubleRows(const uint8_t* top, const uint8_t* bottom, int64_t count, uint8_t* upperOut,
-                uint8_t* lowerOut) {
-    const int64_t last = count - 1; // has no next sample
-    if (last < vectorBytes)
-        doubleNarrowRows(top, bottom, last, upperOut, lowerOut);
-    else
-        doubleVectors(top, bottom, last, upperOut, lowerOut);
-    upperOut[2 * last] = upperOut[2 * last + 1] = top[last];
-    lowerOut[2 * last] = lowerOut[2 * last + 1] =
-        static_cast<uint8_t>((top[last] + bottom[last] + 1) >> 1);
+void doublePlane(const uint8_t* source, int64_t pitch, int64_t width, int64_t height, uint8_t* out,
+                 int64_t outPitch) {
+    const int64_t last = width - 1; // has no next sample
+    for (int64_t y = 0; y < height; ++y) {
+        const bool isLast = y + 1 == height; // has nothing to be blended with
+        const uint8_t* const top = source + y * pitch;
+        const uint8_t* const bottom = isLast ? top : top + pitch;
+        uint8_t* const upper = out + 2 * y * outPitch;
+        const DoubledRows rows = {upper, upper + outPitch, isLast ? 0 : 2 * outPitch};
+        if (last < vectorBytes)
+            doubleNarrowRows(top, bottom, last, rows);
+        else
+            doubleVectors(top, bottom, last, rows);
+        rows.upper[2 * last] = rows.upper[2 * last + 1] = top[last];
+        rows.lower[2 * last] = rows.lower[2 * last + 1] =
+            static_cast<uint8_t>((top[last] + bottom[last] + 1) >> 1);
+    }
 }
 
 // BT.601 for full-range luma, scaled by 2^14. The luma is a whole number of that scale, so rounding

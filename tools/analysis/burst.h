@@ -1,0 +1,44 @@
+#pragma once
+
+#include "analysis/engine.h"
+#include "base/burst.h"
+#include "media/capture_time.h"
+#include "media/frame_source.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+// Measures one frame, which `view` shows.
+MeasuredFrame measureFrame(const SourceFrame& frame, const ImageView& view, Engine& engine,
+                           PhaseTimes& times);
+
+// Fills in the order and the median once all frames are measured.
+void sortByScore(Measurement& measured);
+
+// How a burst is ranked.
+struct RankingRules {
+    FrameSelection frames;
+    int64_t keep = 1;
+    std::string facesFile; // empty for none
+    bool moving = false;
+};
+
+enum class Sizes { equal, apart };
+
+// Reads and ranks the inputs: as one burst of equal frames, or with `Sizes::apart` as one burst for
+// each size, in the order in which the sizes first appear; none when no frame could be read. What
+// was left out is appended to `skipped`. Of each burst about `sheetCapacity` frames are pictured.
+std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules, Sizes sizes,
+                              size_t sheetCapacity, Progress& progress, PhaseTimes& times,
+                              std::vector<Skipped>& skipped);
+
+// Pictures that were taken soon after each other.
+struct BurstGroup {
+    InputList files;                // in the order of time
+    std::vector<CaptureTime> times; // of each
+};
+
+// Sorts pictures by capture time and splits them where nothing was taken for more than `gap`
+// seconds.
+std::vector<BurstGroup> groupByTime(const std::vector<InputFile>& files, double gap);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "base/burst.h"
+#include "base/progress.h"
+
+#include <string>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+// Puts the next frame of a burst on its sheet, unless it is one that a long burst leaves out: the
+// sheet keeps every second, then every fourth frame and so on, never more than its capacity.
+void offerToSheet(ContactSheet& sheet, size_t index, const AVFrame& frame, const std::string& name,
+                  PhaseTimes& times);
+
+// Adds to a ranked burst what a page shows beyond the frames that were pictured as they went by:
+// the best and the kept ones, and on request the comparison. Their frames are decoded again.
+void addPagePictures(Burst& burst, bool compares, PhaseTimes& times);

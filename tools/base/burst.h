@@ -1,0 +1,115 @@
+// What the analysis finds out about a burst, and the outputs show.
+#pragma once
+
+#include "kelvane/kelvane.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+// Something that was left out, and why.
+struct Skipped {
+    std::string name;
+    std::string reason;
+};
+
+// What is kept of a frame once its pixels are released.
+struct MeasuredFrame {
+    std::string path;
+    std::string name;
+    int64_t number; // in its video
+    std::optional<double> seconds;
+    int32_t width; // as decoded; the blur record holds the measured size
+    int32_t height;
+    std::string pixelFormat;
+    bool converted;
+    bool cropped;
+    _tag_DRAV_BLURRESULT blur;
+};
+
+struct Measurement {
+    bool isVideo = false;
+    std::vector<MeasuredFrame> frames;
+    std::vector<size_t> order; // from sharpest to least sharp, ties in frame order
+    double medianScore = 0;
+};
+
+// One face as a pre-processing record holds it.
+struct Face {
+    __tag_rect rect;
+    uint32_t code;
+    uint32_t smileDegree;
+    uint32_t eyesOpen;
+};
+
+using FacesOfFrames = std::vector<std::vector<Face>>;
+
+// What moves in one frame, in that frame's pixels.
+struct MovingObject {
+    bool found = false;
+    __tag_rect rect = {};
+    int64_t area = 0; // pixels of the mask
+    std::vector<unsigned char> mask;
+};
+
+struct MovingObjects {
+    std::vector<MovingObject> ofFrames;
+    int64_t found = 0;
+    int64_t compared = 0; // frames with a neighbour that shows the same scene
+    bool used = false;    // found in more than half of the frames: only then they are ranked by
+};
+
+struct Ranking {
+    std::vector<int64_t> chosen; // ascending
+    int64_t best;
+};
+
+// A small picture of a frame.
+struct Thumbnail {
+    int32_t width;
+    int32_t height;
+    std::string jpeg;
+};
+
+// The small pictures of a burst: of a long one every `step`th frame, and those that matter.
+struct ContactSheet {
+    size_t capacity = 0; // of every `step`th frame; 0 for no sheet at all
+    size_t step = 1;
+    std::map<size_t, Thumbnail> thumbnails; // by the index of the frame
+    std::set<size_t> shown;                 // also frames that have no thumbnail
+};
+
+// The best frame of a burst beside another, cut out in their full size where their sharpness
+// differs most.
+struct Comparison {
+    struct Side {
+        size_t frame;
+        __tag_rect rect; // in this frame's pixels
+        double score;    // blur score of the rectangle
+        std::string jpeg;
+    };
+    Side best;
+    Side other; // the least sharp frame, or the sharpest when that is the best
+};
+
+// What is known of a burst once it is ranked and its pixels are released.
+struct Burst {
+    Measurement measured;
+    FacesOfFrames faces;                 // empty when none were given
+    std::optional<MovingObjects> moving; // without masks; when they were asked for
+    Ranking ranking = {};
+    std::string start;    // when the first of grouped frames was taken: "2026-05-01T10:20:30.250"
+    size_t fileTimes = 0; // grouped frames whose time is that of their file
+    ContactSheet sheet;   // for a page
+    std::optional<Comparison> comparison;
+
+    bool isChosen(size_t frame) const {
+        return std::binary_search(ranking.chosen.begin(), ranking.chosen.end(),
+                                  static_cast<int64_t>(frame));
+    }
+    bool isBest(size_t frame) const { return static_cast<int64_t>(frame) == ranking.best; }
+};

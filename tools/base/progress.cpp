@@ -1,0 +1,31 @@
+#include "base/progress.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <unistd.h>
+
+Progress::Progress()
+    : terminal_(isatty(STDERR_FILENO) == 1), due_(Clock::now() + std::chrono::seconds(1)) {}
+
+Progress::~Progress() {
+    if (shown_)
+        std::fputs("\r\x1b[K", stderr);
+}
+
+void Progress::expect(int64_t total) { total_ = total_ > 0 ? total_ : total; }
+
+void Progress::beginBurst(size_t number, size_t count) {
+    burst_ = fmt::format("burst {} of {}, ", number, count);
+}
+
+void Progress::advance() {
+    ++done_;
+    if (!terminal_ || Clock::now() < due_)
+        return;
+    const std::string of = total_ > 0 ? fmt::format(" of {}", total_) : "";
+    std::fputs(fmt::format("\r\x1b[K{}{}{} frames", burst_, done_, of).c_str(), stderr);
+    std::fflush(stderr);
+    shown_ = true;
+    due_ = Clock::now() + std::chrono::milliseconds(200);
+}

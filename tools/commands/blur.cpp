@@ -1,0 +1,44 @@
+#include "analysis/burst.h"
+#include "base/error.h"
+#include "commands/options.h"
+#include "output/report.h"
+
+namespace {
+
+std::string blurText(const FrameOptions& options, const Measurement& measured,
+                     std::span<const Skipped> skipped) {
+    if (options.csv)
+        return blurCsv(measured);
+    if (!options.json)
+        return blurTable(measured);
+    OrderedJson json = jsonHead("blur");
+    json.update(blurJson(measured));
+    json["skipped"] = skippedJson(skipped);
+    return printJson(json);
+}
+
+Output runBlur(const FrameOptions& options, PhaseTimes& times) {
+    Engine engine;
+    ImageViewer viewer;
+    Progress progress;
+    Measurement measured;
+    ReadSummary summary =
+        readFrames(expandInputs(options.inputs), options.frames, progress, times,
+                   [&](const SourceFrame& frame) {
+                       const ImageView view = viewer.view(*frame.pixels, frame.path, times);
+                       measured.frames.push_back(measureFrame(frame, view, engine, times));
+                   });
+    if (summary.visited == 0)
+        throw InputError(options.inputs.front(), "no frame could be read");
+    measured.isVideo = summary.isVideo;
+    sortByScore(measured);
+    return {blurText(options, measured, summary.skipped), std::move(summary.skipped)};
+}
+
+} // namespace
+
+void addBlur(CLI::App& app, Invocation& invocation) {
+    const auto [command, options] =
+        addCommand(app, invocation, "blur", "Score pictures, the sharpest first", runBlur);
+    addFrameOptions(command, options, invocation).required();
+}

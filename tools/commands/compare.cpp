@@ -1,0 +1,164 @@
+// The commands that compare two pictures.
+#include "analysis/changed_mask.h"
+#include "base/error.h"
+#include "base/text.h"
+#include "commands/options.h"
+#include "media/colour.h"
+#include "media/files.h"
+#include "output/report.h"
+
+#include <algorithm>
+
+namespace {
+
+struct PairOptions {
+    std::string first;
+    std::string second;
+    bool json = false;
+};
+
+void addPairOptions(CLI::App& command, PairOptions& options, Invocation& invocation) {
+    command.add_option("A", options.first, "A picture, the reference")->required();
+    command.add_option("B", options.second, "Another one of the same size")->required();
+    command.add_flag("--json", options.json, "Print JSON instead of text");
+    addTiming(command, invocation);
+}
+
+OrderedJson pairJson(const char* command, const PairOptions& options, const LumaPair& frames) {
+    OrderedJson json = jsonHead(command);
+    json["first"] = options.first;
+    json["second"] = options.second;
+    json["width"] = frames.first.width;
+    json["height"] = frames.first.height;
+    return json;
+}
+
+Output runAlign(const PairOptions& options, PhaseTimes& times) {
+    LumaPair frames = readLumaPair(options.first, options.second, times);
+    const PhaseTimer timer(times.library);
+    const Shift shift = Aligner().find(frames.first, frames.second);
+    const ShiftFit fit = measureFit(frames.first, frames.second, shift);
+    if (!options.json)
+        return {shiftText(shift, fit)};
+    OrderedJson json = pairJson("align", options, frames);
+    json.update(shiftJson(shift, fit));
+    return {printJson(json)};
+}
+
+struct ChangesOptions : PairOptions {
+    std::string overlay; // a PNG file; empty for none
+    bool force = false;
+};
+
+_tag_ROI_INFO findChanges(const ChangesOptions& options, LumaPair& frames) {
+    void* roi = nullptr;
+    checkResult(
+        roiInit(nullptr, frames.first.width, frames.first.height, KELVANE_FORMAT_YUV420, &roi),
+        "roiInit");
+    __tag_KIRO_OFFSCREEN first = frames.first.view(), second = frames.second.view();
+    _tag_DRAV_ALIGNMENT alignment = {};
+    _tag_ROI_INFO info = {};
+    const long code = roiCalculate(roi, &first, &second, &alignment, &info);
+    roiUninit(&roi);
+    // Everything else that it refuses has been checked. A frame can be narrower than the search
+    // reaches.
+    if (code == ERR_INVALID_PARAM)
+        throw InputError(
+            options.second,
+            fmt::format("the shift against {} would be as large as the picture", options.first));
+    checkResult(code, "roiCalculate");
+    return info;
+}
+
+std::string changesText(const _tag_ROI_INFO& info) {
+    const __tag_rect& rect = info.rect;
+    if (rect.right == 0)
+        return "Changed: nothing.\n";
+    return fmt::format("Changed: {} pixels at {} of B; {:.2f} % of the picture differ.\n",
+                       sizeText(rect.right - rect.left, rect.bottom - rect.top),
+                       pairText(rect.left, rect.top), 100.0 * info.changedRatio);
+}
+
+constexpr unsigned char red[] = {0, 0, 255};
+constexpr unsigned char yellow[] = {0, 255, 255};
+
+unsigned char* pixel(BgrPicture& picture, int32_t x, int32_t y) {
+    return picture.pixels.data() + 3 * (int64_t{y} * picture.width + x);
+}
+
+void tint(BgrPicture& picture, const ChangedMask& mask) {
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x)
+            for (int c = 0; c < 3 && mask.at(x, y); ++c)
+                pixel(picture, x, y)[c] =
+                    static_cast<unsigned char>((pixel(picture, x, y)[c] + red[c]) / 2);
+}
+
+// The box lies just inside the rectangle's edges.
+void drawBox(BgrPicture& picture, const __tag_rect& rect) {
+    const int32_t line = std::max(1, std::min(picture.width, picture.height) / 240);
+    for (int32_t y = rect.top; y < rect.bottom; ++y)
+        for (int32_t x = rect.left; x < rect.right; ++x)
+            if (std::min({x - rect.left, rect.right - 1 - x, y - rect.top, rect.bottom - 1 - y}) <
+                line)
+                std::copy_n(yellow, 3, pixel(picture, x, y));
+}
+
+// A PNG of A with a red tint where B differs and a yellow box around it.
+std::string drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& times) {
+    const ColourPicture colour = ColourPicture::read(path, times);
+    BgrPicture picture = colour.whole(times);
+    Aligner aligner;
+    const ChangedMask mask = findChangedMask(aligner, frames.first, frames.second);
+    ChangedMask inFirst = moved(mask, mask.shift);
+    tint(picture, inFirst);
+    drawBox(picture, boundingBox(inFirst));
+    return encodePng(picture.view());
+}
+
+Output runChanges(const ChangesOptions& options, PhaseTimes& times) {
+    if (!options.overlay.empty())
+        checkOutputPath(options.overlay, options.force);
+    LumaPair frames = readLumaPair(options.first, options.second, times);
+    if (std::min(frames.first.width, frames.first.height) < smallestChangedSide)
+        throw InputError(options.first,
+                         fmt::format("{} pixels: finding changes needs 100 on the shorter side",
+                                     sizeText(frames.first.width, frames.first.height)));
+    Output output;
+    {
+        const PhaseTimer timer(times.library);
+        const _tag_ROI_INFO info = findChanges(options, frames);
+        const Shift shift = {info.dx, info.dy};
+        const ShiftFit fit = measureFit(frames.first, frames.second, shift);
+        if (options.json) {
+            OrderedJson json = pairJson("changes", options, frames);
+            json["rect"] = info.rect.right == 0 ? OrderedJson() : toJson(info.rect);
+            json["changed_ratio"] = info.changedRatio;
+            json.update(shiftJson(shift, fit));
+            output.text = printJson(json);
+        } else {
+            output.text = changesText(info) + shiftText(shift, fit);
+        }
+    }
+    if (!options.overlay.empty())
+        writeOutputFile(
+            {options.overlay, drawOverlay(options.first, frames, times), options.force});
+    return output;
+}
+
+} // namespace
+
+void addAlign(CLI::App& app, Invocation& invocation) {
+    const auto [command, options] =
+        addCommand(app, invocation, "align", "Find the shift between two pictures", runAlign);
+    addPairOptions(command, options, invocation);
+}
+
+void addChanges(CLI::App& app, Invocation& invocation) {
+    const auto [command, options] =
+        addCommand(app, invocation, "changes", "Find where two pictures differ", runChanges);
+    addPairOptions(command, options, invocation);
+    command.add_option("--overlay", options.overlay, "Draw what changed into A and write that PNG")
+        ->type_name("OUT");
+    command.add_flag("--force", options.force, "Replace OUT when it exists");
+}

@@ -1,0 +1,53 @@
+// What the commands' options have in common.
+#pragma once
+
+#include "commands/commands.h"
+#include "media/frame_source.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+// The commands: each adds itself and its options.
+void addPick(CLI::App& app, Invocation& invocation);
+void addBlur(CLI::App& app, Invocation& invocation);
+void addResize(CLI::App& app, Invocation& invocation);
+void addSmooth(CLI::App& app, Invocation& invocation);
+void addMorph(CLI::App& app, Invocation& invocation);
+void addAlign(CLI::App& app, Invocation& invocation);
+void addChanges(CLI::App& app, Invocation& invocation);
+void addVersion(CLI::App& app, Invocation& invocation);
+
+// A command which calls `run` with its options, once they are read.
+template <typename Options>
+struct NewCommand {
+    CLI::App& app;
+    Options& options;
+};
+
+template <typename Options>
+NewCommand<Options> addCommand(CLI::App& app, Invocation& invocation, const char* name,
+                               const char* description,
+                               Output (*run)(const Options&, PhaseTimes&)) {
+    CLI::App& command = *app.add_subcommand(name, description);
+    const auto options = std::make_shared<Options>();
+    command.callback([&invocation, options, run] {
+        invocation.run = [options, run](PhaseTimes& times) { return run(*options, times); };
+    });
+    return {command, *options};
+}
+
+extern const CLI::Range positive;
+
+void addTiming(CLI::App& command, Invocation& invocation);
+
+// Of commands that measure frames.
+struct FrameOptions {
+    std::vector<std::string> inputs;
+    FrameSelection frames;
+    bool json = false;
+    bool csv = false;
+};
+
+// Returns the option of the inputs.
+CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation);

@@ -1,0 +1,185 @@
+#include "commands/pick.h"
+
+#include "analysis/page_pictures.h"
+#include "base/error.h"
+#include "output/page.h"
+#include "output/report.h"
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Notes when a burst of grouped pictures was taken.
+void setTimes(Burst& burst, const BurstGroup& group) {
+    std::map<std::string, CaptureTime> times;
+    for (size_t i = 0; i < group.times.size(); ++i)
+        times[group.files.files[i].path] = group.times[i];
+    for (const MeasuredFrame& frame : burst.measured.frames)
+        burst.fileTimes += times[frame.path].fromFile ? 1 : 0;
+    burst.start = toText(times[burst.measured.frames.front().path]);
+}
+
+std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& skipped,
+                              PhaseTimes& times) {
+    const InputList inputs = expandInputs(options.inputs);
+    skipped = inputs.skipped;
+    const std::vector<BurstGroup> groups = groupByTime(inputs.files, options.groupGap);
+    const size_t pictures = options.reportFile.empty() ? 0 : sheetCapacity(groups.size());
+    Progress progress;
+    progress.expect(std::ssize(inputs.files));
+    std::vector<Burst> bursts;
+    for (size_t i = 0; i < groups.size(); ++i) {
+        progress.beginBurst(i + 1, groups.size());
+        for (Burst& burst : pickBursts(groups[i].files, options.rules(), Sizes::apart, pictures,
+                                       progress, times, skipped)) {
+            if (burst.measured.isVideo)
+                throw InputError(burst.measured.frames.front().path,
+                                 "a video, where --group takes pictures");
+            setTimes(burst, groups[i]);
+            bursts.push_back(std::move(burst));
+        }
+    }
+    return bursts;
+}
+
+std::vector<Burst> pickOne(const PickOptions& options, std::vector<Skipped>& skipped,
+                           PhaseTimes& times) {
+    Progress progress;
+    return pickBursts(expandInputs(options.inputs), options.rules(), Sizes::equal,
+                      options.reportFile.empty() ? 0 : sheetCapacity(1), progress, times, skipped);
+}
+
+std::string textOf(const PickOptions& options, std::span<const Burst> bursts,
+                   std::span<const Skipped> skipped) {
+    const bool groups = options.group;
+    if (options.csv)
+        return pickCsv(bursts, groups);
+    if (!options.json)
+        return groups ? groupTable(bursts) : pickTable(bursts.front());
+    OrderedJson json = jsonHead("pick");
+    json.update(groups ? groupJson(options.groupGap, bursts) : pickJson(bursts.front()));
+    json["skipped"] = skippedJson(skipped);
+    return printJson(json);
+}
+
+// What the page is called: the input's own name.
+std::string pageTitle(const PickOptions& options) {
+    std::error_code error;
+    const fs::path path = fs::absolute(options.inputs.front(), error).lexically_normal();
+    const fs::path name = path.has_filename() ? path.filename() : path.parent_path().filename();
+    const size_t more = options.inputs.size() - 1;
+    return fmt::format("Best shot: {}{}", name.string(),
+                       more > 0 ? fmt::format(" and {} more", more) : "");
+}
+
+std::string pageOf(const PickOptions& options, std::vector<Burst>& bursts, PhaseTimes& times) {
+    ReportPage page(bursts.size());
+    for (size_t i = 0; i < bursts.size(); ++i) {
+        addPagePictures(bursts[i], showsComparison(i), times);
+        page.add(bursts[i]);
+        bursts[i].sheet = {};
+        bursts[i].comparison.reset();
+    }
+    return page.html(pageTitle(options), bursts);
+}
+
+// All of the files or none.
+void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, PhaseTimes& times) {
+    const bool reports = !options.reportFile.empty();
+    const bool exports = !options.copyTo.empty() || !options.linkTo.empty();
+    std::vector<Export> planned;
+    if (exports)
+        planned = planExport(options, bursts);
+    std::string page;
+    if (reports)
+        page = pageOf(options, bursts, times);
+    StagedFiles files;
+    if (reports)
+        files.addFile({options.reportFile, std::move(page), options.force});
+    if (exports)
+        addExport(options, planned, files, times);
+    files.commit();
+}
+
+Output runPick(const PickOptions& options, PhaseTimes& times) {
+    if (options.jsonl) {
+        const bool failed = pickLines(options, times) > 0;
+        return {.text = "", .status = failed && options.strict ? badInput : 0};
+    }
+    if (options.inputs.empty())
+        throw InputError("arguments", "INPUT is required");
+    if (!options.reportFile.empty())
+        checkOutputPath(options.reportFile, options.force);
+    if (!options.copyTo.empty() || !options.linkTo.empty())
+        checkExport(options);
+    Output output;
+    std::vector<Burst> bursts = options.group ? pickGroups(options, output.skipped, times)
+                                              : pickOne(options, output.skipped, times);
+    if (bursts.empty())
+        throw InputError(options.inputs.front(), "no frame could be read");
+    output.text = textOf(options, bursts, output.skipped);
+    writeFiles(options, bursts, times);
+    return output;
+}
+
+void addOutputs(CLI::App& pick, PickOptions& options) {
+    pick.add_option("--report", options.reportFile, "Write an HTML page with the pictures")
+        ->type_name("OUT.html");
+    CLI::Option& copy = *pick.add_option("--copy-to", options.copyTo,
+                                         "Copy the chosen files, or video frames as PNG, to DIR")
+                             ->type_name("DIR");
+    pick.add_option("--link-to", options.linkTo, "Make symbolic links to the chosen files in DIR")
+        ->type_name("DIR")
+        ->excludes(&copy);
+    pick.add_flag("--force", options.force, "Replace files that exist");
+}
+
+void addGroup(CLI::App& pick, PickOptions& options) {
+    CLI::Option& faces = *pick.get_option("--faces");
+    pick.add_flag("--group", options.group, "Split the pictures into bursts by capture time")
+        ->check([](const std::string& value) {
+            return value == "true" ? "" : "takes no value; --group-gap SECONDS does";
+        })
+        ->excludes(&faces);
+    pick.add_option("--group-gap", options.groupGap,
+                    "Split where nothing was taken for more than SECONDS (2); means --group")
+        ->each([&](const std::string&) { options.group = true; })
+        ->check(CLI::Range(0.0, 86400.0))
+        ->excludes(&faces)
+        ->type_name("SECONDS");
+}
+
+void addLines(CLI::App& pick, PickOptions& options) {
+    CLI::Option& jsonl =
+        *pick.add_flag("--jsonl", options.jsonl,
+                       "Read a burst from each line of stdin, and print a line of JSON for each");
+    pick.add_flag("--strict", options.strict, "Exit with 2 when any line of --jsonl had an error")
+        ->needs(&jsonl);
+    pick.add_option("--resume", options.resumeFile,
+                    "Leave out the bursts that FILE, what --jsonl printed before, has a line for")
+        ->needs(&jsonl)
+        ->type_name("FILE");
+    for (const char* single : {"INPUT", "--faces", "--json", "--csv", "--group", "--group-gap",
+                               "--report", "--copy-to", "--link-to"})
+        jsonl.excludes(pick.get_option(single));
+}
+
+} // namespace
+
+void addPick(CLI::App& app, Invocation& invocation) {
+    const auto [pick, options] = addCommand(
+        app, invocation, "pick", "Rank a burst: the best frame, and which to keep", runPick);
+    addFrameOptions(pick, options, invocation);
+    pick.add_option("--keep", options.keep, "How many frames to keep (1)")
+        ->check(positive)
+        ->type_name("K");
+    pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
+        ->type_name("FILE");
+    pick.add_flag("--moving", options.moving,
+                  "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
+    addGroup(pick, options);
+    addOutputs(pick, options);
+    addLines(pick, options);
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "analysis/burst.h"
+#include "commands/options.h"
+#include "media/files.h"
+
+#include <span>
+
+struct PickOptions : FrameOptions {
+    int64_t keep = 1;
+    std::string facesFile; // empty for none, as the other names
+    bool moving = false;
+    bool group = false; // split the pictures into bursts by capture time
+    double groupGap = 2;
+    bool jsonl = false; // read a burst from each line of stdin
+    bool strict = false;
+    std::string resumeFile; // answers to lines of an earlier run
+    std::string reportFile;
+    std::string copyTo; // folders for the chosen frames
+    std::string linkTo;
+    bool force = false; // replace files that exist
+
+    RankingRules rules() const {
+        return {.frames = frames, .keep = keep, .facesFile = facesFile, .moving = moving};
+    }
+};
+
+// `--jsonl`: ranks the burst that each line of stdin describes, and prints one line of JSON for
+// each as soon as it is known (docs/scaling.md). `options` hold for what a line does not set.
+// Returns how many lines had an error.
+size_t pickLines(const PickOptions& options, PhaseTimes& times);
+
+// Throws InputError when the folder of `--copy-to` or `--link-to` cannot be used, which spares a
+// run: it is no folder, or the frames of a video are to be linked.
+void checkExport(const PickOptions& options);
+
+// One kept frame and the file that it becomes.
+struct Export {
+    const Measurement* measured;
+    size_t frame;
+    std::string source;
+    std::string target;
+};
+
+// Throws InputError when two of the kept frames share a name or a file is not to be replaced.
+std::vector<Export> planExport(const PickOptions& options, std::span<const Burst> bursts);
+
+// Adds the kept frames in the folder, which is made when it is missing: copies, PNG files of video
+// frames, or symbolic links.
+void addExport(const PickOptions& options, const std::vector<Export>& exports, StagedFiles& files,
+               PhaseTimes& times);

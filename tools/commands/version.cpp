@@ -1,0 +1,41 @@
+#include "commands/options.h"
+
+#include "kelvane/kelvane.h"
+
+#include <fmt/format.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libswscale/swscale.h>
+}
+
+namespace {
+
+std::string versionLine(const char* name, unsigned version) {
+    return fmt::format("{:<13}{}.{}.{}\n", name, AV_VERSION_MAJOR(version),
+                       AV_VERSION_MINOR(version), AV_VERSION_MICRO(version));
+}
+
+struct VersionOptions {};
+
+Output runVersion(const VersionOptions&, PhaseTimes&) {
+    _tag_VERSION_INFO library = {};
+    DRAV_GetVersion(&library);
+    const _tag_VERSION_INFO* const memory = Vantix_GetVersion();
+    return {fmt::format("library      {} ({})\nmemory layer {} ({})\nFFmpeg       {}\n",
+                        library.version, library.date, memory->version, memory->date,
+                        av_version_info()) +
+            versionLine("libavformat", avformat_version()) +
+            versionLine("libavcodec", avcodec_version()) +
+            versionLine("libavutil", avutil_version()) +
+            versionLine("libswscale", swscale_version())};
+}
+
+} // namespace
+
+void addVersion(CLI::App& app, Invocation& invocation) {
+    addCommand(app, invocation, "version",
+               "Print the versions of the library and of what it runs on", runVersion);
+}

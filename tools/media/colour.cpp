@@ -1,0 +1,106 @@
+#include "media/colour.h"
+
+#include "base/error.h"
+#include "media/scaler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+namespace {
+
+// Whether the chroma follows ITU-R BT.601, as the library's conversion to colours assumes. A
+// picture that does not say is treated like a JPEG.
+bool hasLibraryChroma(const AVFrame& frame) {
+    return frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_BT470BG ||
+           frame.colorspace == AVCOL_SPC_SMPTE170M;
+}
+
+// The library's format with the same planes, or 0. The library treats all luma as full range: the
+// 16 to 235 of a video would come out grey and dull, so limited range has to be expanded.
+uint32_t directFormat(const AVFrame& frame) {
+    if (frame.format == AV_PIX_FMT_BGR24)
+        return KELVANE_FORMAT_BGR24;
+    if (!isFullRange(frame) || !hasLibraryChroma(frame))
+        return 0;
+    switch (frame.format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVJ420P:
+        return frame.linesize[1] == frame.linesize[2] ? KELVANE_FORMAT_YUV420 : 0;
+    case AV_PIX_FMT_NV21: return KELVANE_FORMAT_YUV420_CRCB;
+    case AV_PIX_FMT_YUYV422: return frame.width % 2 == 0 ? KELVANE_FORMAT_YUYV : 0;
+    default: return 0;
+    }
+}
+
+BgrPicture resize(const __tag_KIRO_OFFSCREEN& image, int32_t width, int32_t height,
+                  PhaseTimes& times) {
+    const PhaseTimer timer(times.library);
+    const int64_t pitch = 3 * int64_t{width};
+    BgrPicture result = {width, height, {}};
+    result.pixels.resize(static_cast<size_t>(pitch * height));
+    checkResult(ImageResize_BL_ToBGR24(nullptr, &image, result.pixels.data(), width, height, pitch),
+                "ImageResize_BL_ToBGR24");
+    return result;
+}
+
+} // namespace
+
+ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
+    return of(*readPicture(path, times), path, times);
+}
+
+ColourPicture ColourPicture::of(const AVFrame& decoded, const std::string& name,
+                                PhaseTimes& times) {
+    if (decoded.width > UINT16_MAX || decoded.height > UINT16_MAX)
+        throw BadPicture(name, "a side of more than 65535 pixels");
+    ColourPicture picture;
+    uint32_t format = directFormat(decoded);
+    const AVFrame* source = &decoded;
+    Scaler scaler;
+    if (format == 0) {
+        const PhaseTimer timer(times.conversion);
+        source = scaler.convert(decoded, AV_PIX_FMT_YUV420P,
+                                {isFullRange(decoded), true, decoded.colorspace});
+        if (source == nullptr)
+            throw BadPicture(name, "its pixel format cannot be converted");
+        format = KELVANE_FORMAT_YUV420;
+    }
+    picture.pixels_.reset(av_frame_clone(source));
+    if (!picture.pixels_)
+        throw std::bad_alloc();
+    const AVFrame& frame = *picture.pixels_;
+    picture.image_ = {.format = format,
+                      .width = frame.width,
+                      .height = frame.height,
+                      .planes = {frame.data[0], frame.data[1], frame.data[2]},
+                      .pitches = {frame.linesize[0], frame.linesize[1], frame.linesize[2]}};
+    return picture;
+}
+
+BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& times) const {
+    return resize(image_, width, height, times);
+}
+
+// The library's resizing skips pixels below half the size, and takes the mean of four at exactly
+// half. So the picture is resized to the thumbnail's size times a power of 2, and then halved.
+BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
+    const int32_t longer = std::max(width(), height());
+    const double scale = std::min(1.0, static_cast<double>(side) / longer);
+    const auto scaled = [&](int32_t length) {
+        return std::max(1, static_cast<int32_t>(std::lround(length * scale)));
+    };
+    int halvings = 0;
+    while (int64_t{scaled(longer)} << (halvings + 1) <= longer)
+        ++halvings;
+    BgrPicture picture = resized(scaled(width()) << halvings, scaled(height()) << halvings, times);
+    for (; halvings > 0; --halvings) {
+        const __tag_KIRO_OFFSCREEN image = {.format = KELVANE_FORMAT_BGR24,
+                                            .width = picture.width,
+                                            .height = picture.height,
+                                            .planes = {picture.pixels.data()},
+                                            .pitches = {3 * picture.width}};
+        picture = resize(image, picture.width / 2, picture.height / 2, times);
+    }
+    return picture;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "base/progress.h"
+#include "media/inputs.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+// Which frames of the inputs are taken.
+struct FrameSelection {
+    int64_t every = 1;
+    int64_t max = 0; // 0: no limit
+    bool skipBad = false;
+};
+
+// A decoded picture or video frame. `pixels` is valid while it is visited.
+struct SourceFrame {
+    const AVFrame* pixels;
+    const std::string& path;
+    const std::string& name;
+    int64_t number;                // in its video, from 0; 0 for a picture
+    std::optional<double> seconds; // from the start of the video
+};
+
+using FrameVisitor = std::function<void(const SourceFrame&)>;
+
+struct ReadSummary {
+    bool isVideo = false;
+    int64_t visited = 0;
+    std::vector<Skipped> skipped; // what was left out of the inputs, and then while reading
+};
+
+// Decodes the inputs one frame at a time and shows each frame to `visit`. With `skipBad` a
+// BadPicture, whether from decoding or from `visit`, is noted in the summary and reading goes on.
+ReadSummary readFrames(InputList inputs, const FrameSelection& selection, Progress& progress,
+                       PhaseTimes& times, const FrameVisitor& visit);
+
+// Decodes some frames of a burst again, given by ascending indices, and shows each to `visit`. A
+// video is decoded from its start. Throws BadPicture for a file that is not what it was.
+void rereadFrames(const Measurement& measured, std::span<const size_t> indices, PhaseTimes& times,
+                  const std::function<void(size_t, const AVFrame&)>& visit);

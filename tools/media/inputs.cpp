@@ -1,0 +1,100 @@
+#include "media/inputs.h"
+
+#include "base/error.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view pictureExtensions[] = {
+    ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic",
+    ".heif", ".avif", ".bmp", ".pgm",  ".ppm", ".pnm",  ".jp2", ".j2k",  ".jxl"};
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isPictureName(const fs::path& path) {
+    std::string extension = path.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(), lower);
+    return std::find(std::begin(pictureExtensions), std::end(pictureExtensions), extension) !=
+           std::end(pictureExtensions);
+}
+
+// The digits at `position` without leading zeros; `position` moves past them.
+std::string_view takeNumber(std::string_view text, size_t& position) {
+    while (position < text.size() && text[position] == '0')
+        ++position;
+    const size_t start = position;
+    while (position < text.size() && isDigit(text[position]))
+        ++position;
+    return text.substr(start, position - start);
+}
+
+// Numbers by value, letters without case; names that differ in neither fall back to their bytes.
+bool naturalLess(std::string_view a, std::string_view b) {
+    size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (isDigit(a[i]) && isDigit(b[j])) {
+            const std::string_view first = takeNumber(a, i), second = takeNumber(b, j);
+            if (first.size() != second.size())
+                return first.size() < second.size();
+            if (first != second)
+                return first < second;
+        } else {
+            const char first = lower(a[i++]), second = lower(b[j++]);
+            if (first != second)
+                return static_cast<unsigned char>(first) < static_cast<unsigned char>(second);
+        }
+    }
+    if (i < a.size() || j < b.size())
+        return i == a.size();
+    return a < b;
+}
+
+void addFolder(InputList& list, const std::string& folder, bool bareNames) {
+    std::vector<fs::directory_entry> entries;
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        entries.push_back(*at);
+    if (error)
+        throw InputError(folder, error.message());
+    std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+        return naturalLess(a.path().filename().string(), b.path().filename().string());
+    });
+
+    const size_t before = list.files.size();
+    for (const fs::directory_entry& entry : entries) {
+        const std::string path = entry.path().string();
+        const std::string file = entry.path().filename().string();
+        const std::string& name = bareNames ? file : path;
+        std::error_code ignored;
+        if (entry.is_directory(ignored))
+            list.skipped.push_back({name, "a folder"});
+        else if (file.front() == '.')
+            list.skipped.push_back({name, "a hidden file"});
+        else if (!isPictureName(entry.path()))
+            list.skipped.push_back({name, "not a picture"});
+        else
+            list.files.push_back({path, name});
+    }
+    if (list.files.size() == before)
+        throw InputError(folder, "no pictures in this folder");
+}
+
+} // namespace
+
+InputList expandInputs(const std::vector<std::string>& inputs) {
+    InputList list;
+    for (const std::string& input : inputs) {
+        std::error_code ignored;
+        if (fs::is_directory(input, ignored))
+            addFolder(list, input, inputs.size() == 1);
+        else
+            list.files.push_back({input, input});
+    }
+    return list;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "base/burst.h"
+
+#include <string>
+#include <vector>
+
+// One file to read: where it is and what to call it in a table.
+struct InputFile {
+    std::string path;
+    std::string name;
+};
+
+struct InputList {
+    std::vector<InputFile> files;
+    std::vector<Skipped> skipped;
+};
+
+// Expands folders to the pictures in them, in natural order ("img2" before "img10"). In a folder
+// a file is a picture by its extension: a damaged picture is thus still one, and an error. Files
+// are called by their bare name when a single folder was given, and by their path otherwise.
+InputList expandInputs(const std::vector<std::string>& inputs);

@@ -1,0 +1,98 @@
+#include "output/report.h"
+
+#include <fmt/format.h>
+
+using Json = OrderedJson;
+
+namespace {
+
+Json frameJson(const Measurement& measured, size_t index) {
+    const MeasuredFrame& frame = measured.frames[index];
+    return {{"index", index},
+            {"name", frame.name},
+            {"number", frameNumber(measured, index)},
+            {"time", frame.seconds ? Json(*frame.seconds) : Json()},
+            {"pixel_format", frame.pixelFormat},
+            {"format", fmt::format("{:#x}", frame.blur.format)},
+            {"converted", frame.converted},
+            {"cropped", frame.cropped},
+            {"width", frame.blur.width},
+            {"height", frame.blur.height},
+            {"blur", frame.blur.score}};
+}
+
+Json objectJson(const MovingObject& object, bool used) {
+    if (!object.found)
+        return nullptr;
+    return {{"rect", toJson(object.rect)}, {"area", object.area}, {"used", used}};
+}
+
+} // namespace
+
+Json jsonHead(const char* command) {
+    _tag_VERSION_INFO version = {};
+    DRAV_GetVersion(&version);
+    return {{"schema", 1}, {"library", version.version}, {"command", command}};
+}
+
+Json toJson(const __tag_rect& rect) {
+    return Json::array({rect.left, rect.top, rect.right, rect.bottom});
+}
+
+Json pickJson(const Burst& burst) {
+    const Ranking& ranking = burst.ranking;
+    Json json = {{"frames", Json::array()}};
+    for (size_t i = 0; i < burst.measured.frames.size(); ++i) {
+        Json frame = frameJson(burst.measured, i);
+        frame["chosen"] = burst.isChosen(i);
+        frame["best"] = burst.isBest(i);
+        if (burst.moving)
+            frame["moving"] = objectJson(burst.moving->ofFrames[i], burst.moving->used);
+        json["frames"].push_back(std::move(frame));
+    }
+    if (burst.moving)
+        json["moving_used"] = burst.moving->used;
+    json["order"] = burst.measured.order;
+    json["chosen"] = ranking.chosen;
+    json["best"] = ranking.best;
+    return json;
+}
+
+Json groupJson(double gap, std::span<const Burst> bursts) {
+    Json json = {{"group_seconds", gap}, {"bursts", Json::array()}};
+    for (const Burst& burst : bursts) {
+        Json entry = {{"start", burst.start}, {"file_times", burst.fileTimes}};
+        entry.update(pickJson(burst));
+        json["bursts"].push_back(std::move(entry));
+    }
+    return json;
+}
+
+Json blurJson(const Measurement& measured) {
+    Json json = {{"frames", Json::array()}};
+    for (size_t i = 0; i < measured.frames.size(); ++i)
+        json["frames"].push_back(frameJson(measured, i));
+    json["order"] = measured.order;
+    return json;
+}
+
+Json skippedJson(std::span<const Skipped> skipped) {
+    Json json = Json::array();
+    for (const Skipped& file : skipped)
+        json.push_back({{"name", file.name}, {"reason", file.reason}});
+    return json;
+}
+
+Json shiftJson(Shift shift, const ShiftFit& fit) {
+    return {{"dx", shift.dx},
+            {"dy", shift.dy},
+            {"agreement", fit.agreement},
+            {"agreement_unshifted", fit.agreementUnshifted},
+            {"at_limit", fit.atLimit},
+            {"fits", fit.fits}};
+}
+
+// File names need not be UTF-8; JSON has to be.
+std::string printJson(const Json& json, int indent) {
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n";
+}

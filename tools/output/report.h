@@ -1,0 +1,55 @@
+// What the commands say, for people and for programs.
+#pragma once
+
+#include "base/burst.h"
+#include "base/shift.h"
+
+#include <nlohmann/json.hpp>
+
+#include <span>
+#include <string>
+
+// What tells a frame from the others of its burst, in one line: "frame 7 at 0.700 s", "b.jpg".
+std::string frameName(const Measurement& measured, const MeasuredFrame& frame);
+
+// In a video the frame's number, otherwise its index.
+int64_t frameNumber(const Measurement& measured, size_t index);
+
+// "5 % sharper than the median frame".
+std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& frame);
+
+// What became of the search for moving objects, in one line; nothing when none was made.
+std::string movingSentence(const Burst& burst);
+
+// The table of one burst, and of several.
+std::string pickTable(const Burst& burst);
+std::string groupTable(std::span<const Burst> bursts);
+
+// The sharpest frame first.
+std::string blurTable(const Measurement& measured);
+
+// The shift of the second picture against the first.
+std::string shiftText(Shift shift, const ShiftFit& fit);
+
+// JSON (docs/json.md).
+using OrderedJson = nlohmann::ordered_json;
+
+// What every output starts with.
+OrderedJson jsonHead(const char* command);
+
+OrderedJson toJson(const __tag_rect& rect);
+OrderedJson pickJson(const Burst& burst);
+OrderedJson groupJson(double gap, std::span<const Burst> bursts);
+OrderedJson blurJson(const Measurement& measured);
+OrderedJson skippedJson(std::span<const Skipped> skipped);
+OrderedJson shiftJson(Shift shift, const ShiftFit& fit);
+
+// Indented, or in one line with an indent of -1; a line feed ends it.
+std::string printJson(const OrderedJson& json, int indent = 2);
+
+// Comma-separated values with a header line (docs/tool.md): a line for each frame, in the order of
+// the burst. `numbered` adds the number of the burst, from 1.
+std::string pickCsv(std::span<const Burst> bursts, bool numbered);
+
+// The sharpest frame first.
+std::string blurCsv(const Measurement& measured);

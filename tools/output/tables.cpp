@@ -1,0 +1,260 @@
+#include "output/report.h"
+
+#include "base/text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <unistd.h>
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+// Columns that UTF-8 text takes, counting one for each code point.
+size_t displayWidth(std::string_view text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    }));
+}
+
+std::string padded(const std::string& text, size_t width, bool left) {
+    const std::string spaces(width - displayWidth(text), ' ');
+    return left ? text + spaces : spaces + text;
+}
+
+std::string formatTable(const std::vector<Row>& rows, std::span<const char> leftAligned,
+                        std::span<const size_t> boldRows) {
+    std::vector<size_t> widths(leftAligned.size());
+    for (const Row& row : rows)
+        for (size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], displayWidth(row[i]));
+    std::string text;
+    for (size_t r = 0; r < rows.size(); ++r) {
+        std::string line;
+        for (size_t i = 0; i < rows[r].size(); ++i)
+            line += (i == 0 ? "" : "  ") + padded(rows[r][i], widths[i], leftAligned[i]);
+        line.erase(line.find_last_not_of(' ') + 1);
+        const bool bold = std::find(boldRows.begin(), boldRows.end(), r) != boldRows.end();
+        text += bold ? fmt::format("\x1b[1m{}\x1b[0m\n", line) : line + "\n";
+    }
+    return text;
+}
+
+std::string timeText(const MeasuredFrame& frame) {
+    return frame.seconds ? fmt::format("{:.3f} s", *frame.seconds) : "-";
+}
+
+// What tells a frame from the others: its time in a video, its file among pictures.
+std::string placeText(const Measurement& measured, const MeasuredFrame& frame) {
+    return measured.isVideo ? timeText(frame) : oneLine(frame.name);
+}
+
+// One line about `count` frames that share something, naming the first of them.
+std::string note(const Measurement& measured, size_t count, const MeasuredFrame& first,
+                 const std::string& text) {
+    std::string which = frameName(measured, first);
+    if (count == measured.frames.size() && count > 1)
+        which = "all frames";
+    else if (count > 1)
+        which = fmt::format("{} from {}", counted(count, "frame"), which);
+    return fmt::format("Note: {}: {}.\n", which, text);
+}
+
+std::string notes(const Measurement& measured) {
+    size_t converted = 0, cropped = 0;
+    const MeasuredFrame* firstConverted = nullptr;
+    const MeasuredFrame* firstCropped = nullptr;
+    for (const MeasuredFrame& frame : measured.frames) {
+        if (frame.converted && converted++ == 0)
+            firstConverted = &frame;
+        if (frame.cropped && cropped++ == 0)
+            firstCropped = &frame;
+    }
+    std::string text;
+    if (converted > 0)
+        text += note(measured, converted, *firstConverted,
+                     fmt::format("converted to 8-bit 4:2:0 before measuring ({})",
+                                 firstConverted->pixelFormat));
+    if (cropped > 0)
+        text += note(measured, cropped, *firstCropped,
+                     fmt::format("measured without the last column or row of an odd size ({})",
+                                 sizeText(firstCropped->width, firstCropped->height)));
+    return text;
+}
+
+std::string objectText(const MovingObject& object) {
+    const __tag_rect& rect = object.rect;
+    return object.found ? fmt::format("{} at {},{}",
+                                      sizeText(rect.right - rect.left, rect.bottom - rect.top),
+                                      rect.left, rect.top)
+                        : "-";
+}
+
+std::string areaText(const MovingObject& object) {
+    return object.found ? std::to_string(object.area) : "-";
+}
+
+std::string bestSentence(const Burst& burst) {
+    const Measurement& measured = burst.measured;
+    const MeasuredFrame& winner = measured.frames[static_cast<size_t>(burst.ranking.best)];
+    return fmt::format("Best: {}, {}; kept {} of {}.\n", frameName(measured, winner),
+                       comparedWithMedian(measured, winner), burst.ranking.chosen.size(),
+                       measured.frames.size());
+}
+
+Row pickRow(const Burst& burst, size_t i) {
+    const Measurement& measured = burst.measured;
+    const MeasuredFrame& frame = measured.frames[i];
+    Row row = {std::to_string(frameNumber(measured, i)), placeText(measured, frame),
+               std::to_string(frame.blur.score)};
+    if (burst.moving) {
+        row.push_back(objectText(burst.moving->ofFrames[i]));
+        row.push_back(areaText(burst.moving->ofFrames[i]));
+    }
+    row.push_back(burst.isChosen(i) ? "yes" : "");
+    row.push_back(burst.isBest(i) ? "best" : "");
+    return row;
+}
+
+// A row for each frame; bold ones only on a terminal.
+std::string pickRows(std::span<const Burst> bursts, bool numbered,
+                     std::span<const size_t> boldRows) {
+    const bool video = bursts.front().measured.isVideo;
+    Row head = {"frame", video ? "time" : "file", "blur score", "chosen", "best"};
+    std::vector<char> left = {false, !video, false, true, true};
+    if (bursts.front().moving) {
+        head.insert(head.begin() + 3, {"moving object", "area"});
+        left.insert(left.begin() + 3, {true, false});
+    }
+    std::vector<Row> rows = {head};
+    for (const Burst& burst : bursts)
+        for (size_t i = 0; i < burst.measured.frames.size(); ++i)
+            rows.push_back(pickRow(burst, i));
+    if (numbered) {
+        left.insert(left.begin(), false);
+        rows[0].insert(rows[0].begin(), "burst");
+        size_t row = 1;
+        for (size_t b = 0; b < bursts.size(); ++b)
+            for (size_t i = 0; i < bursts[b].measured.frames.size(); ++i, ++row)
+                rows[row].insert(rows[row].begin(), std::to_string(b + 1));
+    }
+    return formatTable(rows, left,
+                       isatty(STDOUT_FILENO) == 1 ? boldRows : std::span<const size_t>{});
+}
+
+// Where the capture times of grouped pictures came from, unless all were in the pictures.
+std::string timesNote(std::span<const Burst> bursts) {
+    size_t files = 0, frames = 0;
+    for (const Burst& burst : bursts) {
+        files += burst.fileTimes;
+        frames += burst.measured.frames.size();
+    }
+    if (files == 0)
+        return "";
+    return fmt::format("Note: {} of {} without a capture time: grouped by when the file was last "
+                       "changed.\n",
+                       counted(files, "frame"), frames);
+}
+
+std::string shiftVerdict(const ShiftFit& fit) {
+    if (fit.atLimit)
+        return "The search ended at its limit: the true shift may be larger, or there is none.\n";
+    return fit.fits ? "The shift fits.\n"
+                    : "The shift does not fit: something else than a shift (a turn, a large "
+                      "object, another scene) tells these pictures apart, or it is too large.\n";
+}
+
+} // namespace
+
+std::string frameName(const Measurement& measured, const MeasuredFrame& frame) {
+    if (!measured.isVideo)
+        return oneLine(frame.name);
+    return fmt::format("frame {} at {}", frame.number, timeText(frame));
+}
+
+int64_t frameNumber(const Measurement& measured, size_t i) {
+    return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
+}
+
+std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {
+    if (measured.frames.size() == 1)
+        return "the only frame";
+    if (measured.medianScore == 0)
+        return best.blur.score == 0 ? "as flat as the median frame"
+                                    : "while the median frame is flat";
+    const double percent = (best.blur.score / measured.medianScore - 1) * 100;
+    const std::string amount =
+        fmt::format("{:.{}f}", std::abs(percent), std::abs(percent) < 1 ? 1 : 0);
+    if (amount == "0.0")
+        return "as sharp as the median frame";
+    return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
+}
+
+std::string movingSentence(const Burst& burst) {
+    if (!burst.moving)
+        return "";
+    const MovingObjects& moving = *burst.moving;
+    const size_t n = moving.ofFrames.size();
+    std::string text = moving.found == 0 ? "Moving: nothing was found"
+                                         : fmt::format("Moving: an object in {} of {}",
+                                                       moving.found, counted(n, "frame"));
+    if (const auto lonely = n - static_cast<size_t>(moving.compared); lonely > 0 && n > 1)
+        text += fmt::format(" ({} not comparable with the neighbours)", lonely);
+    if (moving.used)
+        return text + "; its sharpness, size and place count.\n";
+    return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
+}
+
+std::string pickTable(const Burst& burst) {
+    const Measurement& measured = burst.measured;
+    const auto best = static_cast<size_t>(burst.ranking.best);
+    const size_t boldRow = best + 1;
+    return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + movingSentence(burst) +
+           bestSentence(burst);
+}
+
+std::string groupTable(std::span<const Burst> bursts) {
+    std::vector<size_t> boldRows;
+    size_t row = 1, frames = 0, kept = 0;
+    std::string notesOfBursts;
+    for (size_t i = 0; i < bursts.size(); ++i) {
+        const Burst& burst = bursts[i];
+        boldRows.push_back(row + static_cast<size_t>(burst.ranking.best));
+        row += burst.measured.frames.size();
+        frames += burst.measured.frames.size();
+        kept += burst.ranking.chosen.size();
+        for (const std::string& line : {notes(burst.measured), movingSentence(burst)})
+            if (!line.empty())
+                notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
+    }
+    return pickRows(bursts, true, boldRows) + notesOfBursts + timesNote(bursts) +
+           fmt::format("{}; kept {} of {}.\n", counted(bursts.size(), "burst"), kept,
+                       counted(frames, "frame"));
+}
+
+std::string blurTable(const Measurement& measured) {
+    std::vector<Row> rows = {{"blur score", measured.isVideo ? "frame" : "file"}};
+    if (measured.isVideo)
+        rows[0].push_back("time");
+    for (const size_t i : measured.order) {
+        const MeasuredFrame& frame = measured.frames[i];
+        Row row = {std::to_string(frame.blur.score)};
+        if (measured.isVideo)
+            row.push_back(std::to_string(frame.number));
+        row.push_back(placeText(measured, frame));
+        rows.push_back(std::move(row));
+    }
+    const char left[] = {false, !measured.isVideo, false};
+    return formatTable(rows, left, {}) + notes(measured);
+}
+
+std::string shiftText(Shift shift, const ShiftFit& fit) {
+    const std::string pair = pairText(shift.dx, shift.dy);
+    return fmt::format(
+        "Shift of B against A: {0}; pixel p of B shows what pixel p + {0} of A "
+        "shows.\nEqual bits: {1:.1f} % of the overlap; without the shift {2:.1f} %.\n"
+        "{3}",
+        pair, 100 * fit.agreement, 100 * fit.agreementUnshifted, shiftVerdict(fit));
+}
