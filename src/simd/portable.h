@@ -146,12 +146,11 @@ struct Gather {
 
 // The box filter.
 
-// The upper halves of the products. GCC 12 compiles the products of single lanes wrongly for
-// RISC-V.
+// The upper halves of the products.
 inline U16 multiplyHigh(U16 a, U16 b) {
-    using Wide [[gnu::vector_size(2 * vectorBytes)]] = uint32_t;
-    const Wide products = __builtin_convertvector(a, Wide) * __builtin_convertvector(b, Wide);
-    return __builtin_convertvector(products >> 16, U16);
+    for (int i = 0; i < vectorBytes / 2; ++i)
+        a[i] = static_cast<uint16_t>(a[i] * uint32_t{b[i]} >> 16);
+    return a;
 }
 
 // From the lane `first` on, those of both one after the other.
