@@ -1,4 +1,4 @@
-// What every entry point leaves behind when an allocation fails.
+// What every entry point has done when an allocation fails: nothing.
 #include "support/cases.h"
 #include "support/world.h"
 
