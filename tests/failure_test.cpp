@@ -1,4 +1,4 @@
-// What every entry point has done when an allocation fails: nothing.
+// What every entry point leaves to its caller when an allocation fails.
 #include "support/cases.h"
 #include "support/world.h"
 
