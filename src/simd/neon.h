@@ -1,4 +1,4 @@
-// What the kernels need of the instruction set: NEON, which every 64-bit Arm processor has.
+// NEON, which every 64-bit Arm processor has.
 #pragma once
 
 #define KELVANE_TARGET neon
@@ -22,17 +22,6 @@ namespace kelvane::neon {
 
 namespace {
 
-// Interleaved channels. `splitTwo` takes two vectors, the others read or write memory.
-
-inline Channels<2> splitTwo(U8 a, U8 b) {
-    return {
-        {(U8)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b), (U8)vuzp2q_u8((uint8x16_t)a, (uint8x16_t)b)}};
-}
-
-inline void joinTwo(uint8_t* bytes, const Channels<2>& two) {
-    vst2q_u8(bytes, {{(uint8x16_t)two.vectors[0], (uint8x16_t)two.vectors[1]}});
-}
-
 inline Channels<3> splitThree(const uint8_t* bytes) {
     const uint8x16x3_t three = vld3q_u8(bytes);
     return {{(U8)three.val[0], (U8)three.val[1], (U8)three.val[2]}};
@@ -43,58 +32,29 @@ inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
                       (uint8x16_t)three.vectors[2]}});
 }
 
-// Sums and packing. What has two arguments packs each block of 16 bytes from those of both, in
-// turn.
-
-// Of lanes that fit the narrower ones.
-inline I16 packed(I32 a, I32 b) { return (I16)vuzp1q_s16((int16x8_t)a, (int16x8_t)b); }
-inline U8 packed(I16 a, I16 b) { return (U8)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b); }
-
-inline U16 lowHalves(U32 a, U32 b) { return (U16)packed((I32)a, (I32)b); }
-
-// Puts into the order of memory what was packed from runs of `run` bytes of every block.
-template <int run>
-inline U8 inOrder(U8 blocks) {
-    return blocks;
+inline U16 lowerBytes(U16 even, U16 odd) {
+    return (U16)vtrn1q_u8((uint8x16_t)even, (uint8x16_t)odd);
 }
 
-// a[0] * weights[0] + a[1] * weights[1] of every pair of lanes.
-inline I32 weightedPairs(I16 a, I16 weights) {
-    const int32x4_t low = vmull_s16(vget_low_s16((int16x8_t)a), vget_low_s16((int16x8_t)weights));
-    return (I32)vpaddq_s32(low, vmull_high_s16((int16x8_t)a, (int16x8_t)weights));
+inline U16 upperHalves(U32 even, U32 odd) {
+    return (U16)vtrn2q_u16((uint16x8_t)even, (uint16x8_t)odd);
 }
 
-// Adds |a - b|, of all lanes, to the sums.
-inline U64 addDifferences(U64 sums, U8 a, U8 b) {
-    const uint8x16_t differences = vabdq_u8((uint8x16_t)a, (uint8x16_t)b);
-    return (U64)vpadalq_u32((uint64x2_t)sums, vpaddlq_u16(vpaddlq_u8(differences)));
+inline U8 upperBytes(U16 even, U16 odd) { return (U8)vtrn2q_u8((uint8x16_t)even, (uint8x16_t)odd); }
+
+inline U8 saturatedBytes(I16 even, I16 odd) {
+    const uint8x8_t a = vqmovun_s16((int16x8_t)even), b = vqmovun_s16((int16x8_t)odd);
+    return (U8)vcombine_u8(vzip1_u8(a, b), vzip2_u8(a, b));
 }
 
-// A bit for every byte, set where a >= b.
-inline uint64_t notBelow(U8 a, U8 b) {
-    constexpr uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-    const uint8x16_t bits = vandq_u8(vcgeq_u8((uint8x16_t)a, (uint8x16_t)b), weights);
-    return static_cast<uint64_t>(vaddv_u8(vget_low_u8(bits)) | vaddv_u8(vget_high_u8(bits)) << 8);
+inline U16 multiplyHigh(U16 a, U16 b) {
+    const auto low = vmull_u16(vget_low_u16((uint16x8_t)a), vget_low_u16((uint16x8_t)b));
+    const auto high = vmull_high_u16((uint16x8_t)a, (uint16x8_t)b);
+    return (U16)vuzp2q_u16((uint16x8_t)low, (uint16x8_t)high);
 }
 
-// The number of set bits in every lane.
-inline U64 bitCounts(U64 a) {
-    return (U64)vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(vcntq_u8((uint8x16_t)a))));
-}
-
-// Resized rows.
-
-inline U8 average(U8 a, U8 b) { // rounded up
-    return (U8)vrhaddq_u8((uint8x16_t)a, (uint8x16_t)b);
-}
-
-// (a * factor) >> 15, with a factor of -2^14 to 2^14 - 1.
 inline I16 highProduct(I16 a, int16_t factor) { return (I16)vqdmulhq_n_s16((int16x8_t)a, factor); }
 
-// Half a vector of bytes as 16-bit lanes.
-inline U16 loadWidened(const uint8_t* bytes) { return (U16)vmovl_u8(vld1_u8(bytes)); }
-
-// (a * aFactor + b * bFactor + 2^13) >> 14, of lanes of -128 to 127.
 inline I16 scaledSum(I16 a, int16_t aFactor, I16 b, int16_t bFactor) {
     int32x4_t low = vmull_n_s16(vget_low_s16((int16x8_t)a), aFactor);
     int32x4_t high = vmull_high_n_s16((int16x8_t)a, aFactor);
@@ -103,15 +63,35 @@ inline I16 scaledSum(I16 a, int16_t aFactor, I16 b, int16_t bFactor) {
     return (I16)vrshrn_high_n_s32(vrshrn_n_s32(low, 14), high, 14);
 }
 
-// The same of one. The instruction shifts by 15.
+// The instruction shifts by 15.
 inline I16 scaled(I16 a, int16_t factor) {
     return (I16)vqrdmulhq_n_s16((int16x8_t)(a + a), factor);
 }
 
-// Lanes of both in turn, saturated.
-inline U8 saturatedBytes(I16 even, I16 odd) {
-    const uint8x8_t a = vqmovun_s16((int16x8_t)even), b = vqmovun_s16((int16x8_t)odd);
-    return (U8)vcombine_u8(vzip1_u8(a, b), vzip2_u8(a, b));
+inline I32 weightedPairs(I16 a, I16 weights) {
+    const int32x4_t low = vmull_s16(vget_low_s16((int16x8_t)a), vget_low_s16((int16x8_t)weights));
+    return (I32)vpaddq_s32(low, vmull_high_s16((int16x8_t)a, (int16x8_t)weights));
+}
+
+inline U16 sumsOfBytes(U16 a) { return (U16)vpaddlq_u8((uint8x16_t)a); }
+
+inline U32 sumsOfPairs(U16 a) { return (U32)vpaddlq_s16((int16x8_t)a); }
+
+inline U64 addDifferences(U64 sums, U8 a, U8 b) {
+    const uint8x16_t differences = vabdq_u8((uint8x16_t)a, (uint8x16_t)b);
+    return (U64)vpadalq_u32((uint64x2_t)sums, vpaddlq_u16(vpaddlq_u8(differences)));
+}
+
+inline U64 bitCounts(U64 a) {
+    return (U64)vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(vcntq_u8((uint8x16_t)a))));
+}
+
+inline U8 average(U8 a, U8 b) { return (U8)vrhaddq_u8((uint8x16_t)a, (uint8x16_t)b); }
+
+inline uint64_t notBelow(U8 a, U8 b) {
+    constexpr uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    const uint8x16_t bits = vandq_u8(vcgeq_u8((uint8x16_t)a, (uint8x16_t)b), weights);
+    return static_cast<uint64_t>(vaddv_u8(vget_low_u8(bits)) | vaddv_u8(vget_high_u8(bits)) << 8);
 }
 
 // One table look-up spans all windows. All first bytes, then all second ones.
@@ -150,51 +130,8 @@ struct Gather {
     }
 };
 
-// The box filter.
-
-inline U16 multiplyHigh(U16 a, U16 b) {
-    const auto low = vmull_u16(vget_low_u16((uint16x8_t)a), vget_low_u16((uint16x8_t)b));
-    const auto high = vmull_high_u16((uint16x8_t)a, (uint16x8_t)b);
-    return (U16)vuzp2q_u16((uint16x8_t)low, (uint16x8_t)high);
-}
-
-template <int first>
-[[gnu::always_inline]] inline U16 lanesFrom(U16 a, U16 b) {
-    return (U16)vextq_u16((uint16x8_t)a, (uint16x8_t)b, first);
-}
-
-inline U16 lowerBytes(U16 even, U16 odd) {
-    return (U16)vtrn1q_u8((uint8x16_t)even, (uint8x16_t)odd);
-}
-
-inline U16 prefixSums(U16 a) {
-    a += lanesFrom<7>(U16{}, a);
-    a += lanesFrom<6>(U16{}, a);
-    return a + lanesFrom<4>(U16{}, a);
-}
-
-inline U32 prefixSums(U32 a) {
-    a += (U32)lanesFrom<6>(U16{}, (U16)a);
-    return a + (U32)lanesFrom<4>(U16{}, (U16)a);
-}
-
-inline U16 lastLane(U16 a) { return (U16)vdupq_laneq_u16((uint16x8_t)a, 7); }
-inline U32 lastLane(U32 a) { return (U32)vdupq_laneq_u32((uint32x4_t)a, 3); }
-
-inline U16 sumsOfBytes(U16 a) { return (U16)vpaddlq_u8((uint8x16_t)a); }
-
-inline U32 lowerOfPairs(U16 a) { return (U32)((I32)((U32)a << 16) >> 16); }
-inline U32 upperOfPairs(U16 a) { return (U32)((I32)a >> 16); }
-inline U32 sumsOfPairs(U16 a) { return (U32)vpaddlq_s16((int16x8_t)a); }
-
-inline U8 upperBytes(U16 a, U16 b) { return (U8)vtrn2q_u8((uint8x16_t)a, (uint8x16_t)b); }
-inline U8 upperBytes(U32 a, U32 b, U32 c, U32 d) {
-    const auto upperHalves = [](U32 even, U32 odd) {
-        return (U16)vtrn2q_u16((uint16x8_t)even, (uint16x8_t)odd);
-    };
-    return upperBytes(upperHalves(a, c), upperHalves(b, d));
-}
-
 } // namespace
 
 } // namespace kelvane::neon
+
+#include "simd/operations.h"

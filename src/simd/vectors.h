@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 namespace kelvane::KELVANE_TARGET {
@@ -25,6 +26,18 @@ struct Channels {
     U8 vectors[count];
 };
 
+template <int constant>
+using Constant = std::integral_constant<int, constant>;
+
+template <typename Vector>
+using Lane = std::remove_reference_t<decltype(Vector{}[0])>;
+
+template <typename Vector>
+constexpr int laneCount = sizeof(Vector) / sizeof(Lane<Vector>);
+
+template <typename Vector>
+using LaneIndexes = std::make_integer_sequence<int, laneCount<Vector>>;
+
 // A vector, or a single value for what no vector fits.
 template <typename Value>
 [[gnu::always_inline]] inline Value load(const void* bytes) {
@@ -38,21 +51,6 @@ template <typename Value>
     std::memcpy(bytes, &value, sizeof value);
 }
 
-template <typename Lane>
-struct Lanes {
-    alignas(vectorBytes) Lane lanes[vectorBytes / static_cast<int64_t>(sizeof(Lane))] = {};
-};
-
-// One number after the other.
-template <typename Lane, int first>
-constexpr Lanes<Lane> numbersFrom = [] {
-    Lanes<Lane> numbers;
-    Lane number = first;
-    for (Lane& lane : numbers.lanes)
-        lane = number++;
-    return numbers;
-}();
-
 template <typename Value>
 [[gnu::always_inline]] inline Value smaller(Value a, Value b) {
     return a < b ? a : b;
@@ -63,55 +61,49 @@ template <typename Value>
     return a > b ? a : b;
 }
 
-#ifndef KELVANE_MASKS_BYTES
-// The first bytes, at most a vector's, and zeros.
-[[gnu::always_inline]] inline U8 loadFirst(const uint8_t* bytes, int64_t count) {
-    U8 value = {};
-    std::memcpy(&value, bytes, static_cast<size_t>(count));
-    return value;
-}
-
-[[gnu::always_inline]] inline void storeFirst(uint8_t* bytes, U8 value, int64_t count) {
-    std::memcpy(bytes, &value, static_cast<size_t>(count));
-}
-#endif
-
 // Where a vector of `size` elements starts that shall process from `position`: the last one of a
 // row goes over some elements again, so that it ends with the row.
 [[gnu::always_inline]] inline int64_t vectorStart(int64_t position, int64_t size, int64_t count) {
     return smaller(position, count - size);
 }
 
-// From the lane `first` on every second one of both, block by block of 16 bytes: two of the one,
-// then two of the other.
-template <int first, int... lane>
-[[gnu::always_inline]] inline U32 everySecond(U32 a, U32 b, std::integer_sequence<int, lane...>) {
-    return __builtin_shufflevector(
-        a, b, (lane / 4 * 4 + lane % 2 * 2 + first + lane % 4 / 2 * (vectorBytes / 4))...);
+template <typename Vector, typename ValueAt, int... lane>
+[[gnu::always_inline]] inline Vector generated(ValueAt, std::integer_sequence<int, lane...>) {
+    return Vector{static_cast<Lane<Vector>>(ValueAt{}(lane))...};
 }
 
-using LaneIndexes = std::make_integer_sequence<int, vectorBytes / 4>;
-
-[[gnu::always_inline]] inline U32 evenLanes(U32 a, U32 b) {
-    return everySecond<0>(a, b, LaneIndexes());
-}
-[[gnu::always_inline]] inline U32 oddLanes(U32 a, U32 b) {
-    return everySecond<1>(a, b, LaneIndexes());
+// The constant vector with valueAt(i) in lane i.
+template <typename Vector, typename ValueAt>
+[[gnu::always_inline]] inline Vector generated(ValueAt valueAt) {
+    return generated<Vector>(valueAt, LaneIndexes<Vector>());
 }
 
-template <int... lane>
-[[gnu::always_inline]] inline U8 lanesBelow(int64_t count, std::integer_sequence<int, lane...>) {
-    return (U8)(U8{lane...} < static_cast<uint8_t>(count));
+template <typename Vector, typename LaneAt, int... lane>
+[[gnu::always_inline]] inline Vector shuffled(Vector a, Vector b, LaneAt,
+                                              std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(a, b, LaneAt{}(lane)...);
 }
 
-// All bits of the first `count` bytes.
-[[gnu::always_inline]] inline U8 firstLanes(int64_t count) {
-    return lanesBelow(count, std::make_integer_sequence<int, vectorBytes>());
+// In lane i the lane laneAt(i) of both, those of `b` counted after those of `a`.
+template <typename Vector, typename LaneAt>
+[[gnu::always_inline]] inline Vector shuffled(Vector a, Vector b, LaneAt laneAt) {
+    return shuffled(a, b, laneAt, LaneIndexes<Vector>());
 }
+
+// All bits of the first `count` lanes.
+template <typename Vector>
+[[gnu::always_inline]] inline Vector firstLanes(int64_t count) {
+    return (Vector)(generated<Vector>([](int i) { return i; }) < static_cast<Lane<Vector>>(count));
+}
+
+// For a set without byte shuffles.
+struct NoGather {
+    static constexpr bool isPossible = false;
+};
 
 [[gnu::always_inline]] inline int64_t sumOfLanes(U64 a) {
     int64_t sum = 0;
-    for (int64_t i = 0; i < vectorBytes / 8; ++i)
+    for (int i = 0; i < laneCount<U64>; ++i)
         sum += static_cast<int64_t>(a[i]);
     return sum;
 }

@@ -17,7 +17,7 @@ struct RowRest {
     U8 counted;
 
     RowRest(int64_t bytes, int64_t done, uint8_t lastByte)
-        : start(bytes - vectorBytes), counted(~firstLanes(done - start)) {
+        : start(bytes - vectorBytes), counted(~firstLanes<U8>(done - start)) {
         counted[vectorBytes - 1] &= lastByte;
     }
 };
@@ -64,7 +64,7 @@ int64_t countMaskedDifferences(const BitArea& area, const uint8_t* counted) {
     U64 counts = {};
     for (int64_t next = 0; next < area.bytes; next += vectorBytes) {
         const int64_t x = vectorStart(next, vectorBytes, area.bytes);
-        const U64 mask = (U64)(load<U8>(counted + x) & ~firstLanes(next - x));
+        const U64 mask = (U64)(load<U8>(counted + x) & ~firstLanes<U8>(next - x));
         const uint8_t* a = area.a + x;
         const uint8_t* b = area.b + x;
         for (int64_t y = 0; y < area.rows; ++y, a += area.pitch, b += area.pitch)
@@ -97,7 +97,7 @@ void countThreeDifferences(const BitArea& area, int64_t sums[3]) {
         if (whole > 0 && whole < area.bytes) {
             const int64_t x = area.bytes - vectorBytes;
             counts.add(load<U32>(a + x), loadShifted<U32>(b + x, area.shift),
-                       interior & (U32)~firstLanes(whole - x));
+                       interior & (U32)~firstLanes<U8>(whole - x));
         } else {
             for (int64_t x = whole; x < area.bytes; x += 4)
                 counts.add(U32{load<uint32_t>(a + x)},

@@ -88,13 +88,6 @@ template <typename Add>
     add(0, second - lowerOfPairs(odd));
 }
 
-// All bits set in the lanes from `first` on.
-template <typename Counter>
-[[gnu::always_inline]] inline auto lanesSetFrom(int64_t first) {
-    using Vector = typename VectorOf<Counter>::Type;
-    return (Vector)(load<Vector>(numbersFrom<Counter, 0>.lanes) >= static_cast<Counter>(first));
-}
-
 // A missing row counts as zeros, which `both` rules out.
 template <typename Counter, int channels, bool both>
 void moveRows(void* sums, const BoxRow& row, const BoxRowChange& change) {
@@ -141,7 +134,7 @@ void moveRows(void* sums, const BoxRow& row, const BoxRowChange& change) {
     // The last vector goes over some columns again, to which it adds nothing.
     while (last >= 0 && next < last + groups) {
         const int64_t start = smaller(next, last);
-        moveVector(start, lanesSetFrom<Counter>(next - start));
+        moveVector(start, ~firstLanes<Vector>(next - start));
         next = start + groups;
     }
     const int64_t x = next * group;

@@ -44,9 +44,9 @@ template <int distance>
     if constexpr (lanes == 0)
         return middle;
     else if constexpr (lanes > 0)
-        return lanesFrom<lanes>(middle, after);
+        return lanesAfter(middle, after, Constant<lanes>());
     else
-        return lanesFrom<vectorBytes / 2 + lanes>(before, middle);
+        return lanesAfter(before, middle, Constant<laneCount<U16> + lanes>());
 }
 
 // The means of the windows around the middle vector.

@@ -21,7 +21,7 @@ struct LumaSampler {
     }
     static I32 sums(const uint8_t* upper, const uint8_t* lower) {
         const U16 columns = (load<U16>(upper) & 0xFF) + (load<U16>(lower) & 0xFF);
-        return weightedPairs((I16)columns, I16{} + 1);
+        return (I32)sumsOfPairs(columns);
     }
     static I16 samples(I32 a, I32 b) { return (packed(a, b) + 2) >> 2; }
 };
@@ -37,9 +37,8 @@ struct PackedLumaSampler {
         return (load<I32>(upper) & 0xFF) + (load<I32>(lower) & 0xFF);
     }
     static I32 sums(const uint8_t* upper, const uint8_t* lower) {
-        return weightedPairs(
-            packed(columns(upper, lower), columns(upper + vectorBytes, lower + vectorBytes)),
-            I16{} + 1);
+        return (I32)sumsOfPairs(
+            (U16)packed(columns(upper, lower), columns(upper + vectorBytes, lower + vectorBytes)));
     }
     static I16 samples(I32 a, I32 b) { return LumaSampler::samples(a, b); }
 };
@@ -157,7 +156,7 @@ U64 addNeighbourDifferences(U64 sums, const uint8_t* row, const uint8_t* above, 
     int64_t x = columns - vectorBytes;
     for (; x >= 1; x -= vectorBytes)
         add(x, ~U8{});
-    add(1, firstLanes(x + vectorBytes - 1));
+    add(1, firstLanes<U8>(x + vectorBytes - 1));
     return sums;
 }
 

@@ -38,7 +38,7 @@ void countBelowAtStep(const PixelGrid& grid, LimitCounts& counts) {
     // Nothing after the last pixel is read, not even what belongs to its group.
     const int64_t whole = (grid.columns - 1) / vectorBytes * vectorBytes;
     const int64_t rest = grid.columns - vectorBytes;
-    const U8 counted = ~firstLanes(whole - rest);
+    const U8 counted = ~firstLanes<U8>(whole - rest);
     for (int64_t y = 0; y < grid.rows; ++y) {
         const uint8_t* const row = grid.pixels + y * grid.pitch;
         for (int64_t x = 0; x < whole; x += vectorBytes)
