@@ -39,7 +39,7 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
 
-if(KELVANE_BUILD_FUZZ) # the library alone counts its edges, not what it is compared with
+if(KELVANE_BUILD_FUZZ) # only the library counts its edges, not what it is compared with
   target_compile_options(kelvane_library_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 

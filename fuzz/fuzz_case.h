@@ -6,7 +6,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 // Draws from the input, then from an engine that the first bytes of the input seed. Pixels come
-// from the engine alone, so that a short input is enough for a large plane.
+// only from the engine, so that a short input is enough for a large plane.
 class FuzzedRandom : public Random {
 public:
     FuzzedRandom(const uint8_t* data, size_t size)

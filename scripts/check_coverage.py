@@ -24,7 +24,8 @@ def missed_lines(counts):
 
 def untaken_branches(counts):
     """The number of branches, and how many are not taken by place. The instances of a template take
-    a branch together."""
+    a branch together. A condition without any count is none: it is a constant of every instance, or
+    nothing leads to it, which shows in the branch or the line before it."""
     taken = collections.defaultdict(lambda: [0, 0])
     for file in json.loads(pathlib.Path(counts).read_text())["data"][0]["files"]:
         path = re.search(r".*/(src/.*)", file["filename"])[1]
@@ -32,6 +33,7 @@ def untaken_branches(counts):
             both = taken[f"{path}:{line}", column]
             both[0] += true
             both[1] += false
+    taken = {key: both for key, both in taken.items() if any(both)}
     untaken = collections.Counter()
     for (place, _), both in taken.items():
         untaken[place] += both.count(0)

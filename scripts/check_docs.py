@@ -17,7 +17,7 @@ recordings lie, with TREE's tool, library and Java classes at hand:
 
 A comment on the line before a block changes that:
 
-  <!-- not run: REASON -->    it is left alone, and counted with its reason
+  <!-- not run: REASON -->    it is not touched, and counted with its reason
   <!-- file: NAME -->         it is written to NAME in the scratch folder, and not run by itself
   <!-- first: COMMAND -->     COMMAND is run before it
   <!-- then: COMMAND -->      COMMAND is run after it
@@ -74,7 +74,7 @@ def blocks_of(lines):
             yield Block(start, "table", "\n".join(lines[start - 1:i]) + "\n", directives)
             directives = []
         elif directives and lines[start - 1].strip():
-            raise Failure(f"{start}: a comment for the test, and no block behind it")
+            raise Failure(f"{start}: a comment for the test, and no block after it")
         elif re.match(r" {4}\S", lines[start - 1]) and start > 1 and not lines[start - 2].strip() \
                 and not in_list(lines, start - 2):
             raise Failure(f"{start}: fence this block, so that it can be run")

@@ -212,7 +212,7 @@ void expectCounted(Random& random) {
     };
     const int64_t width = random.between(1, random.chance(20) ? 400 : 140);
     const int64_t rows = random.between(1, 12);
-    PlainLevel a = noiseBitmap(random, width, rows); // also behind the last pixel
+    PlainLevel a = noiseBitmap(random, width, rows); // also after the last pixel
     PlainLevel b = noiseBitmap(random, width, rows);
     const Displacement d{anyShift(width), anyShift(rows)};
     const int64_t far = random.chance(20) ? 30 : 1;

@@ -1,4 +1,4 @@
-// What every entry point leaves behind when an allocation fails.
+// What every entry point leaves to its caller when an allocation fails.
 #include "support/cases.h"
 #include "support/world.h"
 

@@ -8,7 +8,8 @@ namespace {
 
 bool equal(const Image& a, const Image& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height &&
-           std::ranges::equal(a.planes, b.planes) && std::ranges::equal(a.pitches, b.pitches);
+           std::equal(a.planes, a.planes + 4, b.planes) &&
+           std::equal(a.pitches, a.pitches + 4, b.pitches);
 }
 
 // Laid out in exactly its block, or untouched where 8 bytes are missing.

@@ -1,4 +1,4 @@
-/* The header alone, and calls through the shared library. Compiled as strict C99 and, by
+/* The header by itself, and calls through the shared library. Compiled as strict C99 and, by
  * interface_test.cpp, as C++20. */
 #include "kelvane/kelvane.h"
 

@@ -82,7 +82,7 @@ TEST(Limits, SidesOfEveryExtreme) {
         EXPECT_EQ(count, width);
         FindMaskBBox(&image, &box);
         EXPECT_EQ(box.bottom, width > 1 ? height : 0);
-        // Corners: the last row and column are taken alone at the end.
+        // Corners: at the end only the last row and column are taken.
         Bytes small(3 * 2);
         Image resized = {0x802, 3, 2, {small.data()}, {3}};
         EXPECT_EQ(imgResize(nullptr, &image, &resized), ERR_NONE);

@@ -149,11 +149,10 @@ TEST_F(Refusal, Alignment) {
         EXPECT_EQ(align(w), ERR_NONE);
         w.displacements = {-1, -1, -1, -1};
     }
-    for (__tag_KIRO_OFFSCREEN* const image : {&first, &second}) // another size than before
-        --image->height;
-    EXPECT_EQ(align(w), ERR_INVALID_PARAM);
-    for (__tag_KIRO_OFFSCREEN* const image : {&first, &second})
-        ++image->height;
+    w.pair.images[1] = &first; // both of another size than before
+    refuses(w, align, {width - 1}, first.width);
+    refuses(w, align, {height - 1}, first.height);
+    w.pair.images[1] = &second;
     EXPECT_EQ(Alignment_Init(nullptr, nullptr), ERR_INVALID_PARAM);
     EXPECT_EQ(Alignment_Uninit(nullptr), ERR_NONE);
 
@@ -172,6 +171,7 @@ TEST_F(Refusal, Alignment) {
     EXPECT_EQ(search(set, set, result, nullptr, 3), ERR_INVALID_PARAM);
     // With fewer stored levels than the pyramids leave, a coarser level has no patches.
     EXPECT_EQ(search(set, set, result, &score, 1), ERR_INVALID_PARAM);
+    EXPECT_EQ(search(set, set, result, &score, -1), ERR_INVALID_PARAM);
     EXPECT_EQ(score, 5);
 
     for (const auto allocate : {allocateBitmaps, allocatePyramid}) {
@@ -197,11 +197,14 @@ TEST_F(Refusal, Alignment) {
 }
 
 TEST_F(Refusal, ChangedRegions) {
-    refuses(w, findRegion, {0}, w.roi, w.pair.images[0], w.pair.images[1], w.params[0].alignment,
-            first.planes[0], second.planes[0]);
-    refuses(w, findRegion, {width - 1}, first.width, second.width);
-    refuses(w, findRegion, {height - 1}, first.height, second.height);
-    refuses(w, findRegion, {0x501}, first.format, second.format);
+    for (__tag_KIRO_OFFSCREEN* const other : {&first, &second}) { // at fault are both, or one
+        w.pair.images[1] = other;
+        refuses(w, findRegion, {0}, w.roi, w.pair.images[0], w.pair.images[1],
+                w.params[0].alignment, first.planes[0], other->planes[0]);
+        refuses(w, findRegion, {width - 1}, first.width, other->width);
+        refuses(w, findRegion, {height - 1}, first.height, other->height);
+        refuses(w, findRegion, {0x501}, first.format, other->format);
+    }
     EXPECT_EQ(roiCalculate(w.roi, &first, &second, w.params[0].alignment, nullptr),
               ERR_INVALID_PARAM);
     refuses(w, makeRoi, {0, -1}, w.made[0], w.made[1]);

@@ -25,7 +25,7 @@ struct Axis {
             return {0, 0};
         return {index, static_cast<long>(fraction * 128.0f + 0.5f)};
     }
-    // Columns that reach the last one take it alone.
+    // Columns that reach the last one take only that.
     Position columnAt(long x) const {
         return at(x).index < sourceSize - 1 ? at(x) : Position{sourceSize - 1, 0};
     }

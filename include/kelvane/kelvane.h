@@ -103,7 +103,7 @@ enum {
 };
 
 /* An image. Row r of plane k starts at `planes[k] + r * pitches[k]`. The engine's functions accept
- * 0x601, 0x603 and 0x802 and measure plane 0 alone: chroma planes may then be null. */
+ * 0x601, 0x603 and 0x802 and measure only plane 0: chroma planes may then be null. */
 struct __tag_KIRO_OFFSCREEN {
     uint32_t format; /* one of the codes above */
     int32_t width;   /* pixels */
@@ -120,7 +120,7 @@ struct _tag_VERSION_INFO {
     const char* notice;
 };
 
-/* A pointer and the count of bytes behind it. */
+/* A pointer and the count of bytes that it leads to. */
 struct _tag_DRAV_DATA {
     void* data;
     int64_t size;
@@ -132,7 +132,7 @@ struct _tag_DRAV_DATA {
  * An arena is a list of blocks inside a buffer of the caller. Each block has a header of 16 bytes
  * (payload size, in-use mark) and a payload that is a multiple of 8 bytes; a terminator header
  * (size -1) ends the list. Allocation takes the first free block that is large enough and splits
- * it when at least 32 bytes would remain behind the new header; release merges free neighbours
+ * it when at least 32 bytes would remain after the new header; release merges free neighbours
  * (first fit with immediate coalescing: Knuth, The Art of Computer Programming 1, 1968). Both walk
  * the list. The arena's whole state lies in its buffer, so it needs no teardown.
  *
@@ -161,7 +161,7 @@ KELVANE_API void VantMemFree(void* handle, void* pointer);
  * not know; the old block then stays in use and intact. A null handle means `realloc`. */
 KELVANE_API void* VantMemRealloc(void* handle, void* pointer, long size);
 
-/* The same on an arena alone; a null handle gives null, or does nothing. */
+/* The same for arenas only; a null handle gives null, or does nothing. */
 KELVANE_API void* VantMemAllocStatic(void* handle, uint32_t size);
 KELVANE_API void VantMemFreeStatic(void* handle, void* pointer);
 KELVANE_API void* VantMemReallocStatic(void* handle, void* pointer, uint32_t size);
@@ -197,12 +197,12 @@ extern "C++" {
 /* Measures `region` of `image`, or with a null region a centred crop that is smaller than the
  * image by a fifth of its shorter side in both directions.
  *
- * Reads `planes[0]` alone, in the formats 0x601, 0x603, 0x801, 0x802, 0x803, 0x501, 0x101, 0x304.
+ * Reads only `planes[0]`, in the formats 0x601, 0x603, 0x801, 0x802, 0x803, 0x501, 0x101, 0x304.
  * The width must be even for every YUV format and the height for 0x601, 0x801 and 0x802. A region
  * must be non-empty and lie inside the image; its edges are rounded down to multiples of 4.
  *
  * `*sharpness` receives a value of at least 0 and below 510; 0 for a flat region, and also for one
- * too small to hold two samples in each direction. It is written on success alone.
+ * too small to hold two samples in each direction. It is written only on success.
  *
  * Scratch: one block of 2 * ceil(floor(width / 4) / 4) * 4 bytes from `memHandle`.
  * ERR_INVALID_PARAM: format, odd size, region, or a null plane that would be read.
@@ -356,7 +356,7 @@ struct _tag_DRAV_MOVINGINFO {
 /* Stores the moving-object information. It is in force when more than half of the objects are
  * usable, and otherwise set aside (which is no error). Frames whose object is too small keep what
  * an earlier call stored for them. Areas are counted inside the part of each rectangle that lies
- * in the mask. The masks are read during the call alone.
+ * in the mask. The masks are read only during the call.
  *
  * ERR_INVALID_PARAM: a null engine, information or object array, and information on at least one
  * object that would be in force with a width below 1; nothing is changed.
@@ -417,7 +417,7 @@ KELVANE_API long FreeProcessorData(void* memHandle, _tag_Preprocessor_Data** rec
 
 /* Storage for the face data of n frames with up to 10 faces each: one zero-filled block, its parts
  * attached to `params[0..n-1]`. An earlier block is released when the call runs out of memory, and
- * otherwise left alone. The caller owns the block until `freeParamsFace` with the same n.
+ * otherwise not touched. The caller owns the block until `freeParamsFace` with the same n.
  * ERR_INVALID_PARAM: null `params` or n below 1; nothing is changed. */
 KELVANE_API long allocParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
 KELVANE_API void freeParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
@@ -482,7 +482,7 @@ KELVANE_API void CalSmallImgSize(long width, long height, long* outWidth, long* 
  *
  *     8 + 16 * dstWidth * channels + 4 * (dstWidth + dstHeight) bytes:
  *
- * the index of the first column that takes the last source column alone (64-bit; dstWidth when
+ * the index of the first column that takes only the last source column (64-bit; dstWidth when
  * none does), room for two rows of samples, which needs no content and keeps none, then one entry
  * for each column and one for each row: source index in the low 16 bits, weight of the next source
  * sample (0..128) in the high 16 bits.
@@ -550,11 +550,12 @@ KELVANE_API long ImageResize_BL_ToBGR24(void* memHandle, const __tag_KIRO_OFFSCR
  * bottom-up planes); they are the same buffer or do not overlap.
  *
  * A box filter with running column sums (McDonnell, 1981) and a fixed-point reciprocal of the
- * window's area: the time per pixel does not depend on the radii. A Gaussian is approximated by
- * repeated box filtering (Wells, 1986). */
+ * window's area: the time per pixel does not depend on the radii. Windows of 3 or 5 columns and at
+ * most 5 rows are summed directly, with the same result. A Gaussian is approximated by repeated box
+ * filtering (Wells, 1986). */
 
 /* Replaces every pixel by the mean of the window from `left` pixels before it to `right` pixels
- * behind it and from `top` rows above to `bottom` rows below. The window ends at the image border,
+ * after it and from `top` rows above to `bottom` rows below. The window ends at the image border,
  * and the mean is taken over the pixels that remain: floor(sum * floor(2^23 / area) / 2^23), which
  * is the truncated mean or one less (a plane of 255 becomes 254 under most windows), and 0 for
  * windows of more than 2^23 pixels. Padding bytes are not written.
@@ -576,8 +577,8 @@ KELVANE_API long GB_BoxBlurA(void* memHandle, const unsigned char* source, long 
  * width, otherwise two; the second and third work in place on the destination.
  *
  * A size of 1 or less copies height * pitch bytes, padding included (a bottom-up plane is copied
- * row by row), unless source and destination are the same. A plane no wider than 2r is left alone:
- * the destination is not written.
+ * row by row), unless source and destination are the same. A plane no wider than 2r is not
+ * filtered: the destination is not written.
  *
  * ERR_INVALID_PARAM: null source or destination, an empty plane, a pitch that is too small; nothing
  * is written. ERR_NO_MEMORY: a pass ran out of memory; the destination holds the passes before. */
@@ -597,8 +598,9 @@ KELVANE_API long GB_GaussianBlurA(void* memHandle, const unsigned char* source, 
  * independently, rows `pitch` bytes apart. Source and destination share size and pitch; they are
  * the same buffer or do not overlap. Padding bytes are not written.
  *
- * Rows are filtered by doubling and tripling spans, columns by the ends and beginnings of blocks
- * (van Herk, 1992; Gil and Werman, 1993): the time per pixel grows with the logarithm of r.
+ * Rows are filtered by spans that become three times as long in each step, columns by the ends and
+ * beginnings of blocks (van Herk, 1992; Gil and Werman, 1993): the time per pixel grows with the
+ * logarithm of r.
  *
  * Memory: one block of (2r + 1) * channels + (S + 8) * (2r + 4) + 151 bytes, rounded down to a
  * multiple of 4, where S is channels * (width + 2r + 18) rounded up to a multiple of 4.
@@ -679,7 +681,7 @@ KELVANE_API long Alignment_Uninit(void** ctx);
  * ERR_INVALID_PARAM: a null argument, result or plane, a count other than 2, a `refIndex` other
  * than 0 or 1, frames that differ or that are not of the size of the context's first alignment;
  * nothing is changed.
- * ERR_NO_MEMORY, in a context's first alignment alone: the context is left as a fresh one, and the
+ * ERR_NO_MEMORY, only in a context's first alignment: the context is left as a fresh one, and the
  * results are zero. An arena refuses the empty bitmap set of a very thin frame. */
 KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
                                        long** results, long recompute);
@@ -688,7 +690,7 @@ KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, 
  * are trusted to hold what their sizes say.
  *
  * A threshold bitmap has rows of ceil(width / 32) * 4 + 4 bytes: little-endian 32-bit words, bit k
- * of word i for pixel 32 * i + k, zero behind the last pixel and in one more word. A grey map has
+ * of word i for pixel 32 * i + k, zero after the last pixel and in one more word. A grey map has
  * a byte per pixel and rows rounded up to 4 bytes. A bitmap set holds the levels s .. L of a frame,
  * finest first, with s = L - k when L > k and else 0: the two coarsest as grey maps, the others as
  * bitmaps. Level s is (width >> s) x (height >> s); coarser levels are halved, rounding up. */
@@ -763,7 +765,7 @@ KELVANE_API unsigned long BitmapOperation2_BF(unsigned char* a, unsigned char* b
                                               long rows, long rowBytes, long dx, long dy, long cx,
                                               long cy);
 
-/* Three counts at once, for dx - 1, dx and dx + 1: whole words alone, bits 1 to 30 of each. */
+/* Three counts at once, for dx - 1, dx and dx + 1: only whole words, bits 1 to 30 of each. */
 KELVANE_API void BitmapOperationline2(unsigned char* a, unsigned char* b, long* sums,
                                       long widthBits, long rows, long rowBytes, long dx, long dy);
 
@@ -820,7 +822,7 @@ KELVANE_API long roiInit(void* memHandle, long width, long height, long format, 
 KELVANE_API void roiUninit(void** roi);
 
 /* Finds the changed region of two frames, whose pitches may be negative. `alignment` must not be
- * null; its contents are not read. `out` is written on success alone.
+ * null; its contents are not read. `out` is written only on success.
  *
  * ERR_INVALID_PARAM: a null argument or plane, frames that are not of the context's size, differ
  * in format or have none that `roiInit` takes; a shorter side below 100 pixels (the cleaning has no

@@ -1,4 +1,4 @@
-// The alignment context behind the handle that `Alignment_Init` gives.
+// The alignment context that `Alignment_Init` gives as a handle.
 #pragma once
 
 #include "kelvane/kelvane.h"
@@ -9,7 +9,7 @@ constexpr int64_t histogramBins = 256;
 
 struct _tag_ZEP_ABDEBLUR {
     void* memHandle;
-    uint64_t* histogram;  // 256 numbers that the thresholds do without; see driver.cpp
+    uint64_t* histogram;  // 256 numbers, of which driver.cpp uses two; no threshold needs them
     int64_t threshold[2]; // of each frame slot; -1 when it holds no frame
     unsigned char* bitmapSet[2];
     _tag_BitPyramid_Struct* refPyramid;

@@ -6,7 +6,7 @@
 
 namespace kelvane {
 
-// The bitmap set holds this many levels beside the coarsest; finer ones are patches alone.
+// The bitmap set holds this many levels beside the coarsest; finer ones exist only as patches.
 constexpr int64_t storedLevelsBelowCoarsest = 3;
 
 // How often `side` must be halved to become `limit` or less.

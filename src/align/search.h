@@ -7,7 +7,7 @@ namespace kelvane {
 
 // What stays the same over the levels of one search.
 struct Search {
-    unsigned char* movingLuma; // read at patch levels alone
+    unsigned char* movingLuma; // read only at patch levels
     int64_t width;             // of the frame
     int64_t height;
     int64_t pitch;

@@ -1,4 +1,4 @@
-// The engine record behind the handle that `DRAV_Init` gives.
+// The engine record that `DRAV_Init` gives as a handle.
 #pragma once
 
 #include "kelvane/kelvane.h"

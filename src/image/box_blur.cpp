@@ -4,9 +4,11 @@
 #include "image/box_filter.h"
 #include "image/smoothing.h"
 #include "platform/allocation.h"
+#include "platform/prefetch.h"
 #include "simd/kernels.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace kelvane {
 
@@ -90,16 +92,19 @@ void filterRows(const BoxFilter& filter, const BoxMemory& memory) {
                         .right = filter.right,
                         .shortest = memory.widths.shortest,
                         .counterBytes = largestArea <= largestShortArea ? 2 : 4};
+    void* sums = memory.columnSums;
+    size_t room = static_cast<size_t>(4 * filter.rowBytes());
+    if (row.counterBytes == 2) // which leaves room: vectors across two cache lines take longer
+        std::align(cacheLine, static_cast<size_t>(2 * filter.rowBytes()), sums, room);
     for (int64_t y = -filter.bottom; y < filter.height; ++y) {
         const BoxRowChange change = rowChange(filter, memory, y);
         if (change.added != nullptr || change.removed != nullptr)
-            kernels.moveBoxRows(memory.columnSums, row, change);
+            kernels.moveBoxRows(sums, row, change);
         else if (change.saved != nullptr)
             VantMemCpy(change.slot, change.saved, filter.rowBytes());
         if (y < 0)
             continue;
-        kernels.divideBoxRow(memory.columnSums, row, memory.reciprocalsAt(filter, y),
-                             filter.destinationRow(y));
+        kernels.divideBoxRow(sums, row, memory.reciprocalsAt(filter, y), filter.destinationRow(y));
     }
 }
 

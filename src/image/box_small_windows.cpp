@@ -43,7 +43,7 @@ private:
     bool inPlace_;
     uint16_t* evenFactors_;
     uint16_t* oddFactors_;
-    int64_t factorRows_ = 0; // that the windows have for which the factors are
+    int64_t factorRows_ = 0; // height of the windows that the factors are for
 
     // Filters two rows, or one where the image's border cuts its windows; returns the next row.
     int64_t filterFrom(int64_t y) {

@@ -23,7 +23,7 @@ extern "C" long GB_GaussianBlurA(void* memHandle, const unsigned char* source, l
     const long radius = size / 2; // of the next odd size when the size is even
     if (radius > (width - 1) / 2)
         return ERR_NONE;
-    // Padded rows, and with them all three-channel planes, have always had one pass less.
+    // Padded rows, and so all three-channel planes, get one pass less: results depend on it.
     const int passes = pitch == width ? 3 : 2;
     for (int pass = 0; pass < passes; ++pass) {
         const long code = GB_BoxBlurA(memHandle, pass == 0 ? source : destination, width, height,

@@ -54,7 +54,7 @@ void fillRowTable(Alignment alignment, int64_t count, Position* table) {
         table[y] = alignment.at(y);
 }
 
-// Columns that reach the last source column take it alone. Returns the first of them, or `count`.
+// Columns that reach the last source column take only that. Returns the first of them, or `count`.
 template <typename Alignment>
 int64_t fillColumnTable(Alignment alignment, int64_t sourceWidth, int64_t count, Position* table) {
     const auto last = static_cast<uint16_t>(sourceWidth - 1);
@@ -91,7 +91,7 @@ public:
     }
 
 private:
-    // Single precision can map the last rows of an extreme enlargement behind the source.
+    // Single precision can map the last rows of an extreme enlargement to below the source.
     int64_t topAt(int64_t y) const { return table[y].index < last ? table[y].index : last; }
 
     const Position* table;

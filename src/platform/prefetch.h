@@ -8,21 +8,20 @@ namespace kelvane {
 
 constexpr int64_t cacheLine = 64;
 
-// Distances at which is asked for what is processed later.
+// How far ahead of its use memory is asked for.
 constexpr int64_t rowsAhead = 4;
 constexpr int64_t bytesFurtherOn = 1024; // in bytes that are read one after the other
 constexpr int64_t bytesBelow = 16384;    // where rows follow each other
 
-// Nothing happens where the memory is nobody's, such as after the last row: requests are no
-// accesses. All with internal linkage, so that no instruction set shares them with another.
+// A request is no access: where there is no memory, such as after the last row, it does nothing.
+// All have internal linkage, so that no instruction set shares them with another.
 
 static inline const void* placeAt(const unsigned char* bytes, int64_t distance) {
     return reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(bytes) +
                                          static_cast<uintptr_t>(distance));
 }
 
-// Into the second-level cache, as requests for the first wait for its few buffers like the reads
-// themselves.
+// Into the second-level cache: requests for the first one wait for its few buffers, as reads do.
 static inline void prefetchLine(const unsigned char* bytes, int64_t distance) {
     constexpr int secondLevel = 2;
     __builtin_prefetch(placeAt(bytes, distance), 0, secondLevel);

@@ -57,7 +57,7 @@ unsigned char differenceRow(const unsigned char* a, const unsigned char* b, int6
 
 // Fills the mask with the difference of what both frames show, less a margin of the displacement on
 // every side of the first frame, in the second frame's coordinates. Returns the rows from the first
-// to the last one that smoothing alone does not leave unchanged.
+// to the last one that can still differ after smoothing.
 Rows fillDifference(_tag_ROI_CONTEXT& roi, const __tag_KIRO_OFFSCREEN& first,
                     const __tag_KIRO_OFFSCREEN& second, int64_t dx, int64_t dy) {
     const int64_t marginX = dx < 0 ? -dx : dx;

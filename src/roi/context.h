@@ -1,4 +1,4 @@
-// The record behind the handle that `roiInit` gives.
+// The record that `roiInit` gives as a handle.
 #pragma once
 
 #include "kelvane/kelvane.h"

@@ -26,7 +26,7 @@ constexpr unsigned char dilation = 255;
 [[gnu::noinline]] long filter(void* memHandle, const ExtremumTask& task, int64_t imageWidth) {
     if (task.destination == nullptr || task.source == nullptr || task.radius == 0)
         return ERR_INVALID_PARAM;
-    // Callers have always seen these as a want of memory.
+    // Callers know these as a lack of memory.
     if (imageWidth <= 0 || task.channels < 1 || task.channels > 4 || task.radius < 0 ||
         task.radius > largestRadius)
         return ERR_NO_MEMORY;

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#if __has_include(<sanitizer/asan_interface.h>) // Clang alone may have been installed without it
+#if __has_include(<sanitizer/asan_interface.h>) // Clang may be installed without it
 #include <sanitizer/asan_interface.h>
 #else
 #define ASAN_POISON_MEMORY_REGION(address, size)

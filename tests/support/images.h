@@ -27,7 +27,7 @@ struct Frame {
             image.pitches[k] = static_cast<int32_t>(bottomUp ? -pitch : pitch);
         }
     }
-    // Negative behind the last plane.
+    // Negative after the last plane.
     long rowBytes(int plane) const {
         const uint32_t f = image.format;
         if (plane == 0)

@@ -109,6 +109,7 @@ void filterWindows(const BoxWindows& windows) {
         prefetchLines(windows.rows[windows.count] + 2 * x, 2 * vectorBytes, bytesBelow);
         prefetchLines(windows.means[1] + 2 * x, 2 * vectorBytes, bytesBelow);
         const TwoRowSums next = sumsAt(windows, x + vectorBytes);
+#pragma GCC unroll 2
         for (int k = 0; k < 2; ++k) {
             first[k] = first[k + 1];
             second[k] = second[k + 1];

@@ -218,8 +218,13 @@ void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
 }
 
 void filterExtremum(const ExtremumTask& task, uint8_t* working) {
-    if (task.radius > 1)
-        return filterByBlocks(task, working);
+    if constexpr (vectorBytes > 32) { // AVX2 is faster: the working rows decide
+        if (task.radius > 1)
+            return narrower.filterExtremum(task, working);
+    } else {
+        if (task.radius > 1)
+            return filterByBlocks(task, working);
+    }
     if (task.inverted == 0)
         return filterNarrowly<false>(task, working);
     filterNarrowly<true>(task, working);

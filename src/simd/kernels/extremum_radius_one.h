@@ -28,13 +28,15 @@ struct RowHistory {
 };
 
 // Takes two rows and writes those of the two rectangles that begin with the row before the last
-// two: these share three rows.
+// two: these share three rows. Inlined, its pointers would not stay in registers.
 template <bool maximum>
-void filterTwoRows(const uint8_t* upper, const uint8_t* lower, int64_t rowBytes, int64_t channels,
-                   const RowHistory& history, uint8_t* upperOut, uint8_t* lowerOut) {
+[[gnu::noinline]] void filterTwoRows(const uint8_t* upper, const uint8_t* lower, int64_t rowBytes,
+                                     int64_t channels, const RowHistory& history, uint8_t* upperOut,
+                                     uint8_t* lowerOut) {
     const int64_t distance = rowsAhead * (lower - upper);
-    const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight) {
-        const auto across = [=](const uint8_t* row) {
+    const auto filter = [=]<typename Lanes>(int64_t x, int64_t toLeft, int64_t toRight)
+        __attribute__((always_inline)) {
+        const auto across = [=](const uint8_t* row) __attribute__((always_inline)) {
             const Lanes sides =
                 extremeOf<maximum>(load<Lanes>(row + x - toLeft), load<Lanes>(row + x + toRight));
             return extremeOf<maximum>(sides, load<Lanes>(row + x));

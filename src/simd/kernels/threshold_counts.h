@@ -19,11 +19,13 @@ struct LimitCounts {
     }
 
     [[gnu::always_inline]] void add(U8 pixels, U8 counted) {
+#pragma GCC unroll 3
         for (int i = 0; i < 3; ++i)
             inBytes[i] += (U8)(pixels < limits[i]) & counted & 1;
     }
 
-    void flush() {
+    [[gnu::always_inline]] void flush() {
+#pragma GCC unroll 3
         for (int i = 0; i < 3; ++i) {
             sums[i] = addDifferences(sums[i], inBytes[i], U8{});
             inBytes[i] = U8{};

@@ -4,9 +4,8 @@ import java.nio.ByteBuffer;
 
 /**
  * A frame: the plane of luma samples where the camera left it. Chroma takes no part in any
- * measurement and is not asked for. The pixels are not copied: until the last call that is given
- * this frame has returned they must stay, for an Android {@code Image} until then before
- * {@code close()}.
+ * measurement and is not asked for. The pixels are not copied: they must stay until the last call
+ * with this frame has returned, and an Android {@code Image} is closed only then.
  */
 public final class Frame {
     /** The layouts that the engine accepts; the codes are those of kelvane.h. */

@@ -4,7 +4,7 @@ import java.nio.ByteBuffer;
 import java.util.ArrayList;
 import java.util.List;
 
-/** The moving object of every frame of a burst, as masks of one size that may be below that of the frames. */
+/** The moving object of every frame of a burst: masks of one size, which may be less than the frames'. */
 public final class MovingObjects {
     final int width;
     final int height;

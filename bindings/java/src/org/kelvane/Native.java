@@ -34,7 +34,7 @@ final class Native {
 
     /**
      * @param faces seven numbers each: left, top, right, bottom, code, eyes, smile; one frame's
-     *     faces behind the other's
+     *     faces after the other's
      * @param masks null for a burst without moving objects
      * @param maskSize width, height, row stride
      * @param objects five numbers each: left, top, right, bottom, offset of the mask

@@ -17,13 +17,13 @@ import org.junit.function.ThrowingRunnable;
 public class KelvaneTest {
     private static final int WIDTH = 320;
     private static final int HEIGHT = 240;
-    private static final int STRIDE = 352; // rows with padding behind them, as cameras give
+    private static final int STRIDE = 352; // rows with padding after them, as cameras give
 
     private static Frame frame(ByteBuffer luma) {
         return new Frame(WIDTH, HEIGHT, luma, STRIDE);
     }
 
-    /** No byte behind the last row: a read beyond it is a read beyond the buffer. */
+    /** No byte after the last row: a read beyond it is a read beyond the buffer. */
     private static ByteBuffer buffer() {
         return ByteBuffer.allocateDirect(STRIDE * (HEIGHT - 1) + WIDTH);
     }
