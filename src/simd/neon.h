@@ -28,8 +28,8 @@ inline Channels<3> splitThree(const uint8_t* bytes) {
 }
 
 inline void joinThree(uint8_t* bytes, const Channels<3>& three) {
-    const uint8x16x3_t all = {{(uint8x16_t)three.vectors[0], (uint8x16_t)three.vectors[1],
-                               (uint8x16_t)three.vectors[2]}};
+    const uint8x16x3_t all = {
+        {(uint8x16_t)three.vectors[0], (uint8x16_t)three.vectors[1], (uint8x16_t)three.vectors[2]}};
     vst3q_u8(bytes, all);
 }
 
