@@ -175,7 +175,7 @@ void join(const SpanRow& spans, const Parts& parts, const ExtremumTask& task) {
 // place once a block is complete, and each leaves its place to a row of the next block after its
 // use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
 // memory is spent on those outside the image.
-void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
+[[maybe_unused]] void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
     const int64_t columnRadius = smaller(task.radius, task.width - 1);
     const int64_t rowRadius = smaller(task.radius, task.height - 1);
     const int64_t rowBytes = task.width * task.channels;
