@@ -48,6 +48,8 @@ inline U8 saturatedBytes(I16 even, I16 odd) {
     return (U8)vcombine_u8(vzip1_u8(a, b), vzip2_u8(a, b));
 }
 
+inline U16 loadWidened(const uint8_t* bytes) { return (U16)vmovl_u8(vld1_u8(bytes)); }
+
 inline U16 multiplyHigh(U16 a, U16 b) {
     const auto low = vmull_u16(vget_low_u16((uint16x8_t)a), vget_low_u16((uint16x8_t)b));
     const auto high = vmull_high_u16((uint16x8_t)a, (uint16x8_t)b);

@@ -1,8 +1,9 @@
 // The operations that the kernels are made of beside the operators of vectors, for vectors of any
-// length. The including file may have brought better versions of some for its instruction set:
-// whatever is no template, or less of one, takes precedence over what stands here.
+// length. The including file may have declared better versions of some for its instruction set.
+// They are no templates, or more specialised ones, and so take precedence over those in here, which
+// are templates for this reason only.
 //
-// Some instructions work on blocks of 16 bytes. What has to do with blocks says so.
+// Some instructions work on blocks of 16 bytes one by one; the operations that do so say it.
 #pragma once
 
 #include "simd/vectors.h"

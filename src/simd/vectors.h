@@ -96,7 +96,8 @@ template <typename Vector>
     return (Vector)(generated<Vector>([](int i) { return i; }) < static_cast<Lane<Vector>>(count));
 }
 
-// For a set without byte shuffles.
+// How a set gathers the samples of a resize (simd/kernels/row_resampling.h) when it cannot: it has
+// no byte shuffles.
 struct NoGather {
     static constexpr bool isPossible = false;
 };

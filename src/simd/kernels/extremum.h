@@ -174,7 +174,7 @@ void join(const SpanRow& spans, const Parts& parts, const ExtremumTask& task) {
 // on, and of the next block's rows up to another (van Herk; Gil and Werman). Ends are made in
 // place once a block is complete, and each leaves its place to a row of the next block after its
 // use. Rows are counted from `rowRadius` above the image, where the first rectangle begins; no
-// memory is spent on those outside the image.
+// memory is spent on those outside the image. Not used with AVX-512.
 [[maybe_unused]] void filterByBlocks(const ExtremumTask& task, uint8_t* working) {
     const int64_t columnRadius = smaller(task.radius, task.width - 1);
     const int64_t rowRadius = smaller(task.radius, task.height - 1);
