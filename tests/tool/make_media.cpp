@@ -22,25 +22,25 @@ std::vector<int> numbers(const Keys& keys, const char* key, const char* usual) {
     return values;
 }
 
-Picture blurred(Picture picture, int size) {
+Drawing blurred(Drawing picture, int size) {
     const auto& [width, height, channels, pixels] = picture;
     GB_GaussianBlurA(nullptr, pixels.data(), width, height, width, 0, &picture.at(0, 0), size);
     return picture;
 }
 
-Picture scene(const Keys& keys, int width, int height) {
+Drawing scene(const Keys& keys, int width, int height) {
     const auto at = numbers(keys, "at", "0,0"), range = numbers(keys, "range", "20,230");
     return blurred(makeScene(width, height, at[0], at[1], range[0], range[1]),
                    numbers(keys, "blur", "1")[0]);
 }
 
-Picture draw(const Keys& keys, int width, int height) {
-    Picture picture = scene(keys, width, height);
+Drawing draw(const Keys& keys, int width, int height) {
+    Drawing picture = scene(keys, width, height);
     if (keys.contains("grey"))
         std::ranges::fill(picture.pixels, static_cast<uint8_t>(numbers(keys, "grey", "")[0]));
     if (keys.contains("square")) { // left, top, side and blur of something brighter
         const auto s = numbers(keys, "square", "");
-        const Picture square = blurred(makeScene(s[2], s[2], 0, 0, 170, 250), s[3]);
+        const Drawing square = blurred(makeScene(s[2], s[2], 0, 0, 170, 250), s[3]);
         for (int y = 0; y < s[2]; ++y)
             std::copy_n(square.pixels.begin() + y * s[2], s[2], &picture.at(s[0], s[1] + y));
     }
@@ -60,7 +60,7 @@ Picture draw(const Keys& keys, int width, int height) {
 }
 
 // A frame of 4:2:0 with 10 bits.
-std::string toTenBits(const Picture& picture) {
+std::string toTenBits(const Drawing& picture) {
     std::string file =
         join("YUV4MPEG2 W", picture.width, " H", picture.height, " F10:1 C420p10\nFRAME\n");
     for (const uint8_t pixel : picture.pixels)
@@ -70,7 +70,7 @@ std::string toTenBits(const Picture& picture) {
     return file;
 }
 
-std::string save(const Picture& picture, const std::string& format) {
+std::string save(const Drawing& picture, const std::string& format) {
     if (format == "pnm")
         return toPnm(picture);
     if (format == "y4m10")
@@ -100,10 +100,11 @@ std::string readAll(const char* path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-Picture readPixels(const char* path) {
-    MediaReader reader(path);
-    const AVFrame& frame = *reader.next();
-    Picture picture = {frame.width, frame.height, frame.format == AV_PIX_FMT_GRAY8 ? 1 : 3};
+Drawing readPixels(const char* path) {
+    PhaseTimes times;
+    const FramePointer read = readPicture(path, {}, times).pixels;
+    const AVFrame& frame = *read;
+    Drawing picture = {frame.width, frame.height, frame.format == AV_PIX_FMT_GRAY8 ? 1 : 3};
     for (int y = 0; y < picture.height; ++y)
         std::copy_n(frame.data[0] + y * frame.linesize[0], picture.width * picture.channels,
                     &picture.at(0, y));

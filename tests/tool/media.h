@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kelvane/kelvane.h"
-#include "media/media_reader.h"
+#include "media/picture.h"
 
 #include <algorithm>
 #include <sstream>
@@ -15,7 +15,7 @@ std::string join(const Parts&... parts) {
 }
 
 // Grey, or three colours a pixel.
-struct Picture {
+struct Drawing {
     int width;
     int height;
     int channels = 1;
@@ -28,13 +28,13 @@ struct Picture {
 };
 
 // A part of an endless grey scene: tiles of two sizes and random brightness, full of edges.
-inline Picture makeScene(int width, int height, int left = 0, int top = 0, int darkest = 20,
+inline Drawing makeScene(int width, int height, int left = 0, int top = 0, int darkest = 20,
                          int brightest = 230) {
     const auto tile = [](int column, int row) {
         const auto n = static_cast<uint32_t>(column * 3761 + row * 6683) * 374761393;
         return static_cast<int>((n ^ n >> 13) * 1274126177 >> 24);
     };
-    Picture scene = {width, height};
+    Drawing scene = {width, height};
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             const int column = x + left + 1000, row = y + top + 1000;
@@ -44,13 +44,13 @@ inline Picture makeScene(int width, int height, int left = 0, int top = 0, int d
     return scene;
 }
 
-inline std::string toPnm(const Picture& picture) {
+inline std::string toPnm(const Drawing& picture) {
     return join(picture.channels == 1 ? "P5\n" : "P6\n", picture.width, " ", picture.height,
                 "\n255\n", std::string(picture.pixels.begin(), picture.pixels.end()));
 }
 
 // Encodes through libavcodec: each byte `repeat` times in plane 0, neutral chroma.
-inline std::string encode(const Picture& picture, AVCodecID codec, AVPixelFormat format,
+inline std::string encode(const Drawing& picture, AVCodecID codec, AVPixelFormat format,
                           int repeat = 1) {
     const std::unique_ptr<AVCodecContext, DecoderDeleter> encoder(
         avcodec_alloc_context3(avcodec_find_encoder(codec)));

@@ -10,10 +10,6 @@
 #include <algorithm>
 #include <numeric>
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 namespace {
 
 // The luma of every frame of a burst, for a ranking that measures parts of them. A mask of each
@@ -51,11 +47,11 @@ public:
         : rules_(rules), sizes_(sizes), sheetCapacity_(sheetCapacity), times_(times) {}
 
     void read(const SourceFrame& frame) {
-        const ImageView view = viewer_.view(*frame.pixels, frame.path, times_);
+        const ImageView view = viewer_.view(frame.pixels, frame.path, times_);
         OpenBurst& open = burstOf(frame);
         std::vector<MeasuredFrame>& frames = open.burst.measured.frames;
         if (sheetCapacity_ > 0)
-            offerToSheet(open.burst.sheet, frames.size(), *frame.pixels, frame.path, times_);
+            offerToSheet(open.burst.sheet, frames.size(), frame.pixels, frame.path, times_);
         if (rules_.moving)
             open.lumas.add(view.image, frame.path);
         frames.push_back(measureFrame(frame, view, engine_, times_));
@@ -65,7 +61,7 @@ public:
 
 private:
     OpenBurst& burstOf(const SourceFrame& frame) {
-        const AVFrame& pixels = *frame.pixels;
+        const AVFrame& pixels = frame.pixels;
         for (OpenBurst& open : bursts_) {
             const MeasuredFrame& first = open.burst.measured.frames.front();
             if (first.width == pixels.width && first.height == pixels.height)
@@ -128,14 +124,16 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
 MeasuredFrame measureFrame(const SourceFrame& frame, const ImageView& view, Engine& engine,
                            PhaseTimes& times) {
     const PhaseTimer timer(times.library);
-    const AVFrame& pixels = *frame.pixels;
+    const AVFrame& pixels = frame.pixels;
     return {.path = frame.path,
             .name = frame.name,
             .number = frame.number,
             .seconds = frame.seconds,
             .width = pixels.width,
             .height = pixels.height,
-            .pixelFormat = av_get_pix_fmt_name(static_cast<AVPixelFormat>(pixels.format)),
+            .orientation = frame.form.orientation,
+            .pixelFormat = frame.form.pixelFormat,
+            .rendering = frame.form.rendering,
             .converted = view.converted,
             .cropped = view.cropped,
             .blur = engine.measure(view.image)};
@@ -161,7 +159,9 @@ std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules
     if (!rules.facesFile.empty())
         faces = readFaces(rules.facesFile);
     BurstReader reader(rules, sizes, sheetCapacity, times);
-    const ReadSummary summary = readFrames(inputs, rules.frames, progress, times,
+    FrameSelection selection = rules.frames;
+    selection.request.lumaOnly = sheetCapacity == 0;
+    const ReadSummary summary = readFrames(inputs, selection, progress, times,
                                            [&](const SourceFrame& frame) { reader.read(frame); });
     skipped.insert(skipped.end(), summary.skipped.begin(), summary.skipped.end());
     std::vector<Burst> bursts;

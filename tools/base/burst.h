@@ -23,9 +23,11 @@ struct MeasuredFrame {
     std::string name;
     int64_t number; // in its video
     std::optional<double> seconds;
-    int32_t width; // as decoded; the blur record holds the measured size
+    int32_t width; // upright; the blur record holds the measured size
     int32_t height;
+    int orientation; // as stored, 1 to 8; everything else is about the upright frame
     std::string pixelFormat;
+    std::string rendering; // how raw data became a picture; empty for all others
     bool converted;
     bool cropped;
     _tag_DRAV_BLURRESULT blur;

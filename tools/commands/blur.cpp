@@ -22,12 +22,13 @@ Output runBlur(const FrameOptions& options, PhaseTimes& times) {
     ImageViewer viewer;
     Progress progress;
     Measurement measured;
-    ReadSummary summary =
-        readFrames(expandInputs(options.inputs), options.frames, progress, times,
-                   [&](const SourceFrame& frame) {
-                       const ImageView view = viewer.view(*frame.pixels, frame.path, times);
-                       measured.frames.push_back(measureFrame(frame, view, engine, times));
-                   });
+    FrameSelection selection = options.frames;
+    selection.request.lumaOnly = true;
+    ReadSummary summary = readFrames(
+        expandInputs(options.inputs), selection, progress, times, [&](const SourceFrame& frame) {
+            const ImageView view = viewer.view(frame.pixels, frame.path, times);
+            measured.frames.push_back(measureFrame(frame, view, engine, times));
+        });
     if (summary.visited == 0)
         throw InputError(options.inputs.front(), "no frame could be read");
     measured.isVideo = summary.isVideo;

@@ -62,7 +62,7 @@ void checkExport(const PickOptions& options) {
     if (options.linkTo.empty() || options.inputs.size() != 1 ||
         fs::is_directory(options.inputs.front(), error))
         return;
-    if (MediaReader(options.inputs.front()).isVideo())
+    if (!PictureFile(options.inputs.front()).isPicture())
         throw InputError("--link-to", "frames of a video cannot be linked; --copy-to writes them");
 }
 

@@ -1,4 +1,5 @@
 #include "commands/options.h"
+#include "media/picture.h"
 
 #include "kelvane/kelvane.h"
 
@@ -18,6 +19,19 @@ std::string versionLine(const char* name, unsigned version) {
                        AV_VERSION_MINOR(version), AV_VERSION_MICRO(version));
 }
 
+// Which formats this build reads; what is not named is read by FFmpeg.
+std::string formatLines() {
+    std::string read, missing;
+    for (const PictureFormat& format : pictureFormats()) {
+        read += format.isRead ? fmt::format("{} ({}), ", format.name, format.library) : "";
+        missing += format.isRead ? ""
+                                 : fmt::format("not read     {}: this build has no {}\n",
+                                               format.name, format.library);
+    }
+    return fmt::format("reads        {}PNG, WebP, BMP, GIF, PNM and videos (FFmpeg)\n{}", read,
+                       missing);
+}
+
 struct VersionOptions {};
 
 Output runVersion(const VersionOptions&, PhaseTimes&) {
@@ -30,7 +44,7 @@ Output runVersion(const VersionOptions&, PhaseTimes&) {
             versionLine("libavformat", avformat_version()) +
             versionLine("libavcodec", avcodec_version()) +
             versionLine("libavutil", avutil_version()) +
-            versionLine("libswscale", swscale_version())};
+            versionLine("libswscale", swscale_version()) + formatLines()};
 }
 
 } // namespace

@@ -47,7 +47,7 @@ BgrPicture resize(const __tag_KIRO_OFFSCREEN& image, int32_t width, int32_t heig
 } // namespace
 
 ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
-    return of(*readPicture(path, times), path, times);
+    return of(*readPicture(path, {}, times).pixels, path, times);
 }
 
 ColourPicture ColourPicture::of(const AVFrame& decoded, const std::string& name,
@@ -66,9 +66,7 @@ ColourPicture ColourPicture::of(const AVFrame& decoded, const std::string& name,
             throw BadPicture(name, "its pixel format cannot be converted");
         format = KELVANE_FORMAT_YUV420;
     }
-    picture.pixels_.reset(av_frame_clone(source));
-    if (!picture.pixels_)
-        throw std::bad_alloc();
+    picture.pixels_ = shareFrame(*source);
     const AVFrame& frame = *picture.pixels_;
     picture.image_ = {.format = format,
                       .width = frame.width,

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelvane/kelvane.h"
-#include "media/media_reader.h"
+#include "media/picture.h"
 #include "media/picture_encoder.h"
 
 #include <string>

@@ -1,7 +1,7 @@
 #include "media/frame_source.h"
 
 #include "base/error.h"
-#include "media/media_reader.h"
+#include "media/video_reader.h"
 
 namespace {
 
@@ -35,12 +35,12 @@ private:
         }
     }
 
-    MediaReader open(const std::string& path) {
+    Picture decode(PictureFile& file) {
         const PhaseTimer timer(times_.decoding);
-        return MediaReader(path);
+        return file.decode(selection_.request);
     }
 
-    const AVFrame* decode(MediaReader& reader) {
+    Picture decode(VideoReader& reader) {
         const PhaseTimer timer(times_.decoding);
         return reader.next();
     }
@@ -50,11 +50,9 @@ private:
         ++summary_.visited;
     }
 
-    void readPicture(MediaReader& reader, const InputFile& file) {
-        const AVFrame* const frame = decode(reader);
-        if (frame == nullptr)
-            throw BadPicture(file.path, "no picture in this file");
-        show({frame, file.path, file.name, 0, std::nullopt});
+    void showPicture(PictureFile& opened, const InputFile& file) {
+        const Picture picture = decode(opened);
+        show({*picture.pixels, picture.form, file.path, file.name, 0, std::nullopt});
     }
 
     void readPictures(const std::vector<InputFile>& files) {
@@ -62,10 +60,12 @@ private:
         progress_.expect(static_cast<int64_t>((files.size() + every - 1) / every));
         for (size_t i = 0; i < files.size() && !done(); i += every) {
             guarded(files[i].name, [&] {
-                MediaReader reader = open(files[i].path);
-                if (reader.isVideo())
+                PictureFile opened(files[i].path);
+                if (!opened.isPicture()) {
+                    VideoReader{files[i].path}; // complains when it is no video either
                     throw InputError(files[i].path, "a video has to be the only input");
-                readPicture(reader, files[i]);
+                }
+                showPicture(opened, files[i]);
             });
             progress_.advance();
         }
@@ -73,26 +73,27 @@ private:
 
     void readOnlyFile(const InputFile& file) {
         guarded(file.name, [&] {
-            MediaReader reader = open(file.path);
-            summary_.isVideo = reader.isVideo();
-            if (reader.isVideo())
-                readVideo(reader, file);
-            else
-                readPicture(reader, file);
+            PictureFile opened(file.path);
+            if (opened.isPicture())
+                return showPicture(opened, file);
+            VideoReader reader(file.path);
+            summary_.isVideo = true;
+            readVideo(reader, file);
         });
     }
 
-    void readVideo(MediaReader& reader, const InputFile& file) {
+    void readVideo(VideoReader& reader, const InputFile& file) {
         progress_.expect(reader.announcedFrames());
         bool more = true;
         for (int64_t number = 0; more && !done(); ++number) {
             const std::string label = fmt::format("{} frame {}", file.name, number);
             guarded(label, [&] {
                 try {
-                    const AVFrame* const frame = decode(reader);
-                    more = frame != nullptr;
+                    const Picture frame = decode(reader);
+                    more = frame.pixels != nullptr;
                     if (more && number % selection_.every == 0)
-                        show({frame, file.path, file.name, number, reader.seconds()});
+                        show({*frame.pixels, frame.form, file.path, file.name, number,
+                              reader.seconds()});
                 } catch (const BadPicture& bad) {
                     throw BadPicture(bad.name(), fmt::format("frame {}: {}", number, bad.what()));
                 }
@@ -125,28 +126,28 @@ void rereadFrames(const Measurement& measured, std::span<const size_t> indices, 
     if (!measured.isVideo) {
         for (const size_t index : indices) {
             const MeasuredFrame& frame = measured.frames[index];
-            const FramePointer pixels = readPicture(frame.path, times);
+            const FramePointer pixels = readPicture(frame.path, {}, times).pixels;
             checkUnchanged(frame, *pixels);
             visit(index, *pixels);
         }
         return;
     }
-    MediaReader reader(measured.frames.front().path);
+    VideoReader reader(measured.frames.front().path);
     int64_t next = 0; // the number of the frame that is decoded next
     for (const size_t index : indices) {
         const MeasuredFrame& frame = measured.frames[index];
-        const AVFrame* pixels = nullptr;
+        FramePointer pixels;
         while (next <= frame.number) {
             const PhaseTimer timer(times.decoding);
             try {
-                pixels = reader.next();
+                pixels = reader.next().pixels;
             } catch (const BadPicture&) {
                 // Damage was reported, or skipped, when the frames were measured.
-                pixels = nullptr;
+                pixels.reset();
             }
             ++next;
         }
-        if (pixels == nullptr)
+        if (!pixels)
             throw BadPicture(frame.path, "has changed since it was measured");
         checkUnchanged(frame, *pixels);
         visit(index, *pixels);

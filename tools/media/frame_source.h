@@ -2,6 +2,7 @@
 
 #include "base/progress.h"
 #include "media/inputs.h"
+#include "media/picture.h"
 
 #include <cstdint>
 #include <functional>
@@ -10,20 +11,18 @@
 #include <string>
 #include <vector>
 
-extern "C" {
-#include <libavutil/frame.h>
-}
-
 // Which frames of the inputs are taken.
 struct FrameSelection {
     int64_t every = 1;
     int64_t max = 0; // 0: no limit
     bool skipBad = false;
+    PictureRequest request = {}; // what is needed of each picture
 };
 
-// A decoded picture or video frame. `pixels` is valid while it is visited.
+// A decoded picture or video frame, upright. It is valid while it is visited.
 struct SourceFrame {
-    const AVFrame* pixels;
+    const AVFrame& pixels;
+    const PictureForm& form;
     const std::string& path;
     const std::string& name;
     int64_t number;                // in its video, from 0; 0 for a picture

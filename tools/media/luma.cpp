@@ -92,7 +92,7 @@ LumaImage copyLuma(const __tag_KIRO_OFFSCREEN& image) {
 }
 
 LumaImage readLuma(const std::string& path, PhaseTimes& times) {
-    const FramePointer frame = readPicture(path, times);
+    const FramePointer frame = readPicture(path, {.lumaOnly = true}, times).pixels;
     ImageViewer viewer;
     __tag_KIRO_OFFSCREEN image = viewer.view(*frame, path, times).image;
     // Only the ranking needs even sides.

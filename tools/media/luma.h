@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelvane/kelvane.h"
+#include "media/picture.h"
 #include "media/picture_encoder.h"
 #include "media/scaler.h"
 
@@ -38,7 +39,7 @@ struct LumaImage {
 
 LumaImage copyLuma(const __tag_KIRO_OFFSCREEN& image);
 
-// Reads the luma of one picture as it is stored, an odd last column or row included.
+// Reads the luma of one picture, upright, an odd last column or row included.
 LumaImage readLuma(const std::string& path, PhaseTimes& times);
 
 // Two pictures of one size.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/media_reader.h"
+#include "media/frames.h"
 
 extern "C" {
 #include <libswscale/swscale.h>

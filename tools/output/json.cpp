@@ -12,6 +12,7 @@ Json frameJson(const Measurement& measured, size_t index) {
             {"name", frame.name},
             {"number", frameNumber(measured, index)},
             {"time", frame.seconds ? Json(*frame.seconds) : Json()},
+            {"orientation", frame.orientation},
             {"pixel_format", frame.pixelFormat},
             {"format", fmt::format("{:#x}", frame.blur.format)},
             {"converted", frame.converted},

@@ -1,0 +1,66 @@
+#include "media/file_bytes.h"
+
+#include "base/error.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace {
+
+// Of a file whose size is not known, and what is read beyond a size that was.
+constexpr size_t leastPart = 64 << 10;
+
+constexpr size_t mostBytes = size_t{INT32_MAX} - 64; // decoders count in 32 bits, and pad
+
+size_t sizeOf(FILE* file) {
+    struct stat status = {};
+    if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0)
+        return 0;
+    return static_cast<size_t>(status.st_size);
+}
+
+} // namespace
+
+void FileBytes::Closer::operator()(FILE* file) const {
+    if (file != stdin)
+        std::fclose(file);
+}
+
+FileBytes::FileBytes(std::string path) : path_(std::move(path)) {
+    file_.reset(path_ == "-" ? stdin : std::fopen(path_.c_str(), "rbe"));
+    if (!file_)
+        throw BadPicture(path_, std::generic_category().message(errno));
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+}
+
+void FileBytes::readTo(size_t size) {
+    size_t used = bytes_.size();
+    while (used < size && !ended_) {
+        const size_t room = std::max(bytes_.capacity(), used + std::max(used, leastPart));
+        bytes_.resize(std::min(size, room));
+        const size_t count = std::fread(bytes_.data() + used, 1, bytes_.size() - used, file_.get());
+        ended_ = count < bytes_.size() - used;
+        used += count;
+        bytes_.resize(used);
+    }
+    if (std::ferror(file_.get()) != 0)
+        throw BadPicture(path_, std::generic_category().message(errno));
+    if (bytes_.empty())
+        throw BadPicture(path_, "the file is empty");
+    if (size > mostBytes && !ended_)
+        throw BadPicture(path_, "the file is too large for a picture");
+}
+
+std::span<const uint8_t> FileBytes::start(size_t count) {
+    readTo(count);
+    return bytes_;
+}
+
+std::span<const uint8_t> FileBytes::whole() {
+    // One read of a regular file; it may grow meanwhile.
+    bytes_.reserve(std::min(sizeOf(file_.get()), mostBytes) + 1);
+    readTo(mostBytes + 1);
+    return bytes_;
+}

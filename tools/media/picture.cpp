@@ -1,0 +1,79 @@
+#include "media/picture.h"
+
+#include "base/error.h"
+#include "media/formats/ffmpeg_picture.h"
+#include "media/formats/jpeg.h"
+#include "media/video_reader.h"
+
+namespace {
+
+// Decodes a format, or is null in a build without its library.
+using Decoder = StoredPicture (*)(std::span<const uint8_t>, const PictureRequest&);
+
+struct Format {
+    Content content;
+    const char* name;
+    const char* library;
+    Decoder decode;
+};
+
+constexpr Format formats[] = {
+#ifdef KELVANE_JPEG
+    {Content::jpeg, "JPEG", "libjpeg-turbo", decodeJpeg},
+#else
+    {Content::jpeg, "JPEG", "libjpeg-turbo", nullptr},
+#endif
+};
+
+StoredPicture decodeContent(Content content, std::span<const uint8_t> bytes,
+                            const PictureRequest& request) {
+    for (const Format& format : formats) {
+        if (format.content != content)
+            continue;
+        if (format.decode == nullptr)
+            throw DecodeError(fmt::format("{}: this build has no {}", format.name, format.library));
+        return format.decode(bytes, request);
+    }
+    return decodeByFfmpeg(bytes);
+}
+
+bool isPictureContent(Content content, std::span<const uint8_t> start, const std::string& path) {
+    if (content == Content::jpeg)
+        return !isMjpegName(path);
+    return content != Content::other || isFfmpegPicture(start);
+}
+
+} // namespace
+
+PictureFile::PictureFile(std::string path)
+    : path_(path), bytes_(std::move(path)), content_(contentOf(bytes_.start(contentBytes))),
+      isPicture_(isPictureContent(content_, bytes_.start(contentBytes), path_)) {}
+
+Picture PictureFile::decode(const PictureRequest& request) {
+    try {
+        StoredPicture stored = decodeContent(content_, bytes_.whole(), request);
+        FramePointer upright = turnedUpright(std::move(stored.pixels), stored.orientation);
+        if (!upright)
+            throw DecodeError("its pixel format cannot be converted");
+        return {std::move(upright), std::move(stored.form)};
+    } catch (const DecodeError& error) {
+        throw BadPicture(path_, error.what());
+    }
+}
+
+Picture readPicture(const std::string& path, const PictureRequest& request, PhaseTimes& times) {
+    const PhaseTimer timer(times.decoding);
+    PictureFile file(path);
+    if (!file.isPicture()) {
+        VideoReader{path}; // complains when it is no video either
+        throw InputError(path, "a video, where one picture is expected");
+    }
+    return file.decode(request);
+}
+
+std::vector<PictureFormat> pictureFormats() {
+    std::vector<PictureFormat> result;
+    for (const Format& format : formats)
+        result.push_back({format.name, format.library, format.decode != nullptr});
+    return result;
+}
