@@ -2,7 +2,7 @@
 _kelvane() {
     local tool=${COMP_WORDS[0]} command=${COMP_WORDS[1]-} current=${COMP_WORDS[COMP_CWORD]}
     local previous=${COMP_WORDS[COMP_CWORD - 1]} help words=
-    if [ "$COMP_CWORD" -eq 1 ]; then
+    if [ "$COMP_CWORD" -eq 1 ] || [ "$COMP_CWORD $command" = '2 help' ]; then
         words=$("$tool" --help 2>/dev/null | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z]*\) .*/\1/p')
     else
         help=$("$tool" "$command" --help 2>/dev/null)
