@@ -19,9 +19,9 @@
  *  14. Alignment              the translation between two frames
  *  15. Changed region         where two frames differ
  *  16. Layouts                what the compiler checks of the records above
+ *  17. Names for C            the exported names that encode parameter types
  *
- * C99 callers see the records and the functions with plain names. C++ callers also see the
- * functions whose exported names encode their parameter types.
+ * C from C99 on and C++ from C++11 on see all functions by the same plain names.
  *
  * ---------------------------------------------------------------------------------------------
  * 1. Conventions
@@ -45,10 +45,18 @@
 #ifndef KELVANE_KELVANE_H
 #define KELVANE_KELVANE_H
 
+#include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
 
 #define KELVANE_API __attribute__((visibility("default")))
+
+/* Functions whose exported names encode their parameter types; section 17 tells C these names. */
+#ifdef __cplusplus
+#define KELVANE_CPP_API extern "C++" KELVANE_API
+#else
+#define KELVANE_CPP_API KELVANE_API
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -191,9 +199,6 @@ KELVANE_API _tag_VERSION_INFO* Vantix_GetVersion(void);
  * raises it too. Within a burst it orders frames by focus and motion blur; between scenes it says
  * as much about the subject. It is not normalised for resolution. */
 
-#ifdef __cplusplus
-extern "C++" {
-
 /* Measures `region` of `image`, or with a null region a centred crop that is smaller than the
  * image by a fifth of its shorter side in both directions.
  *
@@ -207,11 +212,8 @@ extern "C++" {
  * Scratch: one block of 2 * ceil(floor(width / 4) / 4) * 4 bytes from `memHandle`.
  * ERR_INVALID_PARAM: format, odd size, region, or a null plane that would be read.
  * ERR_NO_MEMORY: the scratch block. */
-KELVANE_API long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image,
-                                      float* sharpness, __tag_rect* region);
-
-} /* extern "C++" */
-#endif
+KELVANE_CPP_API long imgEvaluateSharpness(void* memHandle, __tag_KIRO_OFFSCREEN* image,
+                                          float* sharpness, __tag_rect* region);
 
 /* ---------------------------------------------------------------------------------------------
  * 5. Engine and blur score
@@ -364,17 +366,11 @@ struct _tag_DRAV_MOVINGINFO {
  * already expects a best-shot call of `count` frames. */
 KELVANE_API long SetMovingObjectInfo(_tag_DRAV_ENGINE* engine, const _tag_DRAV_MOVINGINFO* info);
 
-#ifdef __cplusplus
-extern "C++" {
-
 /* Counts the bytes of `mask` that differ from `value` inside `rect`, or in the whole mask of
  * `width` x `height` when `rect` is null. The rectangle must lie inside the mask; an empty one
  * counts 0. A value outside 0..255 differs from every byte. ERR_INVALID_PARAM: null mask or out. */
-KELVANE_API long calMaskArea(unsigned char* mask, long width, long height, long pitch, int value,
-                             __tag_rect* rect, long* out);
-
-} /* extern "C++" */
-#endif
+KELVANE_CPP_API long calMaskArea(unsigned char* mask, long width, long height, long pitch,
+                                 int value, __tag_rect* rect, long* out);
 
 /* ---------------------------------------------------------------------------------------------
  * 8. Face analysis
@@ -404,34 +400,28 @@ struct _tag_Preprocessor_Data {
     uint32_t** secondMaps; /* the same */
 };
 
-#ifdef __cplusplus
-extern "C++" {
-
 /* Copies the record of `size` bytes at `block` into memory from `memHandle`. The caller owns
  * `*out`. ERR_INVALID_PARAM: null `out` or `block`, a size that the header does not give. */
-KELVANE_API long ReadProcessorData(void* memHandle, _tag_Preprocessor_Data** out, void* block,
-                                   int size);
+KELVANE_CPP_API long ReadProcessorData(void* memHandle, _tag_Preprocessor_Data** out, void* block,
+                                       int size);
 
 /* Releases a record and nulls the caller's variable. ERR_INVALID_PARAM: null, or null inside. */
-KELVANE_API long FreeProcessorData(void* memHandle, _tag_Preprocessor_Data** record);
+KELVANE_CPP_API long FreeProcessorData(void* memHandle, _tag_Preprocessor_Data** record);
 
 /* Storage for the face data of n frames with up to 10 faces each: one zero-filled block, its parts
  * attached to `params[0..n-1]`. An earlier block is released when the call runs out of memory, and
  * otherwise not touched. The caller owns the block until `freeParamsFace` with the same n.
  * ERR_INVALID_PARAM: null `params` or n below 1; nothing is changed. */
-KELVANE_API long allocParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
-KELVANE_API void freeParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_CPP_API long allocParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_CPP_API void freeParamsFace(void* memHandle, _tag_DRAV_PARAM* params, long n);
 
 /* The same for one alignment entry per frame. */
-KELVANE_API long allocParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
-KELVANE_API void freeParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_CPP_API long allocParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_CPP_API void freeParamsAlign(void* memHandle, _tag_DRAV_PARAM* params, long n);
 
 /* Both; when either fails, both are released. */
-KELVANE_API long allocParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
-KELVANE_API void freeParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
-
-} /* extern "C++" */
-#endif
+KELVANE_CPP_API long allocParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
+KELVANE_CPP_API void freeParams(void* memHandle, _tag_DRAV_PARAM* params, long n);
 
 /* ---------------------------------------------------------------------------------------------
  * 9. Image buffers */
@@ -664,15 +654,12 @@ struct _tag_ZEP_NS_INPUTINFO {
     __tag_KIRO_OFFSCREEN* images[2];
 };
 
-#ifdef __cplusplus
-extern "C++" {
-
 /* Creates an empty alignment context; its first alignment sizes it for that call's frames.
  * ERR_INVALID_PARAM: null `outCtx`. ERR_NO_MEMORY: the record or its histogram. */
-KELVANE_API long Alignment_Init(void* memHandle, void** outCtx);
+KELVANE_CPP_API long Alignment_Init(void* memHandle, void** outCtx);
 
 /* Releases a context and nulls the caller's variable; null is accepted. Returns ERR_NONE. */
-KELVANE_API long Alignment_Uninit(void** ctx);
+KELVANE_CPP_API long Alignment_Uninit(void** ctx);
 
 /* Aligns two frames of one size and format; each is read with its own pitch. `results[i]` receives
  * {dx, dy} of frame i against frame `refIndex`, whose own pair is (0, 0). With `recompute` 0 frame
@@ -683,8 +670,8 @@ KELVANE_API long Alignment_Uninit(void** ctx);
  * nothing is changed.
  * ERR_NO_MEMORY, only in a context's first alignment: the context is left as a fresh one, and the
  * results are zero. An arena refuses the empty bitmap set of a very thin frame. */
-KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
-                                       long** results, long recompute);
+KELVANE_CPP_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, long refIndex,
+                                           long** results, long recompute);
 
 /* The building blocks of the alignment. Sizes are in pixels unless named otherwise, and buffers
  * are trusted to hold what their sizes say.
@@ -699,86 +686,88 @@ KELVANE_API long Image_Alignment_Video(void* ctx, _tag_ZEP_NS_INPUTINFO* input, 
  * more evenly; -1 for a format without 8-bit luma and for a frame of less than two pixels. Frames
  * beyond 512 pixels are counted at every 2^k-th pixel of every 2^k-th row. `outThreshold` may be
  * null; context, `reserved` and `histogram` (room for 256 counters) are not touched. */
-KELVANE_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image,
-                                   unsigned char* reserved, long* outThreshold, long width,
-                                   long height, long pitch, long* histogram);
+KELVANE_CPP_API long TorInterThreshold(_tag_ZEP_ABDEBLUR* ctx, __tag_KIRO_OFFSCREEN* image,
+                                       unsigned char* reserved, long* outThreshold, long width,
+                                       long height, long pitch, long* histogram);
 
 /* Allocates a bitmap set, with the context's memory handle. `firstRowBytes` is not read.
  * ERR_INVALID_PARAM: null, or sizes and levels that no frame has. ERR_NO_MEMORY, in an arena also
  * for an empty set, of which no level has a pixel row: `*outSet` is unchanged. */
-KELVANE_API long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet,
-                                            long width, long height, long levels, long k,
-                                            long firstRowBytes);
+KELVANE_CPP_API long Alloc_ComputeBitMaps_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char** outSet,
+                                                long width, long height, long levels, long k,
+                                                long firstRowBytes);
 
 /* Fills a bitmap set; does nothing when `enable` is 0 or the set is null. */
-KELVANE_API long Creat_ComputeBitMaps_Video(unsigned char* set, __tag_KIRO_OFFSCREEN* image,
-                                            long threshold, long width, long height, long levels,
-                                            long k, long enable);
+KELVANE_CPP_API long Creat_ComputeBitMaps_Video(unsigned char* set, __tag_KIRO_OFFSCREEN* image,
+                                                long threshold, long width, long height,
+                                                long levels, long k, long enable);
 
 /* Writes the threshold bitmap of a level: 1 where the luma is above the threshold. `dstRowBytes`
  * bytes are written to each row. */
-KELVANE_API void ComputeBitmaps2(unsigned char* src, long width, long height, long pitch,
-                                 unsigned char* dst, long dstRowBytes, long threshold, long level,
-                                 long format);
+KELVANE_CPP_API void ComputeBitmaps2(unsigned char* src, long width, long height, long pitch,
+                                     unsigned char* dst, long dstRowBytes, long threshold,
+                                     long level, long format);
 
 /* Halves a bitmap. A result pixel is 1 when at least 2 (`parity` even) or 3 (odd) of its four are.
  * A missing last row is taken twice. ((srcWidth / 2) + 31) >> 5 words are made per row, and the
  * rest of `dstRowBytes` is zero. */
-KELVANE_API void BitImageShrink2(const unsigned char* src, long srcRows, long srcWidth,
-                                 long srcRowBytes, unsigned char* dst, long dstRows, long dstWidth,
-                                 long dstRowBytes, long parity);
+KELVANE_CPP_API void BitImageShrink2(const unsigned char* src, long srcRows, long srcWidth,
+                                     long srcRowBytes, unsigned char* dst, long dstRows,
+                                     long dstWidth, long dstRowBytes, long parity);
 
 /* Writes the grey map of a level. A row or column that the source does not reach repeats the last
  * one. A frame too thin for the level gives its first pixel, and zero padding. */
-KELVANE_API void ComputeGraymaps2(unsigned char* src, long width, long height, long pitch,
-                                  unsigned char* dst, long dstWidth, long dstHeight, long dstStride,
-                                  long level, long format);
+KELVANE_CPP_API void ComputeGraymaps2(unsigned char* src, long width, long height, long pitch,
+                                      unsigned char* dst, long dstWidth, long dstHeight,
+                                      long dstStride, long level, long format);
 
 /* Allocates a pyramid; null without an error when `levels` <= `k`, whatever the other arguments.
  * `firstRowBytes` is not read. ERR_INVALID_PARAM, ERR_NO_MEMORY: as for the bitmap set. */
-KELVANE_API long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx,
-                                               _tag_BitPyramid_Struct** outPyramid, long width,
-                                               long height, long levels, long k,
-                                               long firstRowBytes);
+KELVANE_CPP_API long Alloc_ComputeBitPyramid_Video(_tag_ZEP_ABDEBLUR* ctx,
+                                                   _tag_BitPyramid_Struct** outPyramid, long width,
+                                                   long height, long levels, long k,
+                                                   long firstRowBytes);
 
 /* Fills every level of a pyramid; does nothing when `levels` <= `k` or `enable` is 0. */
-KELVANE_API long Creat_ComputePyramidMaps_Video(_tag_BitPyramid_Struct* pyramid,
-                                                __tag_KIRO_OFFSCREEN* image, long threshold,
-                                                long width, long height, long levels, long k,
-                                                long enable);
+KELVANE_CPP_API long Creat_ComputePyramidMaps_Video(_tag_BitPyramid_Struct* pyramid,
+                                                    __tag_KIRO_OFFSCREEN* image, long threshold,
+                                                    long width, long height, long levels, long k,
+                                                    long enable);
 
 /* Fills the patches of one level at its offsets. A patch that leaves the frame is marked invalid
  * and not written. Returns `pitch` << `levelIndex`. */
-KELVANE_API long ComputeBitmaps2Interleave(unsigned char* src, long width, long height, long pitch,
-                                           _tag_BitMap_Struct* level, long threshold,
-                                           long levelIndex, long format);
+KELVANE_CPP_API long ComputeBitmaps2Interleave(unsigned char* src, long width, long height,
+                                               long pitch, _tag_BitMap_Struct* level,
+                                               long threshold, long levelIndex, long format);
 
 /* Releases a pyramid of the context and nulls the variable; null does nothing. */
-KELVANE_API void ReleasePyrBit(_tag_ZEP_ABDEBLUR* ctx, _tag_BitPyramid_Struct** pyramid);
+KELVANE_CPP_API void ReleasePyrBit(_tag_ZEP_ABDEBLUR* ctx, _tag_BitPyramid_Struct** pyramid);
 
 /* Counts where a(p) and b(p - d), d = (dx, dy), disagree over their whole overlap. */
-KELVANE_API unsigned long BitmapOperation2(unsigned char* a, unsigned char* b, long widthBits,
-                                           long rows, long rowBytes, long dx, long dy);
+KELVANE_CPP_API unsigned long BitmapOperation2(unsigned char* a, unsigned char* b, long widthBits,
+                                               long rows, long rowBytes, long dx, long dy);
 
 /* The same over the area that is common to the 3 x 3 displacements around d - (cx, cy). */
-KELVANE_API unsigned long BitmapOperation2_BF(unsigned char* a, unsigned char* b, long widthBits,
-                                              long rows, long rowBytes, long dx, long dy, long cx,
-                                              long cy);
+KELVANE_CPP_API unsigned long BitmapOperation2_BF(unsigned char* a, unsigned char* b,
+                                                  long widthBits, long rows, long rowBytes, long dx,
+                                                  long dy, long cx, long cy);
 
 /* Three counts at once, for dx - 1, dx and dx + 1: only whole words, bits 1 to 30 of each. */
-KELVANE_API void BitmapOperationline2(unsigned char* a, unsigned char* b, long* sums,
-                                      long widthBits, long rows, long rowBytes, long dx, long dy);
+KELVANE_CPP_API void BitmapOperationline2(unsigned char* a, unsigned char* b, long* sums,
+                                          long widthBits, long rows, long rowBytes, long dx,
+                                          long dy);
 
 /* The same over the rows common to the three displacements around dy - cy. */
-KELVANE_API void BitmapOperationline2_BF(unsigned char* a, unsigned char* b, long* sums,
-                                         long widthBits, long rows, long rowBytes, long dx, long dy,
-                                         long level, long cy);
+KELVANE_CPP_API void BitmapOperationline2_BF(unsigned char* a, unsigned char* b, long* sums,
+                                             long widthBits, long rows, long rowBytes, long dx,
+                                             long dy, long level, long cy);
 
 /* Counts the disagreement of the patches valid in both, the working ones moved by (cx, cy), each
  * -1, 0 or 1 (0 for other values), without the outermost pixels of each patch. */
-KELVANE_API long InterBitmapOperation2(unsigned char* refData, unsigned char* workData,
-                                       unsigned char* refValid, unsigned char* workValid,
-                                       long widthBits, long rows, long rowBytes, long cx, long cy);
+KELVANE_CPP_API long InterBitmapOperation2(unsigned char* refData, unsigned char* workData,
+                                           unsigned char* refValid, unsigned char* workValid,
+                                           long widthBits, long rows, long rowBytes, long cx,
+                                           long cy);
 
 /* One level of the search, and recursively the coarser ones. `refSet` and `movSet` point to the
  * data of this level (or, with more than `k` levels left, of the finest stored level); `result`
@@ -786,17 +775,13 @@ KELVANE_API long InterBitmapOperation2(unsigned char* refData, unsigned char* wo
  * number 2. `usePatches` 1 refines the finest levels with the pyramids; with `directLevels` every
  * level is a stored one. ERR_INVALID_PARAM: a null set, result or score, `usePatches` above 3, or
  * pyramids without the level that is asked for. */
-KELVANE_API long Alignment2Image2_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char* refSet,
-                                        unsigned char* movSet, unsigned char* movLuma, long width,
-                                        long height, long pitch, long levelWidth, long levelHeight,
-                                        long levelStride, long levelsLeft, long k, long* result,
-                                        _tag_BitPyramid_Struct* refPyramid,
-                                        _tag_BitPyramid_Struct* workPyramid, long refThreshold,
-                                        long movThreshold, long usePatches, long reserved,
-                                        long directLevels, long format, long* score);
-
-} /* extern "C++" */
-#endif
+KELVANE_CPP_API long
+Alignment2Image2_Video(_tag_ZEP_ABDEBLUR* ctx, unsigned char* refSet, unsigned char* movSet,
+                       unsigned char* movLuma, long width, long height, long pitch, long levelWidth,
+                       long levelHeight, long levelStride, long levelsLeft, long k, long* result,
+                       _tag_BitPyramid_Struct* refPyramid, _tag_BitPyramid_Struct* workPyramid,
+                       long refThreshold, long movThreshold, long usePatches, long reserved,
+                       long directLevels, long format, long* score);
 
 /* ---------------------------------------------------------------------------------------------
  * 15. Changed region
@@ -811,15 +796,12 @@ struct _tag_ROI_INFO {
     int64_t dy;
 };
 
-#ifdef __cplusplus
-extern "C++" {
-
 /* Creates a context for frames of one size; `format` is 0x601, 0x603 or 0x802.
  * ERR_INVALID_PARAM: null, a size below 1, the format. ERR_NO_MEMORY: nothing is kept. */
-KELVANE_API long roiInit(void* memHandle, long width, long height, long format, void** outRoi);
+KELVANE_CPP_API long roiInit(void* memHandle, long width, long height, long format, void** outRoi);
 
 /* Releases a context and nulls the caller's variable; null does nothing. */
-KELVANE_API void roiUninit(void** roi);
+KELVANE_CPP_API void roiUninit(void** roi);
 
 /* Finds the changed region of two frames, whose pitches may be negative. `alignment` must not be
  * null; its contents are not read. `out` is written only on success.
@@ -828,22 +810,22 @@ KELVANE_API void roiUninit(void** roi);
  * in format or have none that `roiInit` takes; a shorter side below 100 pixels (the cleaning has no
  * radius then); a displacement as large as the frame.
  * ERR_NO_MEMORY: the buffers of the alignment (first call), of the smoothing or the cleaning. */
-KELVANE_API long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first, __tag_KIRO_OFFSCREEN* second,
-                              _tag_DRAV_ALIGNMENT* alignment, _tag_ROI_INFO* out);
+KELVANE_CPP_API long roiCalculate(void* roi, __tag_KIRO_OFFSCREEN* first,
+                                  __tag_KIRO_OFFSCREEN* second, _tag_DRAV_ALIGNMENT* alignment,
+                                  _tag_ROI_INFO* out);
 
 /* The bounding rectangle of the nonzero bytes of plane 0; all zero when there are none, or when
  * they share one column. */
-KELVANE_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* out);
-
-} /* extern "C++" */
-#endif
+KELVANE_CPP_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* out);
 
 #ifdef __cplusplus
 } /* extern "C" */
+#endif
 
 /* ---------------------------------------------------------------------------------------------
  * 16. Layouts */
 
+#if defined(__cplusplus) || __STDC_VERSION__ >= 201112L
 static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
 static_assert(sizeof(__tag_rect) == 16, "");
 static_assert(offsetof(__tag_KIRO_OFFSCREEN, planes) == 16, "");
@@ -871,6 +853,65 @@ static_assert(offsetof(_tag_BitMap_Struct, valid) == 48 && sizeof(_tag_BitMap_St
 static_assert(sizeof(_tag_BitPyramid_Struct) == 24 && sizeof(_tag_ZEP_NS_INPUTINFO) == 24, "");
 static_assert(offsetof(_tag_ROI_INFO, changedRatio) == 16, "");
 static_assert(offsetof(_tag_ROI_INFO, dx) == 24 && sizeof(_tag_ROI_INFO) == 40, "");
+#endif
+
+/* ---------------------------------------------------------------------------------------------
+ * 17. Names for C
+ *
+ * Assembler labels, as GCC and Clang take them. */
+
+#ifndef __cplusplus
+#define KELVANE_EXPORTED_AS(function, name) extern __typeof__(function) function __asm__(name)
+
+KELVANE_EXPORTED_AS(imgEvaluateSharpness,
+                    "_Z20imgEvaluateSharpnessPvP20__tag_KIRO_OFFSCREENPfP10__tag_rect");
+KELVANE_EXPORTED_AS(calMaskArea, "_Z11calMaskAreaPhllliP10__tag_rectPl");
+KELVANE_EXPORTED_AS(ReadProcessorData, "_Z17ReadProcessorDataPvPP22_tag_Preprocessor_DataS_i");
+KELVANE_EXPORTED_AS(FreeProcessorData, "_Z17FreeProcessorDataPvPP22_tag_Preprocessor_Data");
+KELVANE_EXPORTED_AS(allocParamsFace, "_Z15allocParamsFacePvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(freeParamsFace, "_Z14freeParamsFacePvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(allocParamsAlign, "_Z16allocParamsAlignPvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(freeParamsAlign, "_Z15freeParamsAlignPvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(allocParams, "_Z11allocParamsPvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(freeParams, "_Z10freeParamsPvP15_tag_DRAV_PARAMl");
+KELVANE_EXPORTED_AS(Alignment_Init, "_Z14Alignment_InitPvPS_");
+KELVANE_EXPORTED_AS(Alignment_Uninit, "_Z16Alignment_UninitPPv");
+KELVANE_EXPORTED_AS(Image_Alignment_Video,
+                    "_Z21Image_Alignment_VideoPvP21_tag_ZEP_NS_INPUTINFOlPPll");
+KELVANE_EXPORTED_AS(TorInterThreshold,
+                    "_Z17TorInterThresholdP17_tag_ZEP_ABDEBLURP20__tag_KIRO_OFFSCREENPhPllllS4_");
+KELVANE_EXPORTED_AS(Alloc_ComputeBitMaps_Video,
+                    "_Z26Alloc_ComputeBitMaps_VideoP17_tag_ZEP_ABDEBLURPPhlllll");
+KELVANE_EXPORTED_AS(Creat_ComputeBitMaps_Video,
+                    "_Z26Creat_ComputeBitMaps_VideoPhP20__tag_KIRO_OFFSCREENllllll");
+KELVANE_EXPORTED_AS(ComputeBitmaps2, "_Z15ComputeBitmaps2PhlllS_llll");
+KELVANE_EXPORTED_AS(BitImageShrink2, "_Z15BitImageShrink2PKhlllPhllll");
+KELVANE_EXPORTED_AS(ComputeGraymaps2, "_Z16ComputeGraymaps2PhlllS_lllll");
+KELVANE_EXPORTED_AS(
+    Alloc_ComputeBitPyramid_Video,
+    "_Z29Alloc_ComputeBitPyramid_VideoP17_tag_ZEP_ABDEBLURPP22_tag_BitPyramid_Structlllll");
+KELVANE_EXPORTED_AS(
+    Creat_ComputePyramidMaps_Video,
+    "_Z30Creat_ComputePyramidMaps_VideoP22_tag_BitPyramid_StructP20__tag_KIRO_OFFSCREENllllll");
+KELVANE_EXPORTED_AS(ComputeBitmaps2Interleave,
+                    "_Z25ComputeBitmaps2InterleavePhlllP18_tag_BitMap_Structlll");
+KELVANE_EXPORTED_AS(ReleasePyrBit,
+                    "_Z13ReleasePyrBitP17_tag_ZEP_ABDEBLURPP22_tag_BitPyramid_Struct");
+KELVANE_EXPORTED_AS(BitmapOperation2, "_Z16BitmapOperation2PhS_lllll");
+KELVANE_EXPORTED_AS(BitmapOperation2_BF, "_Z19BitmapOperation2_BFPhS_lllllll");
+KELVANE_EXPORTED_AS(BitmapOperationline2, "_Z20BitmapOperationline2PhS_Pllllll");
+KELVANE_EXPORTED_AS(BitmapOperationline2_BF, "_Z23BitmapOperationline2_BFPhS_Pllllllll");
+KELVANE_EXPORTED_AS(InterBitmapOperation2, "_Z21InterBitmapOperation2PhS_S_S_lllll");
+KELVANE_EXPORTED_AS(Alignment2Image2_Video, "_Z22Alignment2Image2_VideoP17_tag_ZEP_ABDEBLURPhS1_S1_"
+                                            "llllllllPlP22_tag_BitPyramid_StructS4_llllllS2_");
+KELVANE_EXPORTED_AS(roiInit, "_Z7roiInitPvlllPS_");
+KELVANE_EXPORTED_AS(roiUninit, "_Z9roiUninitPPv");
+KELVANE_EXPORTED_AS(
+    roiCalculate,
+    "_Z12roiCalculatePvP20__tag_KIRO_OFFSCREENS1_P19_tag_DRAV_ALIGNMENTP13_tag_ROI_INFO");
+KELVANE_EXPORTED_AS(FindMaskBBox, "_Z12FindMaskBBoxPK20__tag_KIRO_OFFSCREENP10__tag_rect");
+
+#undef KELVANE_EXPORTED_AS
 #endif
 
 #endif /* KELVANE_KELVANE_H */
