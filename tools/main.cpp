@@ -14,7 +14,8 @@ extern "C" {
 namespace {
 
 void complain(const std::string& name, const std::string& reason) {
-    std::fputs(fmt::format("kelvane: {}: {}\n", oneLine(name), oneLine(reason)).c_str(), stderr);
+    const std::string source = name == "-" ? "standard input" : oneLine(name);
+    std::fputs(fmt::format("kelvane: {}: {}\n", source, oneLine(reason)).c_str(), stderr);
 }
 
 void printTimes(const PhaseTimes& times) {
@@ -37,6 +38,7 @@ int runTool(int argc, char** argv) {
     const Output output = invocation.run(times);
     for (const Skipped& skipped : output.skipped)
         complain(skipped.name, "skipped: " + skipped.reason);
+    std::fputs(output.aside.c_str(), stderr);
     writeToStdout(output.text);
     if (invocation.timing)
         printTimes(times);

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int32_t thumbnailSide = 400; // twice what the page shows, for dense screens
-constexpr int thumbnailQuantiser = 4;
+constexpr int thumbnailQuality = 75;
 constexpr int32_t largestCrop = 320; // two fit side by side, and one on a phone
 
 double sharpnessIn(LumaImage& luma, __tag_rect rect) {
@@ -68,7 +68,7 @@ std::string crop(const BgrPicture& picture, const __tag_rect& rect) {
     view.data += rect.top * view.pitch + 3 * int64_t{rect.left};
     view.width = rect.right - rect.left;
     view.height = rect.bottom - rect.top;
-    return encodeJpeg(view, 1);
+    return encodePicture(view, FileFormat::jpeg);
 }
 
 // Makes the comparison of a ranked burst from its two frames.
@@ -124,8 +124,9 @@ void addThumbnail(ContactSheet& sheet, size_t index, const AVFrame& frame, const
     try {
         const BgrPicture picture =
             ColourPicture::of(frame, name, times).thumbnail(thumbnailSide, times);
-        sheet.thumbnails[index] = {picture.width, picture.height,
-                                   encodeJpeg(picture.view(), thumbnailQuantiser)};
+        sheet.thumbnails[index] = {
+            picture.width, picture.height,
+            encodePicture(picture.view(), FileFormat::jpeg, thumbnailQuality)};
     } catch (const BadPicture&) {
         // A frame whose luma can be measured but whose colours cannot be shown has no thumbnail.
     }

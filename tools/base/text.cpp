@@ -12,6 +12,15 @@ std::string oneLine(std::string_view text) {
     return line;
 }
 
+char lowercase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::string lowercase(std::string_view text) {
+    std::string lower;
+    for (const char c : text)
+        lower += lowercase(c);
+    return lower;
+}
+
 std::string sizeText(int32_t width, int32_t height) {
     return fmt::format("{} x {}", width, height);
 }

@@ -7,6 +7,10 @@
 // The text with control characters replaced, so that a file name cannot break a line.
 std::string oneLine(std::string_view text);
 
+// ASCII letters in lower case.
+char lowercase(char c);
+std::string lowercase(std::string_view text);
+
 // "640 x 480".
 std::string sizeText(int32_t width, int32_t height);
 

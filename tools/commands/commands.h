@@ -9,9 +9,10 @@
 
 // What a command has to say, composed in full before any of it is printed.
 struct Output {
-    std::string text;
+    std::string text; // or a picture
     std::vector<Skipped> skipped = {};
-    int status = 0; // of the process
+    int status = 0;         // of the process
+    std::string aside = {}; // for stderr
 };
 
 // Exit statuses.

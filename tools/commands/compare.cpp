@@ -3,8 +3,8 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "commands/options.h"
+#include "commands/picture_output.h"
 #include "media/colour.h"
-#include "media/files.h"
 #include "output/report.h"
 
 #include <algorithm>
@@ -18,7 +18,8 @@ struct PairOptions {
 };
 
 void addPairOptions(CLI::App& command, PairOptions& options, Invocation& invocation) {
-    command.add_option("A", options.first, "A picture, the reference")->required();
+    command.add_option("A", options.first, "A picture, the reference; - for standard input")
+        ->required();
     command.add_option("B", options.second, "Another one of the same size")->required();
     command.add_flag("--json", options.json, "Print JSON instead of text");
     addTiming(command, invocation);
@@ -46,8 +47,7 @@ Output runAlign(const PairOptions& options, PhaseTimes& times) {
 }
 
 struct ChangesOptions : PairOptions {
-    std::string overlay; // a PNG file; empty for none
-    bool force = false;
+    PictureOutput overlay; // without a path when none is asked for
 };
 
 _tag_ROI_INFO findChanges(const ChangesOptions& options, LumaPair& frames) {
@@ -104,8 +104,8 @@ void drawBox(BgrPicture& picture, const __tag_rect& rect) {
                 std::copy_n(yellow, 3, pixel(picture, x, y));
 }
 
-// A PNG of A with a red tint where B differs and a yellow box around it.
-std::string drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& times) {
+// A with a red tint where B differs and a yellow box around it.
+BgrPicture drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& times) {
     const ColourPicture colour = ColourPicture::read(path, times);
     BgrPicture picture = colour.whole(times);
     Aligner aligner;
@@ -113,12 +113,15 @@ std::string drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& t
     ChangedMask inFirst = moved(mask, mask.shift);
     tint(picture, inFirst);
     drawBox(picture, boundingBox(inFirst));
-    return encodePng(picture.view());
+    return picture;
 }
 
 Output runChanges(const ChangesOptions& options, PhaseTimes& times) {
-    if (!options.overlay.empty())
-        checkOutputPath(options.overlay, options.force);
+    const bool draws = !options.overlay.path.empty();
+    if (draws)
+        checkPictureOutput(options.overlay);
+    if (options.json && goesToStdout(options.overlay))
+        throw InputError("--overlay", "- and --json both write to standard output");
     LumaPair frames = readLumaPair(options.first, options.second, times);
     if (std::min(frames.first.width, frames.first.height) < smallestChangedSide)
         throw InputError(options.first,
@@ -140,10 +143,10 @@ Output runChanges(const ChangesOptions& options, PhaseTimes& times) {
             output.text = changesText(info) + shiftText(shift, fit);
         }
     }
-    if (!options.overlay.empty())
-        writeOutputFile(
-            {options.overlay, drawOverlay(options.first, frames, times), options.force});
-    return output;
+    if (!draws)
+        return output;
+    const BgrPicture overlay = drawOverlay(options.first, frames, times);
+    return writePicture(options.overlay, overlay.view(), output.text);
 }
 
 } // namespace
@@ -158,7 +161,9 @@ void addChanges(CLI::App& app, Invocation& invocation) {
     const auto [command, options] =
         addCommand(app, invocation, "changes", "Find where two pictures differ", runChanges);
     addPairOptions(command, options, invocation);
-    command.add_option("--overlay", options.overlay, "Draw what changed into A and write that PNG")
-        ->type_name("OUT");
-    command.add_flag("--force", options.force, "Replace OUT when it exists");
+    CLI::Option& overlay = *command
+                                .add_option("--overlay", options.overlay.path,
+                                            "Draw what changed into A and write that picture")
+                                ->type_name("OUT");
+    addPictureOutput(command, overlay, options.overlay);
 }

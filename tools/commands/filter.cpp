@@ -2,8 +2,8 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "commands/options.h"
+#include "commands/picture_output.h"
 #include "media/colour.h"
-#include "media/files.h"
 #include "media/luma.h"
 
 #include <charconv>
@@ -18,21 +18,22 @@ constexpr int64_t largestSide = 16000; // above it FFmpeg has no picture
 
 struct FilterOptions {
     std::string input;
-    std::string output;
-    bool force = false;
+    PictureOutput output;
 };
 
 void addFilterOptions(CLI::App& command, FilterOptions& options, Invocation& invocation) {
-    command.add_option("IN", options.input, "A picture")->required();
-    command.add_option("OUT", options.output, "The PNG file to write")->required();
-    command.add_flag("--force", options.force, "Replace OUT when it exists");
+    command.add_option("IN", options.input, "A picture; - for standard input")->required();
+    CLI::Option& out = *command.add_option("OUT", options.output.path, outputHelp)->required();
+    addPictureOutput(command, out, options.output);
     addTiming(command, invocation);
 }
 
-Output writePicture(const FilterOptions& options, const PixelsView& pixels) {
-    writeOutputFile({options.output, encodePng(pixels), options.force});
-    return {fmt::format("Wrote {}, {} pixels.\n", oneLine(options.output),
-                        sizeText(pixels.width, pixels.height))};
+Output write(const FilterOptions& options, const PixelsView& pixels) {
+    std::string said;
+    if (!goesToStdout(options.output))
+        said = fmt::format("Wrote {}, {} pixels.\n", oneLine(options.output.path),
+                           sizeText(pixels.width, pixels.height));
+    return writePicture(options.output, pixels, said);
 }
 
 struct ResizeOptions : FilterOptions {
@@ -53,9 +54,9 @@ void parseSize(const std::string& text, ResizeOptions& size) {
 }
 
 Output runResize(const ResizeOptions& options, PhaseTimes& times) {
-    checkOutputPath(options.output, options.force);
+    checkPictureOutput(options.output);
     const ColourPicture source = ColourPicture::read(options.input, times);
-    return writePicture(options, source.resized(options.width, options.height, times).view());
+    return write(options, source.resized(options.width, options.height, times).view());
 }
 
 struct SmoothOptions : FilterOptions {
@@ -63,7 +64,7 @@ struct SmoothOptions : FilterOptions {
 };
 
 Output runSmooth(const SmoothOptions& options, PhaseTimes& times) {
-    checkOutputPath(options.output, options.force);
+    checkPictureOutput(options.output);
     const LumaImage source = readLuma(options.input, times);
     // The library leaves such a plane as it is.
     if (source.width <= options.kernel / 2 * 2)
@@ -76,7 +77,7 @@ Output runSmooth(const SmoothOptions& options, PhaseTimes& times) {
                                      source.width, 0, result.pixels.data(), options.kernel),
                     "GB_GaussianBlurA");
     }
-    return writePicture(options, result.grey());
+    return write(options, result.grey());
 }
 
 using Filter = decltype(&sbrErode);
@@ -87,7 +88,7 @@ struct MorphOptions : FilterOptions {
 };
 
 Output runMorph(const MorphOptions& options, PhaseTimes& times) {
-    checkOutputPath(options.output, options.force);
+    checkPictureOutput(options.output);
     const LumaImage source = readLuma(options.input, times);
     LumaImage result = source;
     {
@@ -96,7 +97,7 @@ Output runMorph(const MorphOptions& options, PhaseTimes& times) {
                                       source.width, 1, result.pixels.data(), options.radius),
                     "morphology");
     }
-    return writePicture(options, result.grey());
+    return write(options, result.grey());
 }
 
 } // namespace

@@ -41,7 +41,7 @@ void addVideoFrames(const std::vector<Export>& exports, bool replace, StagedFile
     auto planned = exports.begin();
     rereadFrames(*planned->measured, indices, times, [&](size_t, const AVFrame& pixels) {
         const BgrPicture picture = ColourPicture::of(pixels, planned->source, times).whole(times);
-        files.addFile({planned->target, encodePng(picture.view()), replace});
+        files.addFile({planned->target, encodePicture(picture.view(), FileFormat::png), replace});
         ++planned;
     });
 }

@@ -1,6 +1,7 @@
 #include "media/inputs.h"
 
 #include "base/error.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -14,12 +15,10 @@ constexpr std::string_view pictureExtensions[] = {
     ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic",
     ".heif", ".avif", ".bmp", ".pgm",  ".ppm", ".pnm",  ".jp2", ".j2k",  ".jxl"};
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool isPictureName(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(), lower);
+    const std::string extension = lowercase(path.extension().string());
     return std::find(std::begin(pictureExtensions), std::end(pictureExtensions), extension) !=
            std::end(pictureExtensions);
 }
@@ -45,7 +44,7 @@ bool naturalLess(std::string_view a, std::string_view b) {
             if (first != second)
                 return first < second;
         } else {
-            const char first = lower(a[i++]), second = lower(b[j++]);
+            const char first = lowercase(a[i++]), second = lowercase(b[j++]);
             if (first != second)
                 return static_cast<unsigned char>(first) < static_cast<unsigned char>(second);
         }

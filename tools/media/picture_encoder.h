@@ -1,7 +1,9 @@
 #pragma once
 
+#include "media/file_format.h"
+
 #include <cstdint>
-#include <span>
+#include <stdexcept>
 #include <string>
 
 // Pixels in memory of others: one grey byte, or blue, green and red.
@@ -13,9 +15,18 @@ struct PixelsView {
     int32_t channels; // 1 or 3
 };
 
-// The bytes of a PNG file.
-std::string encodePng(const PixelsView& pixels);
+// Why a picture cannot be written in a format, for people.
+class EncodeError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
-// The bytes of a JPEG file of a colour picture. The quantiser is 1 (the best) to 31; at the best
-// the chroma keeps its full resolution.
-std::string encodeJpeg(const PixelsView& pixels, int quantiser);
+constexpr int usualQuality = 95;
+
+// Throws EncodeError when this build cannot write the format.
+void checkEncoder(FileFormat format);
+
+// The bytes of a file without orientation: the pixels are upright. The quality, 1 to 100, counts
+// for JPEG and WebP; from 90 on, the chroma of a JPEG keeps its resolution. Throws EncodeError for
+// a picture that is too large for the format, for example.
+std::string encodePicture(const PixelsView& pixels, FileFormat format, int quality = usualQuality);
