@@ -1,4 +1,5 @@
 #include "base/error.h"
+#include "base/jobs.h"
 #include "base/text.h"
 #include "commands/commands.h"
 #include "media/files.h"
@@ -18,9 +19,10 @@ void complain(const std::string& name, const std::string& reason) {
     std::fputs(fmt::format("kelvane: {}: {}\n", source, oneLine(reason)).c_str(), stderr);
 }
 
-void printTimes(const PhaseTimes& times) {
+// In per cent of the time that one thread has.
+void printTimes(const PhaseTimes& times, Clock::duration elapsed) {
     using Seconds = std::chrono::duration<double>;
-    const double total = Seconds(Clock::now() - times.start).count();
+    const double total = Seconds(elapsed).count();
     const auto share = [&](Clock::duration phase) { return 100 * Seconds(phase).count() / total; };
     std::fputs(fmt::format("timing: {:.3f} s in all; decoding {:.2f} %, conversion {:.2f} %, "
                            "library {:.2f} %\n",
@@ -31,17 +33,18 @@ void printTimes(const PhaseTimes& times) {
 }
 
 int runTool(int argc, char** argv) {
+    const Clock::time_point start = Clock::now();
     PhaseTimes times;
     Invocation invocation;
     if (!parseArguments(argc, argv, invocation))
         return 0;
-    const Output output = invocation.run(times);
+    const Output output = Jobs(invocation.jobs).run([&] { return invocation.run(times); });
     for (const Skipped& skipped : output.skipped)
         complain(skipped.name, "skipped: " + skipped.reason);
     std::fputs(output.aside.c_str(), stderr);
     writeToStdout(output.text);
     if (invocation.timing)
-        printTimes(times);
+        printTimes(times, Clock::now() - start);
     return output.status;
 }
 

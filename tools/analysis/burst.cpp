@@ -2,13 +2,17 @@
 
 #include "analysis/changed_mask.h"
 #include "analysis/faces.h"
+#include "analysis/frame_measurer.h"
 #include "analysis/moving_objects.h"
 #include "analysis/page_pictures.h"
 #include "base/error.h"
 #include "base/text.h"
 
 #include <algorithm>
+#include <atomic>
 #include <numeric>
+
+#include <oneapi/tbb/enumerable_thread_specific.h>
 
 namespace {
 
@@ -18,14 +22,14 @@ namespace {
 class LumaStore {
 public:
     // Throws InputError, which names `name`, for a frame that no longer fits.
-    void add(const __tag_KIRO_OFFSCREEN& image, const std::string& name) {
+    void add(LumaImage luma, const std::string& name) {
         constexpr int64_t most = int64_t{4} << 30;
-        bytes_ += 2 * int64_t{image.width} * image.height;
+        bytes_ += 2 * int64_t{luma.width} * luma.height;
         if (bytes_ > most)
             throw InputError(name, fmt::format("frame {} would bring --moving above 4 GiB; take "
                                                "fewer frames with --every or --max",
                                                frames_.size()));
-        frames_.push_back(copyLuma(image));
+        frames_.push_back(std::move(luma));
     }
 
     std::vector<LumaImage>& frames() { return frames_; }
@@ -43,33 +47,46 @@ struct OpenBurst {
 
 class BurstReader {
 public:
-    BurstReader(const RankingRules& rules, Sizes sizes, size_t sheetCapacity, PhaseTimes& times)
-        : rules_(rules), sizes_(sizes), sheetCapacity_(sheetCapacity), times_(times) {}
+    BurstReader(const RankingRules& rules, Sizes sizes, size_t sheetCapacity)
+        : rules_(rules), sizes_(sizes), sheetCapacity_(sheetCapacity) {}
 
-    void read(const SourceFrame& frame) {
-        const ImageView view = viewer_.view(frame.pixels, frame.path, times_);
-        OpenBurst& open = burstOf(frame);
-        std::vector<MeasuredFrame>& frames = open.burst.measured.frames;
-        if (sheetCapacity_ > 0)
-            offerToSheet(open.burst.sheet, frames.size(), frame.pixels, frame.path, times_);
-        if (rules_.moving)
-            open.lumas.add(view.image, frame.path);
-        frames.push_back(measureFrame(frame, view, engine_, times_));
+    InTurn read(const SourceFrame& frame, PhaseTimes& times) {
+        FrameNeeds needs = {.luma = rules_.moving, .thumbnail = mayBePictured(frame.index)};
+        return [this, found = measurers_.local().measure(frame, needs, times)]() mutable {
+            take(std::move(found));
+        };
     }
 
     std::vector<OpenBurst>& bursts() { return bursts_; }
 
 private:
-    OpenBurst& burstOf(const SourceFrame& frame) {
-        const AVFrame& pixels = frame.pixels;
+    // The index in the burst is only known once all frames before this one are. Until then it may
+    // be any smaller one where frames are left out or go to another burst.
+    bool mayBePictured(size_t index) const {
+        if (sheetCapacity_ == 0)
+            return false;
+        return rules_.frames.skipBad || sizes_ == Sizes::apart || index % sheetStep_ == 0;
+    }
+
+    void take(FrameFindings found) {
+        OpenBurst& open = burstOf(found.frame);
+        std::vector<MeasuredFrame>& frames = open.burst.measured.frames;
+        offerToSheet(open.burst.sheet, frames.size(), std::move(found.thumbnail));
+        sheetStep_ = open.burst.sheet.step;
+        if (rules_.moving)
+            open.lumas.add(std::move(found.luma), found.frame.path);
+        frames.push_back(std::move(found.frame));
+    }
+
+    OpenBurst& burstOf(const MeasuredFrame& frame) {
         for (OpenBurst& open : bursts_) {
             const MeasuredFrame& first = open.burst.measured.frames.front();
-            if (first.width == pixels.width && first.height == pixels.height)
+            if (first.width == frame.width && first.height == frame.height)
                 return open;
             if (sizes_ == Sizes::equal)
                 throw InputError(frame.path,
                                  fmt::format("{} pixels, but {} has {}",
-                                             sizeText(pixels.width, pixels.height), first.name,
+                                             sizeText(frame.width, frame.height), first.name,
                                              sizeText(first.width, first.height)));
         }
         bursts_.emplace_back();
@@ -80,9 +97,8 @@ private:
     const RankingRules& rules_;
     const Sizes sizes_;
     const size_t sheetCapacity_;
-    PhaseTimes& times_;
-    Engine engine_;
-    ImageViewer viewer_;
+    tbb::enumerable_thread_specific<FrameMeasurer> measurers_;
+    std::atomic<size_t> sheetStep_ = 1; // of the only sheet, where the index decides
     std::vector<OpenBurst> bursts_;
 };
 
@@ -121,24 +137,6 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
 
 } // namespace
 
-MeasuredFrame measureFrame(const SourceFrame& frame, const ImageView& view, Engine& engine,
-                           PhaseTimes& times) {
-    const PhaseTimer timer(times.library);
-    const AVFrame& pixels = frame.pixels;
-    return {.path = frame.path,
-            .name = frame.name,
-            .number = frame.number,
-            .seconds = frame.seconds,
-            .width = pixels.width,
-            .height = pixels.height,
-            .orientation = frame.form.orientation,
-            .pixelFormat = frame.form.pixelFormat,
-            .rendering = frame.form.rendering,
-            .converted = view.converted,
-            .cropped = view.cropped,
-            .blur = engine.measure(view.image)};
-}
-
 void sortByScore(Measurement& measured) {
     const std::vector<MeasuredFrame>& frames = measured.frames;
     std::vector<size_t>& order = measured.order;
@@ -158,11 +156,12 @@ std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules
     FacesOfFrames faces;
     if (!rules.facesFile.empty())
         faces = readFaces(rules.facesFile);
-    BurstReader reader(rules, sizes, sheetCapacity, times);
+    BurstReader reader(rules, sizes, sheetCapacity);
     FrameSelection selection = rules.frames;
     selection.request.lumaOnly = sheetCapacity == 0;
-    const ReadSummary summary = readFrames(inputs, selection, progress, times,
-                                           [&](const SourceFrame& frame) { reader.read(frame); });
+    const ReadSummary summary = readFrames(
+        inputs, selection, progress, times,
+        [&](const SourceFrame& frame, PhaseTimes& used) { return reader.read(frame, used); });
     skipped.insert(skipped.end(), summary.skipped.begin(), summary.skipped.end());
     std::vector<Burst> bursts;
     for (OpenBurst& open : reader.bursts()) {

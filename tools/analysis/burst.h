@@ -1,6 +1,5 @@
 #pragma once
 
-#include "analysis/engine.h"
 #include "base/burst.h"
 #include "media/capture_time.h"
 #include "media/frame_source.h"
@@ -8,10 +7,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-// Measures one frame, which `view` shows.
-MeasuredFrame measureFrame(const SourceFrame& frame, const ImageView& view, Engine& engine,
-                           PhaseTimes& times);
 
 // Fills in the order and the median once all frames are measured.
 void sortByScore(Measurement& measured);

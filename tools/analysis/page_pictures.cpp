@@ -119,23 +119,26 @@ private:
     Side other_ = {};
 };
 
-void addThumbnail(ContactSheet& sheet, size_t index, const AVFrame& frame, const std::string& name,
-                  PhaseTimes& times) {
-    try {
-        const BgrPicture picture =
-            ColourPicture::of(frame, name, times).thumbnail(thumbnailSide, times);
-        sheet.thumbnails[index] = {
-            picture.width, picture.height,
-            encodePicture(picture.view(), FileFormat::jpeg, thumbnailQuality)};
-    } catch (const BadPicture&) {
-        // A frame whose luma can be measured but whose colours cannot be shown has no thumbnail.
-    }
+void putOnSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail) {
+    if (thumbnail)
+        sheet.thumbnails[index] = std::move(*thumbnail);
 }
 
 } // namespace
 
-void offerToSheet(ContactSheet& sheet, size_t index, const AVFrame& frame, const std::string& name,
-                  PhaseTimes& times) {
+std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& name,
+                                       PhaseTimes& times) {
+    try {
+        const BgrPicture picture =
+            ColourPicture::of(frame, name, times).thumbnail(thumbnailSide, times);
+        return Thumbnail{picture.width, picture.height,
+                         encodePicture(picture.view(), FileFormat::jpeg, thumbnailQuality)};
+    } catch (const BadPicture&) {
+        return std::nullopt;
+    }
+}
+
+void offerToSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail) {
     if (sheet.capacity == 0 || index % sheet.step != 0)
         return;
     if (sheet.thumbnails.size() == sheet.capacity) {
@@ -145,7 +148,7 @@ void offerToSheet(ContactSheet& sheet, size_t index, const AVFrame& frame, const
         if (index % sheet.step != 0)
             return;
     }
-    addThumbnail(sheet, index, frame, name, times);
+    putOnSheet(sheet, index, std::move(thumbnail));
 }
 
 void addPagePictures(Burst& burst, bool compares, PhaseTimes& times) {
@@ -164,12 +167,17 @@ void addPagePictures(Burst& burst, bool compares, PhaseTimes& times) {
     std::set<size_t> wanted = missing;
     wanted.insert(compared.begin(), compared.end());
     const std::vector<size_t> indices(wanted.begin(), wanted.end());
-    rereadFrames(burst.measured, indices, times, [&](size_t index, const AVFrame& pixels) {
-        if (missing.contains(index))
-            addThumbnail(sheet, index, pixels, burst.measured.frames[index].path, times);
+    const auto look = [&](size_t index, const AVFrame& pixels, PhaseTimes& used) -> InTurn {
         if (compared.contains(index))
-            comparer.take(index, pixels, times);
-    });
+            comparer.take(index, pixels, used); // its own side
+        if (!missing.contains(index))
+            return [] {};
+        return
+            [&, index, thumbnail = makeThumbnail(pixels, burst.measured.frames[index].path, used)] {
+                putOnSheet(sheet, index, thumbnail);
+            };
+    };
+    rereadFrames(burst.measured, indices, times, look);
     if (!compared.empty())
         burst.comparison = comparer.compare(times);
 }

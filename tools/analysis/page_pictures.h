@@ -9,10 +9,13 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
+// Nothing for a frame whose luma can be measured but whose colours cannot be shown.
+std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& name,
+                                       PhaseTimes& times);
+
 // Puts the next frame of a burst on its sheet, unless it is one that a long burst leaves out: the
 // sheet keeps every second, then every fourth frame and so on, never more than its capacity.
-void offerToSheet(ContactSheet& sheet, size_t index, const AVFrame& frame, const std::string& name,
-                  PhaseTimes& times);
+void offerToSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail);
 
 // Adds to a ranked burst what a page shows beyond the frames that were pictured as they went by:
 // the best and the kept ones, and on request the comparison. Their frames are decoded again.

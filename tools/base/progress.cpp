@@ -13,17 +13,22 @@ Progress::~Progress() {
         std::fputs("\r\x1b[K", stderr);
 }
 
-void Progress::expect(int64_t total) { total_ = total_ > 0 ? total_ : total; }
+void Progress::expect(int64_t total) {
+    const std::scoped_lock lock(mutex_);
+    total_ = total_.value_or(total);
+}
 
 void Progress::beginBurst(size_t number, size_t count) {
+    const std::scoped_lock lock(mutex_);
     burst_ = fmt::format("burst {} of {}, ", number, count);
 }
 
 void Progress::advance() {
+    const std::scoped_lock lock(mutex_);
     ++done_;
     if (!terminal_ || Clock::now() < due_)
         return;
-    const std::string of = total_ > 0 ? fmt::format(" of {}", total_) : "";
+    const std::string of = total_.value_or(0) > 0 ? fmt::format(" of {}", *total_) : "";
     std::fputs(fmt::format("\r\x1b[K{}{}{} frames", burst_, done_, of).c_str(), stderr);
     std::fflush(stderr);
     shown_ = true;

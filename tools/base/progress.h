@@ -2,16 +2,24 @@
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <string>
 
 using Clock = std::chrono::steady_clock;
 
-// Where the time of a run went.
+// Where time went, of all threads together.
 struct PhaseTimes {
-    Clock::time_point start = Clock::now();
     Clock::duration decoding{};
     Clock::duration conversion{};
     Clock::duration library{};
+
+    PhaseTimes& operator+=(const PhaseTimes& other) {
+        decoding += other.decoding;
+        conversion += other.conversion;
+        library += other.library;
+        return *this;
+    }
 };
 
 // Adds the time of its scope to one phase.
@@ -28,7 +36,7 @@ private:
 };
 
 // A line on stderr that counts frames, for people who watch a long run. It appears after a second,
-// when stderr is a terminal, and is erased at the end.
+// when stderr is a terminal, and is erased at the end. Threads may share it.
 class Progress {
 public:
     Progress();
@@ -36,7 +44,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    // How many frames are to come, when nobody has said so before; 0 when that is not known.
+    // How many frames are to come, unless that was said before; 0 when it is not known.
     void expect(int64_t total);
 
     // The burst that is read from now on, of several.
@@ -45,7 +53,8 @@ public:
     void advance();
 
 private:
-    int64_t total_ = 0;
+    std::mutex mutex_;
+    std::optional<int64_t> total_;
     std::string burst_;
     const bool terminal_;
     int64_t done_ = 0;

@@ -1,7 +1,10 @@
 #include "analysis/burst.h"
+#include "analysis/frame_measurer.h"
 #include "base/error.h"
 #include "commands/options.h"
 #include "output/report.h"
+
+#include <oneapi/tbb/enumerable_thread_specific.h>
 
 namespace {
 
@@ -18,17 +21,18 @@ std::string blurText(const FrameOptions& options, const Measurement& measured,
 }
 
 Output runBlur(const FrameOptions& options, PhaseTimes& times) {
-    Engine engine;
-    ImageViewer viewer;
+    tbb::enumerable_thread_specific<FrameMeasurer> measurers;
     Progress progress;
     Measurement measured;
     FrameSelection selection = options.frames;
     selection.request.lumaOnly = true;
-    ReadSummary summary = readFrames(
-        expandInputs(options.inputs), selection, progress, times, [&](const SourceFrame& frame) {
-            const ImageView view = viewer.view(frame.pixels, frame.path, times);
-            measured.frames.push_back(measureFrame(frame, view, engine, times));
-        });
+    ReadSummary summary =
+        readFrames(expandInputs(options.inputs), selection, progress, times,
+                   [&](const SourceFrame& frame, PhaseTimes& used) {
+                       return [&, found = measurers.local().measure(frame, {}, used)] {
+                           measured.frames.push_back(found.frame);
+                       };
+                   });
     if (summary.visited == 0)
         throw InputError(options.inputs.front(), "no frame could be read");
     measured.isVideo = summary.isVideo;

@@ -22,6 +22,7 @@ constexpr int badInput = 2;
 // What the command line asks for.
 struct Invocation {
     std::function<Output(PhaseTimes&)> run;
+    int jobs = 0; // 0 for as many as there are processors
     bool timing = false;
 };
 

@@ -26,6 +26,11 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
     CLI::Option& json = *command.add_flag("--json", options.json, "Print JSON instead of a table");
     command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
         ->excludes(&json);
+    command
+        .add_option("--jobs", invocation.jobs,
+                    "Decode on N threads (as many as there are processors)")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
     command.add_flag("--skip-bad", options.frames.skipBad, "Leave out what cannot be decoded");
     addTiming(command, invocation);
     return inputs;

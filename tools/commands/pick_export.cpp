@@ -39,11 +39,15 @@ void addVideoFrames(const std::vector<Export>& exports, bool replace, StagedFile
     for (const Export& planned : exports)
         indices.push_back(planned.frame);
     auto planned = exports.begin();
-    rereadFrames(*planned->measured, indices, times, [&](size_t, const AVFrame& pixels) {
-        const BgrPicture picture = ColourPicture::of(pixels, planned->source, times).whole(times);
-        files.addFile({planned->target, encodePicture(picture.view(), FileFormat::png), replace});
-        ++planned;
-    });
+    const auto encode = [&](size_t, const AVFrame& pixels, PhaseTimes& used) {
+        const BgrPicture picture =
+            ColourPicture::of(pixels, exports.front().source, used).whole(used);
+        return [&, png = encodePicture(picture.view(), FileFormat::png)] {
+            files.addFile({planned->target, png, replace});
+            ++planned;
+        };
+    };
+    rereadFrames(*planned->measured, indices, times, encode);
 }
 
 } // namespace

@@ -1,9 +1,21 @@
 #include "media/frame_source.h"
 
 #include "base/error.h"
+#include "base/in_order.h"
 #include "media/video_reader.h"
 
 namespace {
+
+// A frame on its way through the threads.
+struct Passage {
+    const InputFile* file;
+    int64_t number = 0;                 // in its video
+    std::optional<double> seconds = {}; // of a video
+    size_t index = 0;
+    Picture frame = {}; // of a video from the start, of a file with one picture while it is visited
+    std::optional<BadPicture> bad = {};
+    InTurn accept = {};
+};
 
 class FrameLoop {
 public:
@@ -21,85 +33,151 @@ public:
     }
 
 private:
-    bool done() const { return selection_.max > 0 && summary_.visited >= selection_.max; }
+    // Ends the run, or notes what was left out of it.
+    void reject(const Passage& passage, const BadPicture& bad) {
+        if (!selection_.skipBad)
+            throw BadPicture(bad);
+        const std::string& name = passage.file->name;
+        summary_.skipped.push_back(
+            {summary_.isVideo ? fmt::format("{} frame {}", name, passage.number) : name,
+             bad.what()});
+    }
 
-    // Runs one step. A bad picture in it ends the run or is noted.
-    template <typename Step>
-    void guarded(const std::string& label, Step step) {
+    void visit(Passage& passage, PhaseTimes& times) {
+        const Picture& frame = passage.frame;
+        passage.accept = visit_({*frame.pixels, frame.form, passage.file->path, passage.file->name,
+                                 passage.number, passage.seconds, passage.index},
+                                times);
+        passage.frame = {};
+    }
+
+    void decode(PictureFile& opened, Passage& passage, PhaseTimes& times) const {
+        const PhaseTimer timer(times.decoding);
+        passage.frame = opened.decode(selection_.request);
+    }
+
+    void accept(Passage& passage) {
         try {
-            step();
+            if (passage.bad)
+                throw BadPicture(*passage.bad);
+            passage.accept();
+            ++summary_.visited;
         } catch (const BadPicture& bad) {
-            if (!selection_.skipBad)
-                throw;
-            summary_.skipped.push_back({label, bad.what()});
+            reject(passage, bad);
         }
+        progress_.advance();
     }
 
-    Picture decode(PictureFile& file) {
-        const PhaseTimer timer(times_.decoding);
-        return file.decode(selection_.request);
-    }
-
-    Picture decode(VideoReader& reader) {
-        const PhaseTimer timer(times_.decoding);
-        return reader.next();
-    }
-
-    void show(const SourceFrame& frame) {
-        visit_(frame);
-        ++summary_.visited;
-    }
-
-    void showPicture(PictureFile& opened, const InputFile& file) {
-        const Picture picture = decode(opened);
-        show({*picture.pixels, picture.form, file.path, file.name, 0, std::nullopt});
+    // Shows frames as `next` gives them, until there are none or enough were visited. Those that
+    // prove bad do not count, and no frame is begun that might be one too many.
+    template <typename Next, typename Show>
+    void process(Next next, Show show) {
+        bool more = true;
+        while (more && (selection_.max == 0 || summary_.visited < selection_.max)) {
+            int64_t left = selection_.max == 0 ? INT64_MAX : selection_.max - summary_.visited;
+            const auto nextOfFew = [&](PhaseTimes& times) -> std::optional<Passage> {
+                if (left == 0)
+                    return std::nullopt;
+                std::optional<Passage> passage = next(times);
+                more = passage.has_value();
+                if (more && !passage->bad) {
+                    --left;
+                    passage->index = begun_++;
+                }
+                return passage;
+            };
+            const auto showOrNote = [&](Passage& passage, PhaseTimes& times) {
+                try {
+                    if (!passage.bad)
+                        show(passage, times);
+                } catch (const BadPicture& bad) {
+                    passage.bad = bad;
+                }
+            };
+            processInOrder(times_, nextOfFew, showOrNote,
+                           [&](Passage& passage) { accept(passage); });
+        }
     }
 
     void readPictures(const std::vector<InputFile>& files) {
         const auto every = static_cast<size_t>(selection_.every);
         progress_.expect(static_cast<int64_t>((files.size() + every - 1) / every));
-        for (size_t i = 0; i < files.size() && !done(); i += every) {
-            guarded(files[i].name, [&] {
-                PictureFile opened(files[i].path);
-                if (!opened.isPicture()) {
-                    VideoReader{files[i].path}; // complains when it is no video either
-                    throw InputError(files[i].path, "a video has to be the only input");
-                }
-                showPicture(opened, files[i]);
-            });
-            progress_.advance();
-        }
+        size_t next = 0;
+        const auto nextFile = [&](PhaseTimes&) -> std::optional<Passage> {
+            if (next >= files.size())
+                return std::nullopt;
+            Passage passage = {.file = &files[next]};
+            next += every;
+            return passage;
+        };
+        process(nextFile, [&](Passage& passage, PhaseTimes& times) {
+            PictureFile opened(passage.file->path);
+            if (!opened.isPicture()) {
+                VideoReader{passage.file->path}; // complains when it is no video either
+                throw InputError(passage.file->path, "a video has to be the only input");
+            }
+            decode(opened, passage, times);
+            visit(passage, times);
+        });
     }
 
     void readOnlyFile(const InputFile& file) {
-        guarded(file.name, [&] {
+        Passage passage = {.file = &file};
+        std::optional<VideoReader> video;
+        try {
             PictureFile opened(file.path);
-            if (opened.isPicture())
-                return showPicture(opened, file);
-            VideoReader reader(file.path);
-            summary_.isVideo = true;
-            readVideo(reader, file);
-        });
+            if (opened.isPicture()) {
+                decode(opened, passage, times_);
+                visit(passage, times_);
+            } else {
+                video.emplace(file.path);
+            }
+        } catch (const BadPicture& bad) {
+            passage.bad = bad;
+        }
+        if (!video)
+            return accept(passage);
+        summary_.isVideo = true;
+        readVideo(*video, file);
+    }
+
+    // The next frame of a video, also one that is left out or that is bad.
+    Passage nextFrame(VideoReader& reader, const InputFile& file, int64_t number,
+                      PhaseTimes& times) const {
+        const PhaseTimer timer(times.decoding);
+        Passage passage = {.file = &file, .number = number};
+        try {
+            passage.frame = reader.next();
+            passage.seconds = reader.seconds();
+        } catch (const BadPicture& bad) {
+            passage.bad = atFrame(number, bad);
+        }
+        return passage;
+    }
+
+    static BadPicture atFrame(int64_t number, const BadPicture& bad) {
+        return {bad.name(), fmt::format("frame {}: {}", number, bad.what())};
     }
 
     void readVideo(VideoReader& reader, const InputFile& file) {
         progress_.expect(reader.announcedFrames());
-        bool more = true;
-        for (int64_t number = 0; more && !done(); ++number) {
-            const std::string label = fmt::format("{} frame {}", file.name, number);
-            guarded(label, [&] {
-                try {
-                    const Picture frame = decode(reader);
-                    more = frame.pixels != nullptr;
-                    if (more && number % selection_.every == 0)
-                        show({*frame.pixels, frame.form, file.path, file.name, number,
-                              reader.seconds()});
-                } catch (const BadPicture& bad) {
-                    throw BadPicture(bad.name(), fmt::format("frame {}: {}", number, bad.what()));
-                }
-            });
-            progress_.advance();
-        }
+        int64_t number = 0;
+        const auto next = [&](PhaseTimes& times) -> std::optional<Passage> {
+            for (;; progress_.advance()) {
+                Passage passage = nextFrame(reader, file, number++, times);
+                if (!passage.bad && !passage.frame.pixels)
+                    return std::nullopt;
+                if (passage.bad || passage.number % selection_.every == 0)
+                    return passage;
+            }
+        };
+        process(next, [&](Passage& passage, PhaseTimes& times) {
+            try {
+                visit(passage, times);
+            } catch (const BadPicture& bad) {
+                throw atFrame(passage.number, bad);
+            }
+        });
     }
 
     const FrameSelection& selection_;
@@ -107,11 +185,29 @@ private:
     PhaseTimes& times_;
     const FrameVisitor& visit_;
     ReadSummary summary_;
+    size_t begun_ = 0;
 };
+
+[[noreturn]] void failChanged(const MeasuredFrame& measured) {
+    throw BadPicture(measured.path, "has changed since it was measured");
+}
 
 void checkUnchanged(const MeasuredFrame& measured, const AVFrame& pixels) {
     if (pixels.width != measured.width || pixels.height != measured.height)
-        throw BadPicture(measured.path, "has changed since it was measured");
+        failChanged(measured);
+}
+
+// Decodes a video up to a frame. `next` is the number of the frame that is decoded next.
+FramePointer readUpTo(VideoReader& reader, int64_t& next, int64_t number) {
+    FramePointer pixels;
+    for (; next <= number; ++next)
+        try {
+            pixels = reader.next().pixels;
+        } catch (const BadPicture&) {
+            // Damage was reported, or skipped, when the frames were measured.
+            pixels.reset();
+        }
+    return pixels;
 }
 
 } // namespace
@@ -122,34 +218,35 @@ ReadSummary readFrames(InputList inputs, const FrameSelection& selection, Progre
 }
 
 void rereadFrames(const Measurement& measured, std::span<const size_t> indices, PhaseTimes& times,
-                  const std::function<void(size_t, const AVFrame&)>& visit) {
-    if (!measured.isVideo) {
-        for (const size_t index : indices) {
-            const MeasuredFrame& frame = measured.frames[index];
-            const FramePointer pixels = readPicture(frame.path, {}, times).pixels;
-            checkUnchanged(frame, *pixels);
-            visit(index, *pixels);
-        }
-        return;
-    }
-    VideoReader reader(measured.frames.front().path);
-    int64_t next = 0; // the number of the frame that is decoded next
-    for (const size_t index : indices) {
-        const MeasuredFrame& frame = measured.frames[index];
-        FramePointer pixels;
-        while (next <= frame.number) {
-            const PhaseTimer timer(times.decoding);
-            try {
-                pixels = reader.next().pixels;
-            } catch (const BadPicture&) {
-                // Damage was reported, or skipped, when the frames were measured.
-                pixels.reset();
-            }
-            ++next;
-        }
-        if (!pixels)
-            throw BadPicture(frame.path, "has changed since it was measured");
-        checkUnchanged(frame, *pixels);
-        visit(index, *pixels);
-    }
+                  const RereadVisitor& visit) {
+    struct Passage {
+        size_t index;
+        FramePointer pixels = nullptr;
+        InTurn accept = {};
+    };
+    std::optional<VideoReader> video;
+    if (measured.isVideo && !indices.empty())
+        video.emplace(measured.frames.front().path);
+    int64_t nextNumber = 0;
+    const auto next = [&, index = indices.begin()](PhaseTimes& used) mutable {
+        std::optional<Passage> passage;
+        if (index == indices.end())
+            return passage;
+        passage.emplace(Passage{*index++});
+        const PhaseTimer timer(used.decoding);
+        if (video)
+            passage->pixels = readUpTo(*video, nextNumber, measured.frames[passage->index].number);
+        return passage;
+    };
+    const auto show = [&](Passage& passage, PhaseTimes& used) {
+        const MeasuredFrame& frame = measured.frames[passage.index];
+        if (!video)
+            passage.pixels = readPicture(frame.path, {}, used).pixels;
+        if (!passage.pixels)
+            failChanged(frame);
+        checkUnchanged(frame, *passage.pixels);
+        passage.accept = visit(passage.index, *passage.pixels, used);
+        passage.pixels.reset();
+    };
+    processInOrder(times, next, show, [](const Passage& passage) { passage.accept(); });
 }

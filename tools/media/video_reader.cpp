@@ -1,6 +1,7 @@
 #include "media/video_reader.h"
 
 #include "base/error.h"
+#include "base/jobs.h"
 #include "media/ffmpeg_error.h"
 
 extern "C" {
@@ -12,7 +13,6 @@ extern "C" {
 #include <new>
 #include <string_view>
 #include <system_error>
-#include <thread>
 
 namespace {
 
@@ -114,8 +114,7 @@ void VideoReader::openDecoder() {
     if (!decoder_)
         throw std::bad_alloc();
     check(avcodec_parameters_to_context(decoder_.get(), parameters));
-    const int cores = static_cast<int>(std::thread::hardware_concurrency());
-    decoder_->thread_count = std::clamp(cores, 1, mostVideoThreads);
+    decoder_->thread_count = std::min(availableProcessors(), mostVideoThreads);
     check(avcodec_open2(decoder_.get(), codec, nullptr));
 }
 

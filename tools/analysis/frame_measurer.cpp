@@ -1,0 +1,32 @@
+#include "analysis/frame_measurer.h"
+
+#include "analysis/page_pictures.h"
+
+FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds& needs,
+                                     PhaseTimes& times) {
+    const AVFrame& pixels = frame.pixels;
+    const ImageView view = viewer_.view(pixels, frame.path, times);
+    FrameFindings found = {.frame = {.path = frame.path,
+                                     .name = frame.name,
+                                     .number = frame.number,
+                                     .seconds = frame.seconds,
+                                     .width = pixels.width,
+                                     .height = pixels.height,
+                                     .orientation = frame.form.orientation,
+                                     .pixelFormat = frame.form.pixelFormat,
+                                     .rendering = frame.form.rendering,
+                                     .converted = view.converted,
+                                     .cropped = view.cropped,
+                                     .blur = {}},
+                           .luma = {},
+                           .thumbnail = {}};
+    {
+        const PhaseTimer timer(times.library);
+        found.frame.blur = engine_.measure(view.image);
+    }
+    if (needs.luma)
+        found.luma = copyLuma(view.image);
+    if (needs.thumbnail)
+        found.thumbnail = makeThumbnail(pixels, frame.path, times);
+    return found;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "analysis/engine.h"
+#include "base/burst.h"
+#include "media/frame_source.h"
+
+#include <optional>
+
+// What is wanted of a frame besides its measurement.
+struct FrameNeeds {
+    bool luma = false;
+    bool thumbnail = false;
+};
+
+// What is found out about a frame while its pixels are there.
+struct FrameFindings {
+    MeasuredFrame frame;
+    LumaImage luma;
+    std::optional<Thumbnail> thumbnail;
+};
+
+// Measures frames one by one; each thread has its own.
+class FrameMeasurer {
+public:
+    FrameFindings measure(const SourceFrame& frame, const FrameNeeds& needs, PhaseTimes& times);
+
+private:
+    Engine engine_;
+    ImageViewer viewer_;
+};
