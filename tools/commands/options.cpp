@@ -15,8 +15,10 @@ void addTiming(CLI::App& command, Invocation& invocation) {
 }
 
 CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation) {
-    CLI::Option& inputs = *command.add_option("INPUT", options.inputs,
-                                              "A folder of pictures, picture files, or one video");
+    CLI::Option& inputs =
+        *command.add_option("INPUT", options.inputs,
+                            "A folder of pictures, picture files, or one video; - for a "
+                            "picture on standard input");
     command.add_option("--every", options.frames.every, "Take every Nth frame or file")
         ->check(positive)
         ->type_name("N");

@@ -23,6 +23,8 @@ void setTimes(Burst& burst, const BurstGroup& group) {
 
 std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& skipped,
                               PhaseTimes& times) {
+    if (std::ranges::find(options.inputs, "-") != options.inputs.end())
+        throw InputError("-", "has no time of capture for --group");
     const InputList inputs = expandInputs(options.inputs);
     skipped = inputs.skipped;
     const std::vector<BurstGroup> groups = groupByTime(inputs.files, options.groupGap);
@@ -67,7 +69,9 @@ std::string textOf(const PickOptions& options, std::span<const Burst> bursts,
 // What the page is called: the input's own name.
 std::string pageTitle(const PickOptions& options) {
     std::error_code error;
-    const fs::path path = fs::absolute(options.inputs.front(), error).lexically_normal();
+    const std::string& first =
+        options.inputs.front() == "-" ? "standard input" : options.inputs.front();
+    const fs::path path = fs::absolute(first, error).lexically_normal();
     const fs::path name = path.has_filename() ? path.filename() : path.parent_path().filename();
     const size_t more = options.inputs.size() - 1;
     return fmt::format("Best shot: {}{}", name.string(),

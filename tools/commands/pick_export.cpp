@@ -78,6 +78,9 @@ std::vector<Export> planExport(const PickOptions& options, std::span<const Burst
         for (const int64_t chosen : burst.ranking.chosen) {
             const auto index = static_cast<size_t>(chosen);
             const MeasuredFrame& frame = burst.measured.frames[index];
+            std::error_code ignored;
+            if (!fs::is_regular_file(frame.path, ignored))
+                throw InputError(frame.path, "only a regular file can be copied or linked");
             const std::string name = targetName(burst.measured, frame);
             const auto [other, isNew] = sources.try_emplace(name, frame.path);
             if (!isNew)

@@ -14,8 +14,11 @@ constexpr int64_t largestCount = INT32_MAX;
 // What a line says besides its id.
 PickOptions parseLine(const JsonNode& line, PickOptions options) {
     line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces"});
-    for (const JsonNode& file : line.get("files").elements())
+    for (const JsonNode& file : line.get("files").elements()) {
         options.inputs.push_back(file.string());
+        if (options.inputs.back() == "-")
+            file.fail("standard input holds the list");
+    }
     if (options.inputs.empty())
         line.get("files").fail("must not be empty");
     for (const auto& [key, count] : {std::pair{"keep", &options.keep},

@@ -1,17 +1,19 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
-// The bytes of a file, which is opened once and read in order, as pipes need it.
+// A file that is being read from its start.
+class ByteSource;
+
+// The bytes of a file. Standard input and a pipe, which can be read only once, keep theirs for
+// whoever asks for them again, one at a time.
 class FileBytes {
 public:
     // Opens a file, or standard input for "-". Throws BadPicture with the system's reason.
-    explicit FileBytes(std::string path);
+    explicit FileBytes(const std::string& path);
 
     // At least `count` bytes from the start, or the whole of a shorter file. Throws BadPicture for
     // an empty file.
@@ -20,14 +22,5 @@ public:
     std::span<const uint8_t> whole();
 
 private:
-    struct Closer {
-        void operator()(FILE* file) const;
-    };
-
-    void readTo(size_t size);
-
-    std::string path_;
-    std::unique_ptr<FILE, Closer> file_;
-    std::vector<uint8_t> bytes_;
-    bool ended_ = false;
+    std::shared_ptr<ByteSource> source_;
 };

@@ -54,6 +54,17 @@ bool naturalLess(std::string_view a, std::string_view b) {
     return a < b;
 }
 
+// What a file is that cannot hold a picture and might be waited for; nothing for others.
+const char* specialKind(fs::file_type type) {
+    switch (type) {
+    case fs::file_type::fifo: return "a pipe";
+    case fs::file_type::socket: return "a socket";
+    case fs::file_type::block:
+    case fs::file_type::character: return "a device";
+    default: return nullptr;
+    }
+}
+
 void addFolder(InputList& list, const std::string& folder, bool bareNames) {
     std::vector<fs::directory_entry> entries;
     std::error_code error;
@@ -71,12 +82,15 @@ void addFolder(InputList& list, const std::string& folder, bool bareNames) {
         const std::string file = entry.path().filename().string();
         const std::string& name = bareNames ? file : path;
         std::error_code ignored;
-        if (entry.is_directory(ignored))
+        const fs::file_type type = entry.status(ignored).type();
+        if (type == fs::file_type::directory)
             list.skipped.push_back({name, "a folder"});
         else if (file.front() == '.')
             list.skipped.push_back({name, "a hidden file"});
         else if (!isPictureName(entry.path()))
             list.skipped.push_back({name, "not a picture"});
+        else if (const char* const kind = specialKind(type))
+            list.skipped.push_back({name, kind});
         else
             list.files.push_back({path, name});
     }
@@ -90,7 +104,11 @@ InputList expandInputs(const std::vector<std::string>& inputs) {
     InputList list;
     for (const std::string& input : inputs) {
         std::error_code ignored;
-        if (fs::is_directory(input, ignored))
+        const fs::file_type type =
+            input == "-" ? fs::file_type::fifo : fs::status(input, ignored).type();
+        if (type == fs::file_type::fifo && std::ranges::count(inputs, input) > 1)
+            throw InputError(input, "can be read only once");
+        if (type == fs::file_type::directory)
             addFolder(list, input, inputs.size() == 1);
         else
             list.files.push_back({input, input});

@@ -46,7 +46,7 @@ bool isPictureContent(Content content, std::span<const uint8_t> start, const std
 } // namespace
 
 PictureFile::PictureFile(std::string path)
-    : path_(path), bytes_(std::move(path)), content_(contentOf(bytes_.start(contentBytes))),
+    : path_(std::move(path)), bytes_(path_), content_(contentOf(bytes_.start(contentBytes))),
       isPicture_(isPictureContent(content_, bytes_.start(contentBytes), path_)) {}
 
 Picture PictureFile::decode(const PictureRequest& request) {

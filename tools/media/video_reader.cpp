@@ -78,8 +78,8 @@ void VideoReader::check(int result) const {
 // pattern or "http:" for a protocol.
 void VideoReader::openFormat() {
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path_, ignored))
-        fail("a video has to be a regular file");
+    if (path_ == "-" || !std::filesystem::is_regular_file(path_, ignored))
+        fail("no picture, and a video has to be a regular file");
     AVIOContext* file = nullptr;
     check(avio_open(&file, ("file:" + path_).c_str(), AVIO_FLAG_READ));
     file_.reset(file);
