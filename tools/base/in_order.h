@@ -2,6 +2,8 @@
 
 #include "base/progress.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -33,13 +35,15 @@ struct ItemInFlight {
 // - `work(item, times)` runs on all threads of the arena (base/jobs.h);
 // - `accept(item)` is called for one item after the other in their order.
 // What any of them throws is thrown when the turn of its item comes, and nothing is accepted after
-// it. There are never more than two items for each thread. Calls may be nested. The time of every
-// accepted item is added to `times`.
+// it. There are never more than two items for each thread, or `most` items. Calls may be nested.
+// The time of every accepted item is added to `times`.
 template <typename Next, typename Work, typename Accept>
-void processInOrder(PhaseTimes& times, Next next, Work work, Accept accept) {
+void processInOrder(PhaseTimes& times, Next next, Work work, Accept accept,
+                    size_t most = SIZE_MAX) {
     using Slot = ItemInFlight<typename std::invoke_result_t<Next, PhaseTimes&>::value_type>;
     // An item takes the place of one that was accepted.
-    std::vector<Slot> slots(2 * static_cast<size_t>(tbb::this_task_arena::max_concurrency()));
+    const auto threads = static_cast<size_t>(tbb::this_task_arena::max_concurrency());
+    std::vector<Slot> slots(std::min(2 * threads, most));
     size_t started = 0;
     bool failed = false;
     const auto first = [&](tbb::flow_control& flow) -> Slot* {
@@ -76,4 +80,11 @@ void processInOrder(PhaseTimes& times, Next next, Work work, Accept accept) {
     tbb::this_task_arena::isolate([&] { tbb::parallel_pipeline(slots.size(), filters, context); });
     if (context.is_group_execution_cancelled()) // by an error of the call that this is nested in
         throw std::runtime_error("given up");
+}
+
+// The items 0 to `count` - 1.
+inline auto indicesBelow(size_t count) {
+    return [count, next = size_t{0}](PhaseTimes&) mutable -> std::optional<size_t> {
+        return next < count ? std::optional(next++) : std::nullopt;
+    };
 }

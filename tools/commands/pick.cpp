@@ -2,10 +2,13 @@
 
 #include "analysis/page_pictures.h"
 #include "base/error.h"
+#include "base/in_order.h"
 #include "output/page.h"
 #include "output/report.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -28,21 +31,41 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
     const InputList inputs = expandInputs(options.inputs);
     skipped = inputs.skipped;
     const std::vector<BurstGroup> groups = groupByTime(inputs.files, options.groupGap);
-    const size_t pictures = options.reportFile.empty() ? 0 : sheetCapacity(groups.size());
+    const size_t sheet = options.reportFile.empty() ? 0 : sheetCapacity(groups.size());
     Progress progress;
     progress.expect(std::ssize(inputs.files));
-    std::vector<Burst> bursts;
-    for (size_t i = 0; i < groups.size(); ++i) {
-        progress.beginBurst(i + 1, groups.size());
-        for (Burst& burst : pickBursts(groups[i].files, options.rules(), Sizes::apart, pictures,
-                                       progress, times, skipped)) {
+
+    struct RankedGroup {
+        std::vector<Burst> bursts;
+        std::vector<Skipped> skipped;
+    };
+    std::vector<RankedGroup> ranked(groups.size());
+    const auto rank = [&](size_t number, PhaseTimes& used) {
+        progress.beginBurst(number + 1, groups.size());
+        const BurstGroup& group = groups[number];
+        std::vector<Burst>& bursts = ranked[number].bursts;
+        bursts = pickBursts(group.files, options.rules(), Sizes::apart, sheet, progress, used,
+                            ranked[number].skipped);
+        for (Burst& burst : bursts) {
             if (burst.measured.isVideo)
                 throw InputError(burst.measured.frames.front().path,
                                  "a video, where --group takes pictures");
-            setTimes(burst, groups[i]);
-            bursts.push_back(std::move(burst));
+            setTimes(burst, group);
         }
-    }
+    };
+    const auto work = [&](size_t number, PhaseTimes& used) {
+        if (!options.moving)
+            rank(number, used);
+    };
+    std::vector<Burst> bursts;
+    const auto accept = [&](size_t number) {
+        if (options.moving) // the luma of one group at a time
+            rank(number, times);
+        RankedGroup& group = ranked[number];
+        std::ranges::move(group.bursts, std::back_inserter(bursts));
+        skipped.insert(skipped.end(), group.skipped.begin(), group.skipped.end());
+    };
+    processInOrder(times, indicesBelow(groups.size()), work, accept);
     return bursts;
 }
 
@@ -80,12 +103,17 @@ std::string pageTitle(const PickOptions& options) {
 
 std::string pageOf(const PickOptions& options, std::vector<Burst>& bursts, PhaseTimes& times) {
     ReportPage page(bursts.size());
-    for (size_t i = 0; i < bursts.size(); ++i) {
-        addPagePictures(bursts[i], showsComparison(i), times);
-        page.add(bursts[i]);
-        bursts[i].sheet = {};
-        bursts[i].comparison.reset();
-    }
+    const auto picture = [&](size_t number, PhaseTimes& used) {
+        addPagePictures(bursts[number], showsComparison(number), used);
+    };
+    const auto add = [&](size_t number) {
+        Burst& burst = bursts[number];
+        page.add(burst);
+        burst.sheet = {};
+        burst.comparison.reset();
+    };
+    constexpr size_t most = 4; // each may hold two frames in colour
+    processInOrder(times, indicesBelow(bursts.size()), picture, add, most);
     return page.html(pageTitle(options), bursts);
 }
 

@@ -1,4 +1,5 @@
 #include "base/error.h"
+#include "base/in_order.h"
 #include "commands/pick.h"
 #include "media/json_input.h"
 #include "output/report.h"
@@ -35,9 +36,8 @@ PickOptions parseLine(const JsonNode& line, PickOptions options) {
     return options;
 }
 
-OrderedJson pickLine(const PickOptions& options, PhaseTimes& times) {
+OrderedJson pickLine(const PickOptions& options, Progress& progress, PhaseTimes& times) {
     std::vector<Skipped> skipped;
-    Progress progress;
     const std::vector<Burst> bursts = pickBursts(expandInputs(options.inputs), options.rules(),
                                                  Sizes::equal, 0, progress, times, skipped);
     if (bursts.empty())
@@ -51,19 +51,6 @@ OrderedJson error(const std::string& name, const std::string& reason) {
     return {{"error", {{"name", name}, {"reason", reason}}}};
 }
 
-// One burst must not end the others, whatever happens to it.
-OrderedJson pickOrError(const JsonNode& line, const PickOptions& options, PhaseTimes& times) {
-    try {
-        return pickLine(parseLine(line, options), times);
-    } catch (const NamedError& failure) {
-        return error(failure.name(), failure.what());
-    } catch (const std::bad_alloc&) {
-        return error("memory", "not enough for this input");
-    } catch (const std::exception& failure) {
-        return error("internal error", failure.what());
-    }
-}
-
 bool isId(const nlohmann::json& value) { return value.is_string() || value.is_number_integer(); }
 
 // The id of a line, null when it has none.
@@ -74,60 +61,100 @@ nlohmann::json idOf(const nlohmann::json& line) {
 // The ids that an earlier run has answered. A line that was cut when the run was killed is none.
 std::set<nlohmann::json> readAnswered(const std::string& path) {
     std::set<nlohmann::json> ids;
-    readLines(path, [&](const std::string& line) {
-        ids.insert(idOf(nlohmann::json::parse(line, nullptr, false)));
-    });
+    LineReader lines(path);
+    while (const auto line = lines.next())
+        ids.insert(idOf(nlohmann::json::parse(*line, nullptr, false)));
     ids.erase(nullptr);
     return ids;
 }
 
-class LineReader {
+// A line on its way to its answer.
+struct Line {
+    std::string text;
+    std::string source;
+    OrderedJson answer = {};
+    bool isAnswered = false;               // by an earlier run
+    std::optional<PickOptions> burst = {}; // that it describes
+};
+
+class LineRanker {
 public:
-    LineReader(const PickOptions& options, PhaseTimes& times) : options_(options), times_(times) {
+    explicit LineRanker(const PickOptions& options) : options_(options) {
         if (!options.resumeFile.empty())
             answered_ = readAnswered(options.resumeFile);
+        progress_.expect(0);
     }
 
-    // The answer to a line, or nothing when there is one already.
-    std::optional<OrderedJson> answer(const std::string& text, const std::string& source) const {
-        OrderedJson json = jsonHead("pick");
-        json["id"] = nullptr;
-        try {
-            const nlohmann::json parsed = parseJson(text, source);
+    void parse(Line& line) const {
+        line.answer = jsonHead("pick");
+        line.answer["id"] = nullptr;
+        attempt(line, [&]() -> OrderedJson {
+            const nlohmann::json parsed = parseJson(line.text, line.source);
             const nlohmann::json id = idOf(parsed);
-            if (answered_.contains(id))
-                return std::nullopt;
-            json["id"] = id;
-            const JsonNode line(parsed, source, "");
+            line.isAnswered = answered_.contains(id);
+            line.answer["id"] = id;
+            const JsonNode node(parsed, line.source, "");
             if (id.is_null())
-                line.fail("needs an \"id\", a string or an integer");
-            json.update(pickOrError(line, options_, times_));
-        } catch (const InputError& failure) {
-            json.update(error(failure.name(), failure.what()));
-        }
-        return json;
+                node.fail("needs an \"id\", a string or an integer");
+            if (!line.isAnswered)
+                line.burst = parseLine(node, options_);
+            return OrderedJson::object();
+        });
+    }
+
+    void rank(Line& line, PhaseTimes& times) {
+        attempt(line, [&] { return pickLine(*line.burst, progress_, times); });
     }
 
 private:
+    // One burst must not end the others, whatever happens to it.
+    template <typename Step>
+    static void attempt(Line& line, Step step) {
+        try {
+            line.answer.update(step());
+        } catch (const NamedError& failure) {
+            line.answer.update(error(failure.name(), failure.what()));
+        } catch (const std::bad_alloc&) {
+            line.answer.update(error("memory", "not enough for this input"));
+        } catch (const std::exception& failure) {
+            line.answer.update(error("internal error", failure.what()));
+        }
+    }
+
     const PickOptions& options_;
-    PhaseTimes& times_;
     std::set<nlohmann::json> answered_;
+    Progress progress_;
 };
+
+std::optional<Line> nextLine(LineReader& lines, size_t& number) {
+    while (auto text = lines.next()) {
+        ++number;
+        if (text->find_first_not_of(" \t\r") != std::string::npos)
+            return Line{std::move(*text), fmt::format("line {}", number)};
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
 size_t pickLines(const PickOptions& options, PhaseTimes& times) {
-    const LineReader reader(options, times);
+    LineRanker ranker(options);
+    LineReader lines("-");
     size_t number = 0, errors = 0;
-    readLines("-", [&](const std::string& text) {
-        ++number;
-        if (text.find_first_not_of(" \t\r") == std::string::npos)
+    const auto work = [&](Line& line, PhaseTimes& used) {
+        ranker.parse(line);
+        if (line.burst && !line.burst->moving)
+            ranker.rank(line, used);
+    };
+    const auto print = [&](Line& line) {
+        if (line.burst && line.burst->moving) // the luma of one burst at a time
+            ranker.rank(line, times);
+        if (line.isAnswered)
             return;
-        const auto json = reader.answer(text, fmt::format("line {}", number));
-        if (!json)
-            return;
-        errors += json->contains("error") ? 1 : 0;
-        writeToStdout(printJson(*json, -1));
-    });
+        errors += line.answer.contains("error") ? 1 : 0;
+        writeToStdout(printJson(line.answer, -1));
+    };
+    processInOrder(
+        times, [&](PhaseTimes&) { return nextLine(lines, number); }, work, print);
     return errors;
 }

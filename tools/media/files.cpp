@@ -19,10 +19,7 @@ namespace {
 std::string reason(int error) { return std::generic_category().message(error); }
 
 struct FileCloser {
-    void operator()(FILE* file) const {
-        if (file != stdin)
-            std::fclose(file);
-    }
+    void operator()(FILE* file) const { std::fclose(file); }
 };
 using FilePointer = std::unique_ptr<FILE, FileCloser>;
 
@@ -81,23 +78,27 @@ std::string readFile(const std::string& path) {
     return bytes;
 }
 
-void readLines(const std::string& path, const std::function<void(const std::string&)>& visit) {
-    const bool isInput = path == "-";
-    const FilePointer file = isInput ? FilePointer(stdin) : openFile(path);
-    std::unique_ptr<char, void (*)(void*)> line(nullptr, std::free);
+void LineReader::Closer::operator()(FILE* file) const {
+    if (file != stdin)
+        std::fclose(file);
+}
+
+LineReader::LineReader(const std::string& path)
+    : name_(path == "-" ? "standard input" : path),
+      file_(path == "-" ? stdin : openFile(path).release()) {}
+
+std::optional<std::string> LineReader::next() {
+    char* text = nullptr;
     size_t room = 0;
-    for (;;) {
-        char* text = line.release();
-        const ssize_t length = ::getline(&text, &room, file.get());
-        const int error = errno;
-        line.reset(text);
-        if (length < 0 && std::feof(file.get()) == 0)
-            throw InputError(isInput ? "standard input" : path, reason(error));
-        if (length < 0)
-            return;
-        const auto size = static_cast<size_t>(length);
-        visit({text, text[size - 1] == '\n' ? size - 1 : size});
-    }
+    const ssize_t length = ::getline(&text, &room, file_.get());
+    const int error = errno;
+    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+    if (length < 0 && std::feof(file_.get()) == 0)
+        throw InputError(name_, reason(error));
+    if (length < 0)
+        return std::nullopt;
+    const auto size = static_cast<size_t>(length);
+    return std::string(text, text[size - 1] == '\n' ? size - 1 : size);
 }
 
 void writeToStdout(const std::string& text) {

@@ -1,15 +1,32 @@
 #pragma once
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 // The bytes of a file, or InputError with the system's reason.
 std::string readFile(const std::string& path);
 
-// Shows each line to `visit`, without its line feed. `path` is "-" for standard input.
-void readLines(const std::string& path, const std::function<void(const std::string&)>& visit);
+// The lines of a file, or of standard input for "-". Failures are thrown as InputError.
+class LineReader {
+public:
+    explicit LineReader(const std::string& path);
+
+    // The next line without its line feed, or nothing at the end.
+    std::optional<std::string> next();
+
+private:
+    struct Closer {
+        void operator()(FILE* file) const;
+    };
+
+    std::string name_;
+    std::unique_ptr<FILE, Closer> file_;
+};
 
 // Throws WriteError when it cannot be written.
 void writeToStdout(const std::string& text);
