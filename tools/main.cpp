@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <new>
 
 extern "C" {
@@ -52,6 +53,7 @@ int runTool(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     av_log_set_level(AV_LOG_QUIET);
+    std::cerr.rdbuf(nullptr); // exempi's own log
     try {
         return runTool(argc, argv);
     } catch (const InputError& error) {

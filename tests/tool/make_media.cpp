@@ -1,8 +1,10 @@
 // Makes the pictures of the sessions.
 //   media WIDTHxHEIGHT [KEY=VALUE]... >FILE   a scene; the keys are in `draw` and `save`
 //   media ivf CODEC FILE... >FILE             a video of encoded pictures
+//   media metadata FILE...                    what each file says of how it was taken
 //   media pnm FILE >FILE                      the pixels of a picture that needs no conversion
 #include "media.h"
+#include "media/metadata.h"
 
 #include <cstdio>
 #include <fstream>
@@ -111,6 +113,13 @@ Drawing readPixels(const char* path) {
     return picture;
 }
 
+std::string describe(const Metadata& metadata) {
+    const auto& [taken, orientation, camera, burstId, drive] = metadata;
+    return join(toText(taken), zoneText(taken), taken.fromFile ? " of the file" : "",
+                ", orientation ", static_cast<int>(orientation), ", camera ", camera, ", burst ",
+                burstId, ", sequence ", drive.sequence, ", position ", drive.position, "\n");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -118,6 +127,9 @@ int main(int argc, char** argv) {
     const std::string first = argv[1];
     if (first == "pnm") {
         std::cout << toPnm(readPixels(argv[2]));
+    } else if (first == "metadata") {
+        for (int i = 2; i < argc; ++i)
+            std::cout << argv[i] << ": " << describe(readMetadata(argv[i]));
     } else if (first == "ivf") {
         std::vector<std::string> frames;
         for (int i = 3; i < argc; ++i)

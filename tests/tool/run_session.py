@@ -8,8 +8,8 @@ command what bash printed for it: lines of stdout, lines of stderr after "! ", a
 unless that is 0. "[...]" in it stands for any text. A line "needs: PROGRAM" skips the session where
 there is no such program. --update writes what is printed now.
 
-Commands run in an empty folder; $CASE is FOLDER. `kelvane` is the tool and `media` makes pictures
-(make_media.cpp). A command that is nothing but a call of `kelvane`, and fails, must have printed
+Commands run in an empty folder; $CASE is FOLDER. `kelvane` is the tool, `media` makes pictures
+(make_media.cpp) and `tag` writes into them what cameras write (tag_picture.py). A command that is nothing but a call of `kelvane`, and fails, must have printed
 nothing but one line on stderr, and every file must be as before.
 """
 import difflib
@@ -37,6 +37,7 @@ refused() {
 }
 """
 SKIPPED = 77
+TAG = pathlib.Path(__file__).resolve().parent / "tag_picture.py"
 
 
 class Failure(Exception):
@@ -78,7 +79,7 @@ class Session:
         programs = scratch / "bin"
         for made in (self.folder, programs, scratch / "home"):
             made.mkdir()
-        for name, program in (("kelvane", tool), ("media", media)):
+        for name, program in (("kelvane", tool), ("media", media), ("tag", TAG)):
             (programs / name).symlink_to(program)
         self.env = dict(os.environ, PATH=f"{programs}:{os.environ['PATH']}", CASE=str(case), TZ="UTC",
                         LC_ALL="C.UTF-8", HOME=str(scratch / "home"))

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "base/burst.h"
-#include "media/capture_time.h"
 #include "media/frame_source.h"
 
 #include <span>
@@ -27,13 +26,3 @@ enum class Sizes { equal, apart };
 std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules, Sizes sizes,
                               size_t sheetCapacity, Progress& progress, PhaseTimes& times,
                               std::vector<Skipped>& skipped);
-
-// Pictures that were taken soon after each other.
-struct BurstGroup {
-    InputList files;                // in the order of time
-    std::vector<CaptureTime> times; // of each
-};
-
-// Sorts pictures by capture time and splits them where nothing was taken for more than `gap`
-// seconds.
-std::vector<BurstGroup> groupByTime(const std::vector<InputFile>& files, double gap);

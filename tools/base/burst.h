@@ -98,15 +98,20 @@ struct Comparison {
     Side other; // the least sharp frame, or the sharpest when that is the best
 };
 
+// Why grouped pictures are one burst; a later one counts more.
+enum class GroupReason : uint8_t { captureTimes, sequenceNumber, fileNames, burstId };
+
 // What is known of a burst once it is ranked and its pixels are released.
 struct Burst {
     Measurement measured;
     FacesOfFrames faces;                 // empty when none were given
     std::optional<MovingObjects> moving; // without masks; when they were asked for
     Ranking ranking = {};
-    std::string start;    // when the first of grouped frames was taken: "2026-05-01T10:20:30.250"
-    size_t fileTimes = 0; // grouped frames whose time is that of their file
-    ContactSheet sheet;   // for a page
+    GroupReason reason = GroupReason::captureTimes;
+    std::string start;     // when the first of grouped frames was taken: "2026-05-01T10:20:30.250"
+    std::string startZone; // "+02:00"; empty when it is not known
+    size_t fileTimes = 0;  // grouped frames whose time is that of their file
+    ContactSheet sheet;    // for a page
     std::optional<Comparison> comparison;
 
     bool isChosen(size_t frame) const {

@@ -1,5 +1,6 @@
 #include "commands/pick.h"
 
+#include "analysis/grouping.h"
 #include "analysis/page_pictures.h"
 #include "base/error.h"
 #include "base/in_order.h"
@@ -14,14 +15,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Notes when a burst of grouped pictures was taken.
-void setTimes(Burst& burst, const BurstGroup& group) {
+// Notes when a burst of grouped pictures was taken, and why it is one.
+void setOrigin(Burst& burst, const BurstGroup& group) {
     std::map<std::string, CaptureTime> times;
     for (size_t i = 0; i < group.times.size(); ++i)
         times[group.files.files[i].path] = group.times[i];
     for (const MeasuredFrame& frame : burst.measured.frames)
         burst.fileTimes += times[frame.path].fromFile ? 1 : 0;
-    burst.start = toText(times[burst.measured.frames.front().path]);
+    const CaptureTime& first = times[burst.measured.frames.front().path];
+    burst.start = toText(first);
+    burst.startZone = zoneText(first);
+    burst.reason = group.reason;
 }
 
 std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& skipped,
@@ -30,7 +34,7 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
         throw InputError("-", "has no time of capture for --group");
     const InputList inputs = expandInputs(options.inputs);
     skipped = inputs.skipped;
-    const std::vector<BurstGroup> groups = groupByTime(inputs.files, options.groupGap);
+    const std::vector<BurstGroup> groups = groupPictures(inputs.files, options.groupGap);
     const size_t sheet = options.reportFile.empty() ? 0 : sheetCapacity(groups.size());
     Progress progress;
     progress.expect(std::ssize(inputs.files));
@@ -50,7 +54,7 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
             if (burst.measured.isVideo)
                 throw InputError(burst.measured.frames.front().path,
                                  "a video, where --group takes pictures");
-            setTimes(burst, group);
+            setOrigin(burst, group);
         }
     };
     const auto work = [&](size_t number, PhaseTimes& used) {
@@ -170,7 +174,8 @@ void addOutputs(CLI::App& pick, PickOptions& options) {
 
 void addGroup(CLI::App& pick, PickOptions& options) {
     CLI::Option& faces = *pick.get_option("--faces");
-    pick.add_flag("--group", options.group, "Split the pictures into bursts by capture time")
+    pick.add_flag("--group", options.group,
+                  "Split the pictures into bursts by their cameras' marks and capture times")
         ->check([](const std::string& value) {
             return value == "true" ? "" : "takes no value; --group-gap SECONDS does";
         })

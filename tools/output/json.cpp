@@ -62,7 +62,10 @@ Json pickJson(const Burst& burst) {
 Json groupJson(double gap, std::span<const Burst> bursts) {
     Json json = {{"group_seconds", gap}, {"bursts", Json::array()}};
     for (const Burst& burst : bursts) {
-        Json entry = {{"start", burst.start}, {"file_times", burst.fileTimes}};
+        Json entry = {{"start", burst.start},
+                      {"start_zone", burst.startZone.empty() ? Json() : Json(burst.startZone)},
+                      {"file_times", burst.fileTimes},
+                      {"reason", reasonText(burst.reason)}};
         entry.update(pickJson(burst));
         json["bursts"].push_back(std::move(entry));
     }

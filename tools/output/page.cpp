@@ -191,6 +191,8 @@ private:
             sentence.erase(sentence.find_last_not_of('\n') + 1);
             add(escaped(sentence));
         }
+        if (burst_.reason != GroupReason::captureTimes)
+            add(fmt::format("One burst by its {}.", reasonText(burst_.reason)));
         if (burst_.fileTimes > 0)
             add(fmt::format("{} without a capture time: the file’s own time was taken.",
                             counted(burst_.fileTimes, "frame")));

@@ -21,6 +21,9 @@ std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame&
 // What became of the search for moving objects, in one line; nothing when none was made.
 std::string movingSentence(const Burst& burst);
 
+// "burst id", for example.
+const char* reasonText(GroupReason reason);
+
 // The table of one burst, and of several.
 std::string pickTable(const Burst& burst);
 std::string groupTable(std::span<const Burst> bursts);

@@ -158,6 +158,22 @@ std::string timesNote(std::span<const Burst> bursts) {
                        counted(files, "frame"), frames);
 }
 
+// By what the bursts were told apart, unless it was by time alone.
+std::string reasonsNote(std::span<const Burst> bursts) {
+    std::string reasons;
+    for (const GroupReason reason : {GroupReason::burstId, GroupReason::fileNames,
+                                     GroupReason::sequenceNumber, GroupReason::captureTimes}) {
+        const auto count = std::ranges::count(bursts, reason, &Burst::reason);
+        if (count > 0)
+            reasons +=
+                fmt::format("{}{} by {}", reasons.empty() ? "" : ", ",
+                            counted(static_cast<size_t>(count), "burst"), reasonText(reason));
+        if (reason == GroupReason::captureTimes && count == std::ssize(bursts))
+            return "";
+    }
+    return fmt::format("Note: {}.\n", reasons);
+}
+
 std::string shiftVerdict(const ShiftFit& fit) {
     if (fit.atLimit)
         return "The search ended at its limit: the true shift may be larger, or there is none.\n";
@@ -207,6 +223,16 @@ std::string movingSentence(const Burst& burst) {
     return text + (moving.found == 0 ? "" : ", too few to count") + "; ranked without.\n";
 }
 
+const char* reasonText(GroupReason reason) {
+    switch (reason) {
+    case GroupReason::burstId: return "burst id";
+    case GroupReason::fileNames: return "file names";
+    case GroupReason::sequenceNumber: return "sequence number";
+    case GroupReason::captureTimes: break;
+    }
+    return "capture times";
+}
+
 std::string pickTable(const Burst& burst) {
     const Measurement& measured = burst.measured;
     const auto best = static_cast<size_t>(burst.ranking.best);
@@ -230,6 +256,7 @@ std::string groupTable(std::span<const Burst> bursts) {
                 notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
     }
     return pickRows(bursts, true, boldRows) + notesOfBursts + timesNote(bursts) +
+           reasonsNote(bursts) +
            fmt::format("{}; kept {} of {}.\n", counted(bursts.size(), "burst"), kept,
                        counted(frames, "frame"));
 }

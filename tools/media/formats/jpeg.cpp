@@ -1,6 +1,6 @@
 #include "media/formats/jpeg.h"
 
-#include "media/exif.h"
+#include "media/metadata/exif.h"
 
 #include <fmt/format.h>
 
