@@ -1,9 +1,9 @@
 #include "media/orientation.h"
 
 #include "media/scaler.h"
+#include "media/turned_plane.h"
 
 #include <algorithm>
-#include <cstring>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -11,17 +11,23 @@ extern "C" {
 
 namespace {
 
-struct Plane {
-    int64_t width; // in samples, or in groups of samples that lie together
-    int64_t height;
-    int groupBytes;
-};
+// Of the samples of a plane that belong to one pixel.
+int groupBytes(const AVPixFmtDescriptor& format, int plane) {
+    int bytes = 1;
+    for (int c = 0; c < format.nb_components; ++c)
+        if (format.comp[c].plane == plane)
+            bytes = std::max(bytes, format.comp[c].step);
+    return bytes;
+}
 
-// Whether a plane can be turned group by group: its groups are whole pixels, and no palette.
+// Whether a frame can be turned group by group: its groups are whole pixels, and no mosaic.
 bool hasWholePixels(const AVPixFmtDescriptor& format) {
-    constexpr uint64_t others =
-        AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL;
+    constexpr uint64_t others = AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL |
+                                AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER;
     if ((format.flags & others) != 0)
+        return false;
+    const int bytes = groupBytes(format, 0); // of the largest groups
+    if (bytes > 8 || bytes == 5 || bytes == 7)
         return false;
     // Two pixels share the chroma of one group in packed 4:2:2.
     return (format.flags & AV_PIX_FMT_FLAG_PLANAR) != 0 || format.log2_chroma_w == 0;
@@ -45,61 +51,16 @@ AVPixelFormat turnedFormat(AVPixelFormat format, bool exchanged) {
     return AV_PIX_FMT_NONE;
 }
 
-Plane planeOf(const AVFrame& frame, const AVPixFmtDescriptor& format, int plane) {
+PlaneView planeOf(const AVFrame& frame, const AVPixFmtDescriptor& format, int plane) {
     const bool isChroma = (plane == 1 || plane == 2) && (format.flags & AV_PIX_FMT_FLAG_RGB) == 0;
     const auto reduced = [&](int length, int shift) {
         return isChroma ? AV_CEIL_RSHIFT(length, shift) : length;
     };
-    Plane result = {reduced(frame.width, format.log2_chroma_w),
-                    reduced(frame.height, format.log2_chroma_h), 1};
-    for (int c = 0; c < format.nb_components; ++c)
-        if (format.comp[c].plane == plane)
-            result.groupBytes = std::max(result.groupBytes, format.comp[c].step);
-    return result;
-}
-
-// Copies a plane whose groups are read with any step to either side. Square tiles keep both ends in
-// the cache when rows become columns.
-template <int groupBytes>
-void copyTurned(const uint8_t* from, int64_t stepX, int64_t stepY, uint8_t* to, int64_t pitch,
-                int64_t width, int64_t height) {
-    constexpr int64_t tile = 32;
-    for (int64_t top = 0; top < height; top += tile)
-        for (int64_t left = 0; left < width; left += tile)
-            for (int64_t y = top; y < std::min(top + tile, height); ++y)
-                for (int64_t x = left; x < std::min(left + tile, width); ++x)
-                    std::memcpy(to + y * pitch + x * groupBytes, from + x * stepX + y * stepY,
-                                groupBytes);
-}
-
-void turnPlane(const AVFrame& source, AVFrame& target, const Plane& plane, int index,
-               Orientation orientation) {
-    using enum Orientation;
-    const bool exchanged = exchangesSides(orientation);
-    const bool fromRight = orientation == mirrored || orientation == turned180 ||
-                           orientation == transversed || orientation == turned270;
-    const bool fromBottom = orientation == turned180 || orientation == flipped ||
-                            orientation == transversed || orientation == turned90;
-    const int64_t rowStep = source.linesize[index];
-    const uint8_t* const first = source.data[index] +
-                                 (fromRight ? (plane.width - 1) * plane.groupBytes : 0) +
-                                 (fromBottom ? (plane.height - 1) * rowStep : 0);
-    const int64_t along = fromRight ? -plane.groupBytes : plane.groupBytes;
-    const int64_t down = fromBottom ? -rowStep : rowStep;
-    const auto copy = [&](auto groupBytes) {
-        copyTurned<groupBytes()>(first, exchanged ? down : along, exchanged ? along : down,
-                                 target.data[index], target.linesize[index],
-                                 exchanged ? plane.height : plane.width,
-                                 exchanged ? plane.width : plane.height);
-    };
-    switch (plane.groupBytes) {
-    case 1: return copy(std::integral_constant<int, 1>());
-    case 2: return copy(std::integral_constant<int, 2>());
-    case 3: return copy(std::integral_constant<int, 3>());
-    case 4: return copy(std::integral_constant<int, 4>());
-    case 6: return copy(std::integral_constant<int, 6>());
-    default: return copy(std::integral_constant<int, 8>());
-    }
+    return {.data = frame.data[plane],
+            .pitch = frame.linesize[plane],
+            .width = reduced(frame.width, format.log2_chroma_w),
+            .height = reduced(frame.height, format.log2_chroma_h),
+            .groupBytes = groupBytes(format, plane)};
 }
 
 // The same picture in a format that can be turned, or null.
@@ -138,7 +99,7 @@ FramePointer turnedUpright(FramePointer frame, Orientation orientation) {
     turned->colorspace = frame->colorspace;
     turned->best_effort_timestamp = frame->best_effort_timestamp;
     for (int plane = 0; plane < av_pix_fmt_count_planes(stored); ++plane)
-        turnPlane(*frame, *turned, planeOf(*frame, *av_pix_fmt_desc_get(stored), plane), plane,
-                  orientation);
+        copyTurned(planeOf(*frame, *av_pix_fmt_desc_get(stored), plane), orientation,
+                   turned->data[plane], turned->linesize[plane]);
     return turned;
 }
