@@ -63,16 +63,28 @@ PlaneView planeOf(const AVFrame& frame, const AVPixFmtDescriptor& format, int pl
             .groupBytes = groupBytes(format, plane)};
 }
 
+// What a format that cannot be turned is converted to: nothing of it is lost.
+AVPixelFormat turnableFormat(const AVPixFmtDescriptor& format) {
+    const bool deep = format.comp[0].depth > 8;
+    if ((format.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0)
+        return deep ? AV_PIX_FMT_RGB48 : AV_PIX_FMT_RGB24;
+    return deep ? AV_PIX_FMT_YUV444P16 : AV_PIX_FMT_YUV444P;
+}
+
 // The same picture in a format that can be turned, or null.
-FramePointer simplified(const AVFrame& frame) {
+FramePointer turnable(const AVFrame& frame) {
+    const AVPixFmtDescriptor* const format =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    if (format == nullptr)
+        return nullptr;
     Scaler scaler;
     const bool full = isFullRange(frame);
-    const AVFrame* const converted =
-        scaler.convert(frame, AV_PIX_FMT_YUV420P, {full, full, frame.colorspace});
+    const AVFrame* const converted = scaler.convert(frame, turnableFormat(*format), {full, full});
     if (converted == nullptr)
         return nullptr;
     FramePointer result = shareFrame(*converted);
     result->color_range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    result->colorspace = frame.colorspace;
     return result;
 }
 
@@ -90,14 +102,13 @@ FramePointer turnedUpright(FramePointer frame, Orientation orientation) {
     const auto format = [&] {
         return turnedFormat(static_cast<AVPixelFormat>(frame->format), exchanged);
     };
-    if (format() == AV_PIX_FMT_NONE && !(frame = simplified(*frame)))
+    if (format() == AV_PIX_FMT_NONE && !(frame = turnable(*frame)))
         return nullptr;
     const auto stored = static_cast<AVPixelFormat>(frame->format);
     FramePointer turned = makeFrame(exchanged ? frame->height : frame->width,
                                     exchanged ? frame->width : frame->height, format());
     turned->color_range = frame->color_range;
     turned->colorspace = frame->colorspace;
-    turned->best_effort_timestamp = frame->best_effort_timestamp;
     for (int plane = 0; plane < av_pix_fmt_count_planes(stored); ++plane)
         copyTurned(planeOf(*frame, *av_pix_fmt_desc_get(stored), plane), orientation,
                    turned->data[plane], turned->linesize[plane]);

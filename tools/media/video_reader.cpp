@@ -26,14 +26,12 @@ int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary
     return AVERROR(EACCES);
 }
 
-// What the matrix of a container does to a frame for display. Turns by other angles than quarters,
-// which no camera writes, are left out.
-Orientation displayOrientation(const AVStream& stream) {
-    size_t size = 0;
-    const uint8_t* const data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (data == nullptr || size < 9 * sizeof(int32_t))
-        return Orientation::upright;
+// What a display matrix does to a frame. Turns by other angles than quarters, which no camera
+// writes, are left out.
+Orientation displayOrientation(const uint8_t* data, size_t size) {
     int32_t matrix[9];
+    if (data == nullptr || size < sizeof matrix)
+        return Orientation::upright;
     std::copy_n(data, sizeof matrix, reinterpret_cast<uint8_t*>(matrix));
     // Rows of the matrix: where a step to the right, and a step down, lead.
     const auto sign = [&](int i) { return (matrix[i] > 0) - (matrix[i] < 0); };
@@ -45,6 +43,22 @@ Orientation displayOrientation(const AVStream& stream) {
         return rightDown > 0 ? (downRight > 0 ? transposed : turned90)
                              : (downRight > 0 ? turned270 : transversed);
     return upright;
+}
+
+// As the container says.
+Orientation orientationOf(const AVStream& stream) {
+    size_t size = 0;
+    const uint8_t* const data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    return displayOrientation(data, size);
+}
+
+// As the coded frame itself says, which those of H.264, HEVC and JPEG may.
+std::optional<Orientation> orientationOf(const AVFrame& frame) {
+    const AVFrameSideData* const found =
+        av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX);
+    if (found == nullptr)
+        return std::nullopt;
+    return displayOrientation(found->data, found->size);
 }
 
 // A name may say that several JPEG pictures in a row are a video.
@@ -102,7 +116,7 @@ void VideoReader::openStream() {
     for (unsigned i = 0; i < format_->nb_streams; ++i)
         if (format_->streams[i] != stream_)
             format_->streams[i]->discard = AVDISCARD_ALL;
-    orientation_ = displayOrientation(*stream_);
+    orientation_ = orientationOf(*stream_);
 }
 
 void VideoReader::openDecoder() {
@@ -158,8 +172,11 @@ Picture VideoReader::next() {
         check(result);
         if (frame_->decode_error_flags != 0 || (frame_->flags & AV_FRAME_FLAG_CORRUPT) != 0)
             fail("damaged picture data");
-        const PictureForm form = {static_cast<int>(orientation_), pixelFormatName(*frame_), ""};
-        return {turnedUpright(shareFrame(*frame_), orientation_), form};
+        const Orientation orientation = orientationOf(*frame_).value_or(orientation_);
+        FramePointer upright = turnedUpright(shareFrame(*frame_), orientation);
+        if (!upright)
+            fail("its pixel format cannot be converted");
+        return {std::move(upright), {static_cast<int>(orientation), pixelFormatName(*frame_), ""}};
     }
 }
 

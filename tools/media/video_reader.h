@@ -46,7 +46,7 @@ private:
     PacketPointer packet_;
     FramePointer frame_; // as it is stored
     const AVStream* stream_ = nullptr;
-    Orientation orientation_ = Orientation::upright;
+    Orientation orientation_ = Orientation::upright; // of frames that do not say
     bool packetsEnded_ = false;
     bool flushed_ = false;
 };
