@@ -33,6 +33,14 @@ uint32_t directFormat(const AVFrame& frame) {
     }
 }
 
+__tag_KIRO_OFFSCREEN viewOf(BgrPicture& picture) {
+    return {.format = KELVANE_FORMAT_BGR24,
+            .width = picture.width,
+            .height = picture.height,
+            .planes = {picture.pixels.data()},
+            .pitches = {3 * picture.width}};
+}
+
 BgrPicture resize(const __tag_KIRO_OFFSCREEN& image, int32_t width, int32_t height,
                   PhaseTimes& times) {
     const PhaseTimer timer(times.library);
@@ -81,24 +89,25 @@ BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& tim
 }
 
 // The library's resizing skips pixels below half the size, and takes the mean of four at exactly
-// half. So the picture is resized to the thumbnail's size times a power of 2, and then halved.
+// half. So the picture is halved, without an odd last column or row, as often as it can be.
 BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
     const int32_t longer = std::max(width(), height());
     const double scale = std::min(1.0, static_cast<double>(side) / longer);
     const auto scaled = [&](int32_t length) {
         return std::max(1, static_cast<int32_t>(std::lround(length * scale)));
     };
-    int halvings = 0;
-    while (int64_t{scaled(longer)} << (halvings + 1) <= longer)
-        ++halvings;
-    BgrPicture picture = resized(scaled(width()) << halvings, scaled(height()) << halvings, times);
-    for (; halvings > 0; --halvings) {
-        const __tag_KIRO_OFFSCREEN image = {.format = KELVANE_FORMAT_BGR24,
-                                            .width = picture.width,
-                                            .height = picture.height,
-                                            .planes = {picture.pixels.data()},
-                                            .pitches = {3 * picture.width}};
-        picture = resize(image, picture.width / 2, picture.height / 2, times);
-    }
+    const int32_t thumbWidth = scaled(width()), thumbHeight = scaled(height());
+    __tag_KIRO_OFFSCREEN image = image_;
+    BgrPicture picture;
+    do {
+        const bool halvesX = image.width / 2 >= thumbWidth,
+                   halvesY = image.height / 2 >= thumbHeight;
+        const bool last = !halvesX && !halvesY;
+        image.width -= halvesX ? image.width % 2 : 0;
+        image.height -= halvesY ? image.height % 2 : 0;
+        picture = resize(image, last ? thumbWidth : image.width / (halvesX ? 2 : 1),
+                         last ? thumbHeight : image.height / (halvesY ? 2 : 1), times);
+        image = viewOf(picture);
+    } while (image.width != thumbWidth || image.height != thumbHeight);
     return picture;
 }

@@ -141,9 +141,13 @@ FramePointer readRows(JpegDecoder& decoder, AVPixelFormat format) {
     return frame;
 }
 
-// The planes as they are stored. The decoder writes whole blocks, for which the frame has room.
+// The planes as they are stored, or with GRAY8 only the first. The decoder writes whole blocks, for
+// which the frame has room.
 FramePointer readPlanes(JpegDecoder& decoder, AVPixelFormat format) {
     jpeg_decompress_struct& info = decoder.info();
+    const int count = av_pix_fmt_count_planes(format);
+    for (int c = count; c < info.num_components; ++c)
+        info.comp_info[c].component_needed = FALSE;
     const int blockWidth = info.max_h_samp_factor * DCTSIZE;
     const int blockHeight = info.max_v_samp_factor * DCTSIZE;
     const auto padded = [](JDIMENSION length, int block) {
@@ -157,10 +161,10 @@ FramePointer readPlanes(JpegDecoder& decoder, AVPixelFormat format) {
         JSAMPROW rows[3][4 * DCTSIZE];
         JSAMPARRAY planes[3] = {rows[0], rows[1], rows[2]};
         while (info.output_scanline < info.output_height) {
-            for (int c = 0; c < info.num_components; ++c) {
-                const int count = info.comp_info[c].v_samp_factor * DCTSIZE;
-                const int64_t top = int64_t{info.output_scanline} / blockHeight * count;
-                for (int y = 0; y < count; ++y)
+            for (int c = 0; c < count; ++c) {
+                const int height = info.comp_info[c].v_samp_factor * DCTSIZE;
+                const int64_t top = int64_t{info.output_scanline} / blockHeight * height;
+                for (int y = 0; y < height; ++y)
                     rows[c][y] = frame->data[c] + (top + y) * frame->linesize[c];
             }
             jpeg_read_raw_data(&info, planes, static_cast<JDIMENSION>(blockHeight));
@@ -207,12 +211,12 @@ FramePointer readPixels(JpegDecoder& decoder, const PictureRequest& request) {
         info.out_color_space = JCS_CMYK;
         return withoutBlack(*readRows(decoder, AV_PIX_FMT_RGB0), info.saw_Adobe_marker != FALSE);
     }
+    if (planes != AV_PIX_FMT_NONE && info.scale_denom == 1)
+        return readPlanes(decoder, request.lumaOnly ? AV_PIX_FMT_GRAY8 : planes);
     if (request.lumaOnly || planes == AV_PIX_FMT_GRAY8) {
         info.out_color_space = JCS_GRAYSCALE;
         return readRows(decoder, AV_PIX_FMT_GRAY8);
     }
-    if (planes != AV_PIX_FMT_NONE && info.scale_denom == 1)
-        return readPlanes(decoder, planes);
     info.out_color_space = JCS_EXT_BGR;
     return readRows(decoder, AV_PIX_FMT_BGR24);
 }
