@@ -59,15 +59,15 @@ void addJpeg(const ByteRange& file, Metadata& metadata) {
     }
 }
 
-// The chunks before the pixels.
+// Exif data may stand before or behind the pixels, which are often in chunks of 8 KB.
 void addPng(const ByteRange& file, Metadata& metadata) {
     uint64_t at = 8;
-    for (int i = 0; i < mostParts; ++i) {
+    for (int i = 0; i < 100 * mostParts; ++i) {
         const auto length = file.number(at, 4, ByteOrder::big);
-        if (!length || file.startsWith("IDAT", at + 4))
+        if (!length)
             return;
         if (file.startsWith("eXIf", at + 4))
-            addExifPart(file.part(at + 8, *length), metadata);
+            return addExifPart(file.part(at + 8, *length), metadata);
         at += 12 + *length;
     }
 }
@@ -139,6 +139,12 @@ Metadata readMetadata(const std::string& path) {
     Metadata metadata;
     metadata.taken = fileTime(path);
     addContent(ByteRange::ofFile(path), metadata);
+    return metadata;
+}
+
+Metadata metadataOf(std::span<const uint8_t> file) {
+    Metadata metadata;
+    addContent(ByteRange::ofMemory(file), metadata);
     return metadata;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 // When a picture was taken.
@@ -32,6 +33,9 @@ struct Metadata {
 // a build with libheif. No pixels are decoded, and little else is read than the metadata. Whatever
 // is damaged or missing is left at its default; the time is then that of the file.
 Metadata readMetadata(const std::string& path);
+
+// The same of a file in memory, without its time.
+Metadata metadataOf(std::span<const uint8_t> file);
 
 // "2026-05-01T10:20:30.250", without the zone.
 std::string toText(const CaptureTime& time);

@@ -1,6 +1,7 @@
 #include "media/formats/ffmpeg_picture.h"
 
 #include "media/ffmpeg_error.h"
+#include "media/metadata.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -131,6 +132,7 @@ StoredPicture decodeByFfmpeg(std::span<const uint8_t> bytes) {
     check(result);
     if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0)
         throw DecodeError("damaged picture data");
-    const PictureForm form = {1, pixelFormatName(*frame), ""};
-    return {.pixels = std::move(frame), .orientation = Orientation::upright, .form = form};
+    const Orientation orientation = metadataOf(bytes).orientation; // of PNG and WebP
+    const PictureForm form = {static_cast<int>(orientation), pixelFormatName(*frame), ""};
+    return {.pixels = std::move(frame), .orientation = orientation, .form = form};
 }

@@ -46,7 +46,8 @@ public:
     void run(Calls calls) {
         if (setjmp(back_) == 0) // NOLINT: there is no other way out of the decoder
             return calls();
-        throw DecodeError("damaged JPEG data: " + std::string(message_.data()));
+        throw DecodeError((isUnsupported() ? "JPEG of an unusual kind: " : "damaged JPEG data: ") +
+                          std::string(message_.data()));
     }
 
 private:
@@ -59,11 +60,21 @@ private:
         std::longjmp(back_, 1); // NOLINT
     }
 
-    // Two of the warnings are about headers that do not change the picture.
+    // Some of the warnings are about headers that do not change the picture.
     void warn(int level) {
         const int code = errors_.msg_code;
-        if (level < 0 && code != JWRN_JFIF_MAJOR && code != JWRN_ADOBE_XFORM)
+        if (level < 0 && code != JWRN_JFIF_MAJOR && code != JWRN_ADOBE_XFORM &&
+            code != JWRN_NOT_SEQUENTIAL)
             leave();
+    }
+
+    // Whether what the decoder complained of is no damage, but beyond it.
+    bool isUnsupported() const {
+        constexpr int codes[] = {
+            JERR_BAD_PRECISION,      JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL,
+            JERR_CONVERSION_NOTIMPL, JERR_CCIR601_NOTIMPL, JERR_FRACT_SAMPLE_NOTIMPL,
+            JERR_IMAGE_TOO_BIG,      JERR_WIDTH_OVERFLOW,  JERR_COMPONENT_COUNT};
+        return std::find(std::begin(codes), std::end(codes), errors_.msg_code) != std::end(codes);
     }
 
     void countScans() {
@@ -131,10 +142,10 @@ FramePointer readRows(JpegDecoder& decoder, AVPixelFormat format) {
         while (info.output_scanline < info.output_height) {
             constexpr JDIMENSION most = 16;
             JSAMPROW rows[most];
-            for (JDIMENSION i = 0; i < most; ++i)
+            const JDIMENSION count = std::min(most, info.output_height - info.output_scanline);
+            for (JDIMENSION i = 0; i < count; ++i)
                 rows[i] = frame->data[0] + int64_t{info.output_scanline + i} * frame->linesize[0];
-            jpeg_read_scanlines(&info, rows,
-                                std::min(most, info.output_height - info.output_scanline));
+            jpeg_read_scanlines(&info, rows, count);
         }
         jpeg_finish_decompress(&info);
     });

@@ -99,5 +99,6 @@ std::optional<Orientation> exifOrientation(std::span<const uint8_t> segment) {
     const ByteRange bytes = ByteRange::ofMemory(segment);
     if (!bytes.startsWith(exifStart.substr(0, 5)))
         return std::nullopt;
-    return statedOrientation(TiffDirectory::first(bytes.part(exifStart.size())));
+    return statedOrientation(TiffDirectory::first(bytes.part(exifStart.size())))
+        .value_or(Orientation::upright);
 }

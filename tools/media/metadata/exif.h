@@ -17,6 +17,6 @@ void addExif(const ByteRange& tiff, Metadata& metadata);
 void addCanonParts(const ByteRange& general, const ByteRange& exif, const ByteRange& note,
                    Metadata& metadata);
 
-// The orientation that the Exif segment of a JPEG states; nothing for other segments and for values
-// that Exif does not know.
+// The orientation that the Exif segment of a JPEG states, upright for values that Exif does not
+// know; nothing for other segments.
 std::optional<Orientation> exifOrientation(std::span<const uint8_t> segment);
