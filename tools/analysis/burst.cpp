@@ -5,6 +5,7 @@
 #include "analysis/frame_measurer.h"
 #include "analysis/moving_objects.h"
 #include "analysis/page_pictures.h"
+#include "analysis/terms.h"
 #include "base/error.h"
 #include "base/text.h"
 
@@ -108,7 +109,11 @@ MovingObjects findObjects(const MeasuredFrame& first, LumaStore& store) {
         throw InputError(first.path,
                          fmt::format("{} pixels: --moving needs 100 on the shorter side",
                                      sizeText(luma.width, luma.height)));
-    return findMovingObjects(store.frames());
+    MovingObjects moving = findMovingObjects(store.frames());
+    for (size_t i = 0; i < moving.ofFrames.size(); ++i)
+        if (MovingObject& object = moving.ofFrames[i]; object.found)
+            object.score = measurePart(store.frames()[i], object.rect);
+    return moving;
 }
 
 void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
@@ -130,6 +135,11 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
         engine.setMovingObjects(*burst.moving, first.blur.width, first.blur.height);
     }
     burst.ranking = engine.rank(blurs, record, rules.keep, open.lumas.frames());
+    std::vector<int64_t> scores;
+    for (const _tag_DRAV_BLURRESULT& blur : blurs)
+        scores.push_back(blur.score);
+    burst.terms = computeTerms(scores, burst.moving ? &*burst.moving : nullptr, burst.faces,
+                               first.blur.width, first.blur.height);
     if (burst.moving)
         for (MovingObject& object : burst.moving->ofFrames)
             object.mask = {};

@@ -3,6 +3,14 @@
 #include "base/error.h"
 
 #include <algorithm>
+#include <cmath>
+
+int64_t measurePart(LumaImage& luma, __tag_rect part) {
+    __tag_KIRO_OFFSCREEN image = luma.view();
+    float sharpness = 0;
+    checkResult(imgEvaluateSharpness(nullptr, &image, &sharpness, &part), "imgEvaluateSharpness");
+    return static_cast<int64_t>(std::fma(sharpness, 10000.0f, 0.5f));
+}
 
 Engine::Engine() { checkResult(DRAV_Init(nullptr, &engine_), "DRAV_Init"); }
 

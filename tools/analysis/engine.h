@@ -8,6 +8,9 @@
 #include <span>
 #include <vector>
 
+// The blur score of a part of a picture, as the ranking measures a moving object.
+int64_t measurePart(LumaImage& luma, __tag_rect part);
+
 // The library's engine, on the process heap.
 class Engine {
 public:

@@ -1,6 +1,7 @@
 #include "analysis/page_pictures.h"
 
 #include "analysis/alignment.h"
+#include "analysis/engine.h"
 #include "base/error.h"
 #include "media/colour.h"
 #include "media/frame_source.h"
@@ -12,13 +13,6 @@ namespace {
 constexpr int32_t thumbnailSide = 400; // twice what the page shows, for dense screens
 constexpr int thumbnailQuality = 75;
 constexpr int32_t largestCrop = 320; // two fit side by side, and one on a phone
-
-double sharpnessIn(LumaImage& luma, __tag_rect rect) {
-    __tag_KIRO_OFFSCREEN view = luma.view();
-    float sharpness = 0;
-    checkResult(imgEvaluateSharpness(nullptr, &view, &sharpness, &rect), "imgEvaluateSharpness");
-    return 10000.0 * static_cast<double>(sharpness);
-}
 
 // What the second frame shows of the same thing.
 __tag_rect shiftedBy(const __tag_rect& rect, const Shift& shift) {
@@ -35,8 +29,8 @@ Shift findShift(LumaImage& first, LumaImage& second) {
 struct Place {
     __tag_rect first;
     __tag_rect second;
-    double firstScore;
-    double secondScore;
+    int64_t firstScore;
+    int64_t secondScore;
 };
 
 // Looks at overlapping rectangles that lie in both frames.
@@ -46,7 +40,7 @@ std::optional<Place> findLargestDifference(LumaImage& first, LumaImage& second) 
     const bool isWhole = width == (first.width & ~3) && height == (first.height & ~3);
     const Shift shift = isWhole ? Shift{0, 0} : findShift(first, second);
     std::optional<Place> found;
-    double largest = -1;
+    int64_t largest = -1;
     for (int32_t y = 0; y + height <= first.height; y += std::max(4, height / 16 * 4))
         for (int32_t x = 0; x + width <= first.width; x += std::max(4, width / 16 * 4)) {
             const __tag_rect here = {x, y, x + width, y + height};
@@ -54,7 +48,7 @@ std::optional<Place> findLargestDifference(LumaImage& first, LumaImage& second) 
             if (std::min(there.left, there.top) < 0 || there.right > second.width ||
                 there.bottom > second.height)
                 continue;
-            const double a = sharpnessIn(first, here), b = sharpnessIn(second, there);
+            const int64_t a = measurePart(first, here), b = measurePart(second, there);
             if (std::abs(a - b) > largest) {
                 largest = std::abs(a - b);
                 found = Place{here, there, a, b};

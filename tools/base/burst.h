@@ -56,6 +56,7 @@ struct MovingObject {
     __tag_rect rect = {};
     int64_t area = 0; // pixels of the mask
     std::vector<unsigned char> mask;
+    int64_t score = 0; // blur score of the rectangle
 };
 
 struct MovingObjects {
@@ -69,6 +70,26 @@ struct Ranking {
     std::vector<int64_t> chosen; // ascending
     int64_t best;
 };
+
+// What a frame's total is made of (docs/scoring.md).
+struct Terms {
+    int64_t score;       // of the frame, as it was given to the ranking
+    int64_t objectScore; // of its moving object; that of the frame where there is none
+    int64_t share;       // of the largest of the burst: 0 to 9999
+    int64_t objectShare;
+    // In points:
+    int64_t sharpness;
+    int64_t objectSharpness;
+    int64_t faces;
+    int64_t eyes;
+    int64_t smiles;
+    int64_t codes;
+    int64_t area;
+    float border;
+    int64_t total; // the sum with the constant, truncated
+};
+
+constexpr int64_t constantTerm = 10000; // points that every frame has
 
 // A small picture of a frame.
 struct Thumbnail {
@@ -91,7 +112,7 @@ struct Comparison {
     struct Side {
         size_t frame;
         __tag_rect rect; // in this frame's pixels
-        double score;    // blur score of the rectangle
+        int64_t score;   // blur score of the rectangle
         std::string jpeg;
     };
     Side best;
@@ -107,6 +128,7 @@ struct Burst {
     FacesOfFrames faces;                 // empty when none were given
     std::optional<MovingObjects> moving; // without masks; when they were asked for
     Ranking ranking = {};
+    std::vector<Terms> terms; // of each frame
     GroupReason reason = GroupReason::captureTimes;
     std::string start;     // when the first of grouped frames was taken: "2026-05-01T10:20:30.250"
     std::string startZone; // "+02:00"; empty when it is not known

@@ -80,13 +80,22 @@ std::vector<Burst> pickOne(const PickOptions& options, std::vector<Skipped>& ski
                       options.reportFile.empty() ? 0 : sheetCapacity(1), progress, times, skipped);
 }
 
+std::string explainTables(std::span<const Burst> bursts) {
+    std::string text;
+    for (size_t i = 0; i < bursts.size(); ++i)
+        text += (bursts.size() > 1 ? fmt::format("\nBurst {}\n", i + 1) : "\n") +
+                explainTable(bursts[i]);
+    return text;
+}
+
 std::string textOf(const PickOptions& options, std::span<const Burst> bursts,
                    std::span<const Skipped> skipped) {
     const bool groups = options.group;
     if (options.csv)
         return pickCsv(bursts, groups);
     if (!options.json)
-        return groups ? groupTable(bursts) : pickTable(bursts.front());
+        return (groups ? groupTable(bursts) : pickTable(bursts.front())) +
+               (options.explain ? explainTables(bursts) : "");
     OrderedJson json = jsonHead("pick");
     json.update(groups ? groupJson(options.groupGap, bursts) : pickJson(bursts.front()));
     json["skipped"] = skippedJson(skipped);
@@ -199,7 +208,7 @@ void addLines(CLI::App& pick, PickOptions& options) {
         ->needs(&jsonl)
         ->type_name("FILE");
     for (const char* single : {"INPUT", "--faces", "--json", "--csv", "--group", "--group-gap",
-                               "--report", "--copy-to", "--link-to"})
+                               "--report", "--copy-to", "--link-to", "--explain"})
         jsonl.excludes(pick.get_option(single));
 }
 
@@ -216,6 +225,8 @@ void addPick(CLI::App& app, Invocation& invocation) {
         ->type_name("FILE");
     pick.add_flag("--moving", options.moving,
                   "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
+    pick.add_flag("--explain", options.explain,
+                  "Add a table of the terms of every frame, which JSON and CSV always have");
     addGroup(pick, options);
     addOutputs(pick, options);
     addLines(pick, options);

@@ -10,6 +10,7 @@ struct PickOptions : FrameOptions {
     int64_t keep = 1;
     std::string facesFile; // empty for none, as the other names
     bool moving = false;
+    bool explain = false;
     bool group = false; // split the pictures into bursts by capture time
     double groupGap = 2;
     bool jsonl = false; // read a burst from each line of stdin

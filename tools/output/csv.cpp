@@ -1,4 +1,5 @@
 #include "output/report.h"
+#include "output/term_values.h"
 
 #include <fmt/format.h>
 
@@ -32,12 +33,26 @@ std::string movingFields(const MovingObject& object) {
                        object.area);
 }
 
+std::string termFields(const Terms& terms) {
+    std::string text;
+    for (const TermValue& term : termValues(terms))
+        text += fmt::format(",{}", term.value);
+    return text;
+}
+
+std::string termHead() {
+    std::string text;
+    for (const TermValue& term : termValues({}))
+        text += fmt::format(",term_{}", term.key);
+    return text;
+}
+
 } // namespace
 
 std::string pickCsv(std::span<const Burst> bursts, bool numbered) {
     const bool moving = bursts.front().moving.has_value();
-    std::string text = fmt::format("{}{},chosen,best{}\n", numbered ? "burst," : "", frameHead,
-                                   moving ? ",left,top,right,bottom,area" : "");
+    std::string text = fmt::format("{}{},chosen,best{}{}\n", numbered ? "burst," : "", frameHead,
+                                   moving ? ",left,top,right,bottom,area" : "", termHead());
     for (size_t b = 0; b < bursts.size(); ++b) {
         const Burst& burst = bursts[b];
         for (size_t i = 0; i < burst.measured.frames.size(); ++i) {
@@ -47,7 +62,7 @@ std::string pickCsv(std::span<const Burst> bursts, bool numbered) {
                                 burst.isBest(i));
             if (moving)
                 text += movingFields(burst.moving->ofFrames[i]);
-            text += "\n";
+            text += termFields(burst.terms[i]) + "\n";
         }
     }
     return text;

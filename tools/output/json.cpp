@@ -1,6 +1,9 @@
 #include "output/report.h"
+#include "output/term_values.h"
 
 #include <fmt/format.h>
+
+#include <cmath>
 
 using Json = OrderedJson;
 
@@ -25,7 +28,21 @@ Json frameJson(const Measurement& measured, size_t index) {
 Json objectJson(const MovingObject& object, bool used) {
     if (!object.found)
         return nullptr;
-    return {{"rect", toJson(object.rect)}, {"area", object.area}, {"used", used}};
+    return {{"rect", toJson(object.rect)},
+            {"area", object.area},
+            {"blur", object.score},
+            {"used", used}};
+}
+
+Json termsJson(const Terms& terms) {
+    Json json;
+    for (const TermValue& term : termValues(terms)) {
+        if (term.value == std::trunc(term.value))
+            json[term.key] = static_cast<int64_t>(term.value);
+        else
+            json[term.key] = term.value;
+    }
+    return json;
 }
 
 } // namespace
@@ -49,6 +66,7 @@ Json pickJson(const Burst& burst) {
         frame["best"] = burst.isBest(i);
         if (burst.moving)
             frame["moving"] = objectJson(burst.moving->ofFrames[i], burst.moving->used);
+        frame["terms"] = termsJson(burst.terms[i]);
         json["frames"].push_back(std::move(frame));
     }
     if (burst.moving)

@@ -6,7 +6,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -254,13 +253,13 @@ private:
                                     {"best_jpeg", base64(best.jpeg)},
                                     {"best_name", name(best.frame)},
                                     {"best_id", frameId(id_, best.frame)},
-                                    {"best_score", grouped(std::lround(best.score))},
+                                    {"best_score", grouped(best.score)},
                                     {"other_jpeg", base64(other.jpeg)},
                                     {"other_name", name(other.frame)},
                                     {"other_id", frameId(id_, other.frame)},
                                     {"other_role", least ? "least sharp" : "sharpest"},
                                     {"other_badge", least ? "Least sharp" : "Sharpest"},
-                                    {"other_score", grouped(std::lround(other.score))},
+                                    {"other_score", grouped(other.score)},
                                     {"place", place}});
     }
 

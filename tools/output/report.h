@@ -24,6 +24,12 @@ std::string movingSentence(const Burst& burst);
 // "burst id", for example.
 const char* reasonText(GroupReason reason);
 
+// The time in a video, the file among pictures.
+std::string placeText(const Measurement& measured, const MeasuredFrame& frame);
+
+// Why each frame stands where it does: a table of all terms of its total.
+std::string explainTable(const Burst& burst);
+
 // The table of one burst, and of several.
 std::string pickTable(const Burst& burst);
 std::string groupTable(std::span<const Burst> bursts);
