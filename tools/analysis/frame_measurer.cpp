@@ -17,6 +17,7 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
                                      .rendering = frame.form.rendering,
                                      .converted = view.converted,
                                      .cropped = view.cropped,
+                                     .companions = frame.companions,
                                      .blur = {}},
                            .luma = {},
                            .thumbnail = {}};

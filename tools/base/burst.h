@@ -17,6 +17,12 @@ struct Skipped {
     std::string reason;
 };
 
+// Another file of the same photograph: the raw data beside a developed picture.
+struct Companion {
+    std::string path;
+    std::string name;
+};
+
 // What is kept of a frame once its pixels are released.
 struct MeasuredFrame {
     std::string path;
@@ -30,6 +36,7 @@ struct MeasuredFrame {
     std::string rendering; // how raw data became a picture; empty for all others
     bool converted;
     bool cropped;
+    std::vector<Companion> companions;
     _tag_DRAV_BLURRESULT blur;
 };
 

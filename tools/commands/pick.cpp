@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -137,6 +138,9 @@ void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, PhaseTim
     std::vector<Export> planned;
     if (exports)
         planned = planExport(options, bursts);
+    std::vector<OutputFile> sidecars;
+    if (options.xmp)
+        sidecars = planSidecars(options, bursts);
     std::string page;
     if (reports)
         page = pageOf(options, bursts, times);
@@ -145,6 +149,8 @@ void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, PhaseTim
         files.addFile({options.reportFile, std::move(page), options.force});
     if (exports)
         addExport(options, planned, files, times);
+    for (const OutputFile& sidecar : sidecars)
+        files.addFile(sidecar);
     files.commit();
 }
 
@@ -159,6 +165,8 @@ Output runPick(const PickOptions& options, PhaseTimes& times) {
         checkOutputPath(options.reportFile, options.force);
     if (!options.copyTo.empty() || !options.linkTo.empty())
         checkExport(options);
+    if (options.xmp)
+        checkSidecars(options);
     Output output;
     std::vector<Burst> bursts = options.group ? pickGroups(options, output.skipped, times)
                                               : pickOne(options, output.skipped, times);
@@ -179,6 +187,35 @@ void addOutputs(CLI::App& pick, PickOptions& options) {
         ->type_name("DIR")
         ->excludes(&copy);
     pick.add_flag("--force", options.force, "Replace files that exist");
+}
+
+// Up to three parts between commas, which may be empty; a rating is -1 (rejected) to 5.
+std::string listError(const std::string& list, bool ofRatings) {
+    if (std::ranges::count(list, ',') > 2)
+        return "must be BEST,KEPT,REST or fewer";
+    std::istringstream parts(list);
+    for (std::string part; ofRatings && std::getline(parts, part, ',');)
+        if (!part.empty() && part != "-1" && (part.size() > 1 || part < "0" || part > "5"))
+            return fmt::format("a rating is -1 to 5, not {}", part);
+    return "";
+}
+
+void addSidecars(CLI::App& pick, PickOptions& options) {
+    CLI::Option& xmp =
+        *pick.add_flag("--xmp", options.xmp, "Rate the kept photographs in XMP files beside them");
+    pick.add_option("--xmp-naming", options.xmpNaming,
+                    "IMG_1.xmp (stem), or IMG_1.CR2.xmp (full), of IMG_1.CR2")
+        ->check(CLI::IsMember({"stem", "full"}))
+        ->needs(&xmp)
+        ->type_name("NAMING");
+    pick.add_option("--rating", options.ratings, "Ratings, -1 to 5, none for an empty one (5,4)")
+        ->check([](const std::string& list) { return listError(list, true); })
+        ->needs(&xmp)
+        ->type_name("BEST,KEPT,REST");
+    pick.add_option("--label", options.labels, "Labels, likewise (Green,Yellow)")
+        ->check([](const std::string& list) { return listError(list, false); })
+        ->needs(&xmp)
+        ->type_name("BEST,KEPT,REST");
 }
 
 void addGroup(CLI::App& pick, PickOptions& options) {
@@ -208,7 +245,7 @@ void addLines(CLI::App& pick, PickOptions& options) {
         ->needs(&jsonl)
         ->type_name("FILE");
     for (const char* single : {"INPUT", "--faces", "--json", "--csv", "--group", "--group-gap",
-                               "--report", "--copy-to", "--link-to", "--explain"})
+                               "--report", "--copy-to", "--link-to", "--explain", "--xmp"})
         jsonl.excludes(pick.get_option(single));
 }
 
@@ -229,5 +266,6 @@ void addPick(CLI::App& app, Invocation& invocation) {
                   "Add a table of the terms of every frame, which JSON and CSV always have");
     addGroup(pick, options);
     addOutputs(pick, options);
+    addSidecars(pick, options);
     addLines(pick, options);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysis/burst.h"
+#include "base/error.h"
 #include "commands/options.h"
 #include "media/files.h"
 
@@ -19,7 +20,11 @@ struct PickOptions : FrameOptions {
     std::string reportFile;
     std::string copyTo; // folders for the chosen frames
     std::string linkTo;
-    bool force = false; // replace files that exist
+    bool xmp = false;                    // write sidecars
+    std::string xmpNaming = "stem";      // or "full"
+    std::string ratings = "5,4";         // of the best frame, other kept ones, and the rest
+    std::string labels = "Green,Yellow"; // likewise
+    bool force = false;                  // replace files that exist
 
     RankingRules rules() const {
         return {.frames = frames, .keep = keep, .facesFile = facesFile, .moving = moving};
@@ -50,3 +55,19 @@ std::vector<Export> planExport(const PickOptions& options, std::span<const Burst
 // frames, or symbolic links.
 void addExport(const PickOptions& options, const std::vector<Export>& exports, StagedFiles& files,
                PhaseTimes& times);
+
+#ifdef KELVANE_XMP
+// Throws InputError for inputs that have no sidecars, which spares a run.
+void checkSidecars(const PickOptions& options);
+
+// The sidecars that `--xmp` makes or changes. Throws InputError for an existing one that cannot be
+// read, that has another mark which is not to be replaced, or that two photographs would share.
+std::vector<OutputFile> planSidecars(const PickOptions& options, std::span<const Burst> bursts);
+#else
+inline void checkSidecars(const PickOptions&) {
+    throw InputError("--xmp", "this build has no exempi");
+}
+inline std::vector<OutputFile> planSidecars(const PickOptions&, std::span<const Burst>) {
+    return {};
+}
+#endif

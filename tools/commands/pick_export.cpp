@@ -13,11 +13,19 @@ const std::string& folderOf(const PickOptions& options) {
     return options.copyTo.empty() ? options.linkTo : options.copyTo;
 }
 
-std::string targetName(const Measurement& measured, const MeasuredFrame& frame) {
-    const fs::path source(frame.path);
+std::string targetName(const Measurement& measured, const MeasuredFrame& frame,
+                       const fs::path& source) {
     if (!measured.isVideo)
         return source.filename().string();
     return fmt::format("{}-frame-{:06}.png", source.stem().string(), frame.number);
+}
+
+// The files of one photograph.
+std::vector<std::string> sourcesOf(const MeasuredFrame& frame) {
+    std::vector<std::string> sources = {frame.path};
+    for (const Companion& companion : frame.companions)
+        sources.push_back(companion.path);
+    return sources;
 }
 
 void checkTarget(const Export& planned, bool replace) {
@@ -78,17 +86,19 @@ std::vector<Export> planExport(const PickOptions& options, std::span<const Burst
         for (const int64_t chosen : burst.ranking.chosen) {
             const auto index = static_cast<size_t>(chosen);
             const MeasuredFrame& frame = burst.measured.frames[index];
-            std::error_code ignored;
-            if (!fs::is_regular_file(frame.path, ignored))
-                throw InputError(frame.path, "only a regular file can be copied or linked");
-            const std::string name = targetName(burst.measured, frame);
-            const auto [other, isNew] = sources.try_emplace(name, frame.path);
-            if (!isNew)
-                throw InputError(frame.path, fmt::format("would have the same name in {} as {}",
+            for (const std::string& source : sourcesOf(frame)) {
+                std::error_code ignored;
+                if (!fs::is_regular_file(source, ignored))
+                    throw InputError(source, "only a regular file can be copied or linked");
+                const std::string name = targetName(burst.measured, frame, source);
+                const auto [other, isNew] = sources.try_emplace(name, source);
+                if (!isNew)
+                    throw InputError(source, fmt::format("would have the same name in {} as {}",
                                                          folder, other->second));
-            exports.push_back(
-                {&burst.measured, index, frame.path, (fs::path(folder) / name).string()});
-            checkTarget(exports.back(), options.force);
+                exports.push_back(
+                    {&burst.measured, index, source, (fs::path(folder) / name).string()});
+                checkTarget(exports.back(), options.force);
+            }
         }
     return exports;
 }

@@ -32,6 +32,14 @@ std::string formatLines() {
                        missing);
 }
 
+std::string sidecarLine() {
+#ifdef KELVANE_XMP
+    return "writes       XMP sidecars (exempi)\n";
+#else
+    return "not written  XMP sidecars: this build has no exempi\n";
+#endif
+}
+
 struct VersionOptions {};
 
 Output runVersion(const VersionOptions&, PhaseTimes&) {
@@ -44,7 +52,7 @@ Output runVersion(const VersionOptions&, PhaseTimes&) {
             versionLine("libavformat", avformat_version()) +
             versionLine("libavcodec", avcodec_version()) +
             versionLine("libavutil", avutil_version()) +
-            versionLine("libswscale", swscale_version()) + formatLines()};
+            versionLine("libswscale", swscale_version()) + formatLines() + sidecarLine()};
 }
 
 } // namespace

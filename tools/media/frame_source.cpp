@@ -45,9 +45,10 @@ private:
 
     void visit(Passage& passage, PhaseTimes& times) {
         const Picture& frame = passage.frame;
-        passage.accept = visit_({*frame.pixels, frame.form, passage.file->path, passage.file->name,
-                                 passage.number, passage.seconds, passage.index},
-                                times);
+        passage.accept =
+            visit_({*frame.pixels, frame.form, passage.file->path, passage.file->name,
+                    passage.file->companions, passage.number, passage.seconds, passage.index},
+                   times);
         passage.frame = {};
     }
 

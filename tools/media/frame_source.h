@@ -25,6 +25,7 @@ struct SourceFrame {
     const PictureForm& form;
     const std::string& path;
     const std::string& name;
+    const std::vector<Companion>& companions;
     int64_t number;                // in its video, from 0; 0 for a picture
     std::optional<double> seconds; // from the start of the video
     size_t index;                  // among the visited frames, counting those that prove bad

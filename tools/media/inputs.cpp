@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <string_view>
 
 namespace fs = std::filesystem;
@@ -15,12 +16,21 @@ constexpr std::string_view pictureExtensions[] = {
     ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic",
     ".heif", ".avif", ".bmp", ".pgm",  ".ppm", ".pnm",  ".jp2", ".j2k",  ".jxl"};
 
+constexpr std::string_view rawExtensions[] = {".dng", ".cr2", ".cr3", ".nef", ".nrw", ".arw",
+                                              ".raf", ".orf", ".rw2", ".pef", ".srw"};
+
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isRawName(const fs::path& path) {
+    const std::string extension = lowercase(path.extension().string());
+    return std::ranges::find(rawExtensions, extension) != std::end(rawExtensions);
+}
 
 bool isPictureName(const fs::path& path) {
     const std::string extension = lowercase(path.extension().string());
     return std::find(std::begin(pictureExtensions), std::end(pictureExtensions), extension) !=
-           std::end(pictureExtensions);
+               std::end(pictureExtensions) ||
+           isRawName(path);
 }
 
 // The digits at `position` without leading zeros; `position` moves past them.
@@ -83,6 +93,9 @@ void addFolder(InputList& list, const std::string& folder, bool bareNames) {
         const std::string& name = bareNames ? file : path;
         std::error_code ignored;
         const fs::file_type type = entry.status(ignored).type();
+        if (type == fs::file_type::regular &&
+            lowercase(entry.path().extension().string()) == ".xmp")
+            continue; // what is known of a picture beside it
         if (type == fs::file_type::directory)
             list.skipped.push_back({name, "a folder"});
         else if (file.front() == '.')
@@ -96,6 +109,47 @@ void addFolder(InputList& list, const std::string& folder, bool bareNames) {
     }
     if (list.files.size() == before)
         throw InputError(folder, "no pictures in this folder");
+}
+
+// Without the ending.
+std::string stemOf(const InputFile& file) {
+    return fs::path(file.path).lexically_normal().replace_extension().string();
+}
+
+int preference(const InputFile& file) {
+    const std::string extension = lowercase(fs::path(file.path).extension().string());
+    if (isRawName(file.path))
+        return 2;
+    return extension.starts_with(".jp") ? 0 : 1; // the camera's own
+}
+
+// `same` are places in `files` of files with one stem.
+InputFile joined(const std::vector<InputFile>& files, const std::vector<size_t>& same) {
+    const size_t shown =
+        *std::ranges::min_element(same, {}, [&](size_t place) { return preference(files[place]); });
+    InputFile photograph = files[shown];
+    for (const size_t place : same)
+        if (place != shown)
+            photograph.companions.push_back({files[place].path, files[place].name});
+    return photograph;
+}
+
+// The files of each photograph as one, in the place of the first.
+std::vector<InputFile> joinCompanions(std::vector<InputFile> files) {
+    std::map<std::string, std::vector<size_t>> places; // by folder and stem
+    for (size_t i = 0; i < files.size(); ++i)
+        places[stemOf(files[i])].push_back(i);
+    std::vector<InputFile> photographs;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::vector<size_t>& same = places[stemOf(files[i])];
+        const auto isRaw = [&](size_t place) { return isRawName(files[place].path); };
+        // The same file twice, or a raw file of each of two cameras, are photographs of their own.
+        if (same.size() == 1 || std::ranges::count_if(same, isRaw) != 1)
+            photographs.push_back(files[i]);
+        else if (i == same.front())
+            photographs.push_back(joined(files, same));
+    }
+    return photographs;
 }
 
 } // namespace
@@ -113,5 +167,6 @@ InputList expandInputs(const std::vector<std::string>& inputs) {
         else
             list.files.push_back({input, input});
     }
+    list.files = joinCompanions(std::move(list.files));
     return list;
 }

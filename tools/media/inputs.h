@@ -9,6 +9,7 @@
 struct InputFile {
     std::string path;
     std::string name;
+    std::vector<Companion> companions = {}; // which it stands for
 };
 
 struct InputList {
@@ -18,5 +19,7 @@ struct InputList {
 
 // Expands folders to the pictures in them, in natural order ("img2" before "img10"). In a folder
 // a file is a picture by its extension: a damaged picture is thus still one, and an error. Files
-// are called by their bare name when a single folder was given, and by their path otherwise.
+// are called by their bare name when a single folder was given, and by their path otherwise. A raw
+// file and the pictures with its stem in its folder are one file, with the others as its
+// companions: the JPEG, or else the first other picture, or else the raw file.
 InputList expandInputs(const std::vector<std::string>& inputs);

@@ -9,12 +9,20 @@ using Json = OrderedJson;
 
 namespace {
 
+Json namesOf(std::span<const Companion> companions) {
+    Json names = Json::array();
+    for (const Companion& companion : companions)
+        names.push_back(companion.name);
+    return names;
+}
+
 Json frameJson(const Measurement& measured, size_t index) {
     const MeasuredFrame& frame = measured.frames[index];
     return {{"index", index},
             {"name", frame.name},
             {"number", frameNumber(measured, index)},
             {"time", frame.seconds ? Json(*frame.seconds) : Json()},
+            {"companions", namesOf(frame.companions)},
             {"orientation", frame.orientation},
             {"pixel_format", frame.pixelFormat},
             {"format", fmt::format("{:#x}", frame.blur.format)},

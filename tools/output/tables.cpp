@@ -27,7 +27,8 @@ std::string note(const Measurement& measured, size_t count, const MeasuredFrame&
 }
 
 std::string notes(const Measurement& measured) {
-    size_t converted = 0, cropped = 0;
+    size_t converted = 0, cropped = 0, paired = 0;
+    const MeasuredFrame* firstPaired = nullptr;
     const MeasuredFrame* firstConverted = nullptr;
     const MeasuredFrame* firstCropped = nullptr;
     for (const MeasuredFrame& frame : measured.frames) {
@@ -35,6 +36,8 @@ std::string notes(const Measurement& measured) {
             firstConverted = &frame;
         if (frame.cropped && cropped++ == 0)
             firstCropped = &frame;
+        if (!frame.companions.empty() && paired++ == 0)
+            firstPaired = &frame;
     }
     std::string text;
     if (converted > 0)
@@ -45,6 +48,10 @@ std::string notes(const Measurement& measured) {
         text += note(measured, cropped, *firstCropped,
                      fmt::format("measured without the last column or row of an odd size ({})",
                                  sizeText(firstCropped->width, firstCropped->height)));
+    if (paired > 0)
+        text += note(measured, paired, *firstPaired,
+                     fmt::format("together with another file of the same photograph ({})",
+                                 oneLine(firstPaired->companions.front().name)));
     return text;
 }
 
