@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <map>
 #include <numeric>
+#include <utility>
 
 #include <oneapi/tbb/enumerable_thread_specific.h>
 
@@ -85,10 +87,10 @@ private:
             if (first.width == frame.width && first.height == frame.height)
                 return open;
             if (sizes_ == Sizes::equal)
-                throw InputError(frame.path,
-                                 fmt::format("{} pixels, but {} has {}",
-                                             sizeText(frame.width, frame.height), first.name,
-                                             sizeText(first.width, first.height)));
+                throw OtherSize(frame.path,
+                                fmt::format("{} pixels, but {} has {}",
+                                            sizeText(frame.width, frame.height), first.name,
+                                            sizeText(first.width, first.height)));
         }
         bursts_.emplace_back();
         bursts_.back().burst.sheet.capacity = sheetCapacity_;
@@ -149,12 +151,17 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
 
 void sortByScore(Measurement& measured) {
     const std::vector<MeasuredFrame>& frames = measured.frames;
+    std::map<std::pair<int32_t, int32_t>, size_t> sizes; // in the order in which they appear
+    for (const MeasuredFrame& frame : frames)
+        sizes.try_emplace({frame.width, frame.height}, sizes.size());
     std::vector<size_t>& order = measured.order;
     order.resize(frames.size());
     std::iota(order.begin(), order.end(), size_t{0});
-    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-        return frames[a].blur.score > frames[b].blur.score;
+    std::ranges::stable_sort(order, {}, [&](size_t i) {
+        const MeasuredFrame& frame = frames[i];
+        return std::pair(sizes.at({frame.width, frame.height}), -int64_t{frame.blur.score});
     });
+    measured.sizes = sizes.size();
     const size_t n = order.size();
     measured.medianScore =
         (frames[order[(n - 1) / 2]].blur.score + frames[order[n / 2]].blur.score) / 2.0;

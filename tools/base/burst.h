@@ -43,7 +43,10 @@ struct MeasuredFrame {
 struct Measurement {
     bool isVideo = false;
     std::vector<MeasuredFrame> frames;
-    std::vector<size_t> order; // from sharpest to least sharp, ties in frame order
+    // From sharpest to least sharp, ties in frame order; one size after the other, in the order in
+    // which they first appear.
+    std::vector<size_t> order;
+    size_t sizes = 0; // how many different ones
     double medianScore = 0;
 };
 

@@ -31,6 +31,11 @@ class BadPicture : public InputError {
     using InputError::InputError;
 };
 
+// A picture of another size than those before it, where only one size can be used.
+class OtherSize : public InputError {
+    using InputError::InputError;
+};
+
 // Output could not be written although its place is a sound one: a full disk, for example.
 class WriteError : public NamedError {
     using NamedError::NamedError;

@@ -16,6 +16,7 @@ std::string blurText(const FrameOptions& options, const Measurement& measured,
         return blurTable(measured);
     OrderedJson json = jsonHead("blur");
     json.update(blurJson(measured));
+    json["notes"] = blurNotes(measured);
     json["skipped"] = skippedJson(skipped);
     return printJson(json);
 }

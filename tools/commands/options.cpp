@@ -33,6 +33,7 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
                     "Decode on N threads (as many as there are processors)")
         ->check(CLI::Range(1, 1024))
         ->type_name("N");
+    options.frames.skipOption = "--skip-bad";
     command.add_flag("--skip-bad", options.frames.skipBad, "Leave out what cannot be decoded");
     addTiming(command, invocation);
     return inputs;

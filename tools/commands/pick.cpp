@@ -35,7 +35,9 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
         throw InputError("-", "has no time of capture for --group");
     const InputList inputs = expandInputs(options.inputs);
     skipped = inputs.skipped;
-    const std::vector<BurstGroup> groups = groupPictures(inputs.files, options.groupGap);
+    std::vector<BurstGroup> groups = groupPictures(inputs.files, options.groupGap);
+    for (BurstGroup& group : groups)
+        group.files.isPart = groups.size() > 1;
     const size_t sheet = options.reportFile.empty() ? 0 : sheetCapacity(groups.size());
     Progress progress;
     progress.expect(std::ssize(inputs.files));
@@ -74,11 +76,22 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
     return bursts;
 }
 
-std::vector<Burst> pickOne(const PickOptions& options, std::vector<Skipped>& skipped,
-                           PhaseTimes& times) {
-    Progress progress;
-    return pickBursts(expandInputs(options.inputs), options.rules(), Sizes::equal,
-                      options.reportFile.empty() ? 0 : sheetCapacity(1), progress, times, skipped);
+// Says when pictures that are ranked as one burst were taken as several. The times of files tell
+// nothing about that.
+Notes burstsNotes(const PickOptions& options, const std::vector<InputFile>& files) {
+    if (files.size() < 2 || !options.facesFile.empty())
+        return {};
+    const auto wasTaken = [](const BurstGroup& group) {
+        return group.reason != GroupReason::captureTimes ||
+               std::ranges::any_of(group.times, [](const CaptureTime& t) { return !t.fromFile; });
+    };
+    const auto count = std::ranges::count_if(groupPictures(files, options.groupGap), wasTaken);
+    if (count < 2)
+        return {};
+    return {
+        fmt::format("the pictures were taken as {} bursts, and are ranked as one; --group splits "
+                    "them, --group-gap SECONDS at other pauses than {} seconds",
+                    count, options.groupGap)};
 }
 
 std::string explainTables(std::span<const Burst> bursts) {
@@ -89,16 +102,34 @@ std::string explainTables(std::span<const Burst> bursts) {
     return text;
 }
 
-std::string textOf(const PickOptions& options, std::span<const Burst> bursts,
+std::vector<Burst> pickOne(const PickOptions& options, std::vector<Skipped>& skipped, Notes& notes,
+                           PhaseTimes& times) {
+    Progress progress;
+    const InputList inputs = expandInputs(options.inputs);
+    notes = burstsNotes(options, inputs.files);
+    try {
+        return pickBursts(inputs, options.rules(), Sizes::equal,
+                          options.reportFile.empty() ? 0 : sheetCapacity(1), progress, times,
+                          skipped);
+    } catch (const OtherSize& other) {
+        if (!options.facesFile.empty())
+            throw;
+        throw InputError(other.name(),
+                         fmt::format("{}; --group ranks each size by itself", other.what()));
+    }
+}
+
+std::string textOf(const PickOptions& options, std::span<const Burst> bursts, const Notes& notes,
                    std::span<const Skipped> skipped) {
     const bool groups = options.group;
     if (options.csv)
         return pickCsv(bursts, groups);
     if (!options.json)
-        return (groups ? groupTable(bursts) : pickTable(bursts.front())) +
+        return (groups ? groupTable(bursts) : pickTable(bursts.front(), notes)) +
                (options.explain ? explainTables(bursts) : "");
     OrderedJson json = jsonHead("pick");
     json.update(groups ? groupJson(options.groupGap, bursts) : pickJson(bursts.front()));
+    json["notes"] = notes;
     json["skipped"] = skippedJson(skipped);
     return printJson(json);
 }
@@ -161,6 +192,8 @@ Output runPick(const PickOptions& options, PhaseTimes& times) {
     }
     if (options.inputs.empty())
         throw InputError("arguments", "INPUT is required");
+    if (options.reportFile == "-")
+        throw InputError("--report", "writes a file; standard output has the table");
     if (!options.reportFile.empty())
         checkOutputPath(options.reportFile, options.force);
     if (!options.copyTo.empty() || !options.linkTo.empty())
@@ -168,11 +201,12 @@ Output runPick(const PickOptions& options, PhaseTimes& times) {
     if (options.xmp)
         checkSidecars(options);
     Output output;
+    Notes notes;
     std::vector<Burst> bursts = options.group ? pickGroups(options, output.skipped, times)
-                                              : pickOne(options, output.skipped, times);
+                                              : pickOne(options, output.skipped, notes, times);
     if (bursts.empty())
         throw InputError(options.inputs.front(), "no frame could be read");
-    output.text = textOf(options, bursts, output.skipped);
+    output.text = textOf(options, bursts, notes, output.skipped);
     writeFiles(options, bursts, times);
     return output;
 }

@@ -14,6 +14,7 @@ constexpr int64_t largestCount = INT32_MAX;
 
 // What a line says besides its id.
 PickOptions parseLine(const JsonNode& line, PickOptions options) {
+    options.frames.skipOption = "\"skip_bad\": true";
     line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces"});
     for (const JsonNode& file : line.get("files").elements()) {
         options.inputs.push_back(file.string());

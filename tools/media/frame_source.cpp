@@ -25,6 +25,7 @@ public:
 
     ReadSummary run(InputList& inputs) {
         summary_.skipped = std::move(inputs.skipped);
+        isAmongOthers_ = inputs.isPart || inputs.files.size() > 1;
         if (inputs.files.size() == 1)
             readOnlyFile(inputs.files.front());
         else
@@ -35,8 +36,11 @@ public:
 private:
     // Ends the run, or notes what was left out of it.
     void reject(const Passage& passage, const BadPicture& bad) {
-        if (!selection_.skipBad)
+        if (!selection_.skipBad && !isAmongOthers_ && !summary_.isVideo)
             throw BadPicture(bad);
+        if (!selection_.skipBad)
+            throw BadPicture(
+                bad.name(), fmt::format("{}; {} leaves it out", bad.what(), selection_.skipOption));
         const std::string& name = passage.file->name;
         summary_.skipped.push_back(
             {summary_.isVideo ? fmt::format("{} frame {}", name, passage.number) : name,
@@ -187,6 +191,7 @@ private:
     const FrameVisitor& visit_;
     ReadSummary summary_;
     size_t begun_ = 0;
+    bool isAmongOthers_ = false;
 };
 
 [[noreturn]] void failChanged(const MeasuredFrame& measured) {

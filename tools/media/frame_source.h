@@ -16,6 +16,7 @@ struct FrameSelection {
     int64_t every = 1;
     int64_t max = 0; // 0: no limit
     bool skipBad = false;
+    std::string skipOption = {}; // how people ask for it
     PictureRequest request = {}; // what is needed of each picture
 };
 

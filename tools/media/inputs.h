@@ -15,6 +15,7 @@ struct InputFile {
 struct InputList {
     std::vector<InputFile> files;
     std::vector<Skipped> skipped;
+    bool isPart = false; // of a longer list
 };
 
 // Expands folders to the pictures in them, in natural order ("img2" before "img10"). In a folder

@@ -29,13 +29,16 @@ std::string placeText(const Measurement& measured, const MeasuredFrame& frame);
 
 // Why each frame stands where it does: a table of all terms of its total.
 std::string explainTable(const Burst& burst);
+// What is to be known about a whole run, a sentence each.
+using Notes = std::vector<std::string>;
 
 // The table of one burst, and of several.
-std::string pickTable(const Burst& burst);
+std::string pickTable(const Burst& burst, const Notes& notes);
 std::string groupTable(std::span<const Burst> bursts);
 
-// The sharpest frame first.
+// The sharpest frame of each size first.
 std::string blurTable(const Measurement& measured);
+Notes blurNotes(const Measurement& measured);
 
 // The shift of the second picture against the first.
 std::string shiftText(Shift shift, const ShiftFit& fit);
@@ -60,5 +63,5 @@ std::string printJson(const OrderedJson& json, int indent = 2);
 // the burst. `numbered` adds the number of the burst, from 1.
 std::string pickCsv(std::span<const Burst> bursts, bool numbered);
 
-// The sharpest frame first.
+// The sharpest frame of each size first.
 std::string blurCsv(const Measurement& measured);

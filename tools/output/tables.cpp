@@ -55,6 +55,13 @@ std::string notes(const Measurement& measured) {
     return text;
 }
 
+std::string noteLines(const Notes& notes) {
+    std::string text;
+    for (const std::string& line : notes)
+        text += fmt::format("Note: {}.\n", line);
+    return text;
+}
+
 std::string objectText(const MovingObject& object) {
     const __tag_rect& rect = object.rect;
     return object.found ? fmt::format("{} at {},{}",
@@ -208,12 +215,12 @@ const char* reasonText(GroupReason reason) {
     return "capture times";
 }
 
-std::string pickTable(const Burst& burst) {
+std::string pickTable(const Burst& burst, const Notes& more) {
     const Measurement& measured = burst.measured;
     const auto best = static_cast<size_t>(burst.ranking.best);
     const size_t boldRow = best + 1;
-    return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + movingSentence(burst) +
-           bestSentence(burst);
+    return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + noteLines(more) +
+           movingSentence(burst) + bestSentence(burst);
 }
 
 std::string groupTable(std::span<const Burst> bursts) {
@@ -237,19 +244,35 @@ std::string groupTable(std::span<const Burst> bursts) {
 }
 
 std::string blurTable(const Measurement& measured) {
-    std::vector<Row> rows = {{"blur score", measured.isVideo ? "frame" : "file"}};
-    if (measured.isVideo)
+    const bool video = measured.isVideo;
+    std::vector<Row> rows = {{"blur score", video ? "frame" : "file"}};
+    std::vector<char> left = {false, !video, false};
+    if (video)
         rows[0].push_back("time");
     for (const size_t i : measured.order) {
         const MeasuredFrame& frame = measured.frames[i];
         Row row = {std::to_string(frame.blur.score)};
-        if (measured.isVideo)
+        if (video)
             row.push_back(std::to_string(frame.number));
         row.push_back(placeText(measured, frame));
         rows.push_back(std::move(row));
     }
-    const char left[] = {false, !measured.isVideo, false};
-    return formatTable(rows, left, {}) + notes(measured);
+    if (measured.sizes > 1) {
+        left.insert(left.begin(), true);
+        rows[0].insert(rows[0].begin(), "size");
+        for (size_t i = 0; i < measured.order.size(); ++i) {
+            const MeasuredFrame& frame = measured.frames[measured.order[i]];
+            rows[i + 1].insert(rows[i + 1].begin(), sizeText(frame.width, frame.height));
+        }
+    }
+    return formatTable(rows, left, {}) + notes(measured) + noteLines(blurNotes(measured));
+}
+
+Notes blurNotes(const Measurement& measured) {
+    if (measured.sizes < 2)
+        return {};
+    return {fmt::format("{}, each sorted by itself, since scores of different sizes do not compare",
+                        counted(measured.sizes, "size"))};
 }
 
 std::string shiftText(Shift shift, const ShiftFit& fit) {
