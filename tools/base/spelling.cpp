@@ -1,5 +1,7 @@
 #include "base/spelling.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -31,7 +33,7 @@ size_t editDistance(std::string_view a, std::string_view b) {
 } // namespace
 
 std::string nearestName(std::string_view typed, std::span<const std::string> names) {
-    const std::string_view word = withoutDashes(typed);
+    const std::string word = lowercase(withoutDashes(typed));
     size_t least = std::max<size_t>(1, word.size() / 3) + 1;
     std::string nearest;
     for (const std::string& name : names)

@@ -29,6 +29,7 @@ std::string placeText(const Measurement& measured, const MeasuredFrame& frame);
 
 // Why each frame stands where it does: a table of all terms of its total.
 std::string explainTable(const Burst& burst);
+
 // What is to be known about a whole run, a sentence each.
 using Notes = std::vector<std::string>;
 
