@@ -9,10 +9,6 @@
 #include <iostream>
 #include <new>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 extern "C" {
 #include <libavutil/log.h>
 }
@@ -53,21 +49,11 @@ int runTool(int argc, char** argv) {
     return output.status;
 }
 
-// Pixels and files of many megabytes come and go; what was freed is kept for the next ones instead
-// of being given back and zeroed by the kernel for each.
-void keepFreedMemory() {
-#ifdef __GLIBC__
-    mallopt(M_MMAP_THRESHOLD, 32 << 20); // the most that it takes
-    mallopt(M_TRIM_THRESHOLD, 1 << 30);
-#endif
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     av_log_set_level(AV_LOG_QUIET);
     std::cerr.rdbuf(nullptr); // exempi's own log
-    keepFreedMemory();
     try {
         return runTool(argc, argv);
     } catch (const InputError& error) {
