@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Writes what kelvane-bench measured into docs/performance.md, its chart and the README.
+"""Writes what kelvane-bench measured into docs/performance.md, its chart and the README, or what
+whole_runs.py measured into docs/performance.md.
 
 usage: report.py MEASURED.json
+       report.py --whole-runs MEASURED.json
 
 Only the text between the markers is replaced; what is written around them stays."""
 import html
@@ -165,7 +167,55 @@ def chart(rows):
     return "\n".join(parts) + "\n</svg>\n"
 
 
+PROGRAMS = {"djpeg": "`djpeg -grayscale` of each file", "blur": "`kelvane blur`",
+            "report": "`kelvane pick --report`",
+            "opencv16": "OpenCV, variance of a 16-bit Laplacian",
+            "opencv64": "OpenCV, variance of a 64-bit Laplacian"}
+
+
+def goal(name, value, limit, is_least):
+    reached = value >= limit if is_least else value <= limit
+    return (f"- {name}: {figures(value)}; goal {'at least' if is_least else 'at most'} {limit}"
+            f"{'' if reached else ', missed'}.\n")
+
+
+def whole_runs(path):
+    with open(path, encoding="utf-8") as file:
+        measured = json.load(file)
+    runs = {(run["jobs"], run["program"]): run for run in measured["runs"]}
+    counts = sorted({jobs for jobs, _ in runs})
+    text = (f"{measured['pictures']} JPEG files of 12 megapixels and {measured['megabytes']:.1f} MB; "
+            f"least of {measured['rounds']} rounds in turns on {measured['processors']} processors, "
+            f"with a load of {measured['load']:.1f} by this and other work.\n\n"
+            "| Jobs | Program | Processor time, s | Of djpeg's | Wall clock, s | Of djpeg's | "
+            "Peak memory, MB |\n|---:|---|---:|---:|---:|---:|---:|\n")
+    for (jobs, program), run in runs.items():
+        floor = runs[jobs, "djpeg"]
+        times = " | ".join(f"{figures(run[clock])} | {run[clock] / floor[clock]:.2f}"
+                           for clock in ("processor", "wall"))
+        text += f"| {jobs} | {PROGRAMS[program]} | {times} | {run['memory']:.0f} |\n"
+    text += "\n"
+    for jobs in counts:
+        times = {program: run["processor"] for (j, program), run in runs.items() if j == jobs}
+        name = f"processor time, jobs: {jobs}"
+        text += goal(f"`blur` / `djpeg`, {name}", times["blur"] / times["djpeg"], 1.15, False)
+        if "opencv64" in times:
+            text += goal(f"OpenCV, 64-bit / `blur`, {name}", times["opencv64"] / times["blur"], 3, True)
+    most = counts[-1]
+    if most > 1:
+        for program in ("blur", "report"):
+            growth = runs[1, program]["wall"] / runs[most, program]["wall"] / most
+            text += goal(f"growth of {PROGRAMS[program]} for each processor, by the wall clock", growth,
+                         0.9, True)
+    text += "".join(f"- {PROGRAMS[program]} with `--jobs 16` takes {memory:.0f} MB at its peak.\n"
+                    for program, memory in measured["memory16"].items())
+    replace_between("docs/performance.md", "whole runs", text)
+    print(text + "written: docs/performance.md")
+
+
 def main():
+    if sys.argv[1] == "--whole-runs":
+        return whole_runs(sys.argv[2])
     with open(sys.argv[1], encoding="utf-8") as file:
         measured = json.load(file)
     context = measured["context"]
