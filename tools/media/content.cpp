@@ -1,5 +1,7 @@
 #include "media/content.h"
 
+#include "media/tiff_tags.h"
+
 #include <algorithm>
 #include <string_view>
 
@@ -23,10 +25,19 @@ Content contentOf(std::span<const uint8_t> start) {
     const std::string_view bytes(reinterpret_cast<const char*>(start.data()), start.size());
     if (bytes.starts_with("\xFF\xD8\xFF"sv))
         return Content::jpeg;
-    if (startsWith(bytes, {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}))
+    if (startsWith(bytes,
+                   {"FUJIFILMCCD-RAW", "IIRO", "IIRS", "MMOR", "IIU\0"sv, "FOVb", "\0MRM"sv}))
+        return Content::raw;
+    if (startsWith(bytes, {"II*\0"sv, "MM\0*"sv})) {
+        const bool isCanons = bytes.size() >= 10 && bytes.substr(8, 2) == "CR";
+        return isCanons || holdsRawData(start) ? Content::raw : Content::tiff;
+    }
+    if (startsWith(bytes, {"II+\0"sv, "MM\0+"sv}))
         return Content::tiff;
     const std::string_view brand = brandOf(bytes);
-    if (startsWith(brand, {"avif", "avis"}))
+    if (brand == "crx ")
+        return Content::raw;
+    if (brand == "avif")
         return Content::avif;
     if (startsWith(brand, {"heic", "heix", "heim", "heis", "mif1"}))
         return Content::heif;

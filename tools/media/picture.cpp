@@ -2,7 +2,10 @@
 
 #include "base/error.h"
 #include "media/formats/ffmpeg_picture.h"
+#include "media/formats/heif.h"
 #include "media/formats/jpeg.h"
+#include "media/formats/raw.h"
+#include "media/formats/tiff.h"
 #include "media/video_reader.h"
 
 namespace {
@@ -18,11 +21,11 @@ struct Format {
 };
 
 constexpr Format formats[] = {
-#ifdef KELVANE_JPEG
-    {Content::jpeg, "JPEG", "libjpeg-turbo", decodeJpeg},
-#else
-    {Content::jpeg, "JPEG", "libjpeg-turbo", nullptr},
-#endif
+    {Content::jpeg, "JPEG", "libjpeg-turbo", KELVANE_JPEG ? decodeJpeg : nullptr},
+    {Content::heif, "HEIC", "libheif", KELVANE_HEIF ? decodeHeif : nullptr},
+    {Content::avif, "AVIF", "libheif", KELVANE_HEIF ? decodeHeif : nullptr},
+    {Content::tiff, "TIFF", "libtiff", KELVANE_TIFF ? decodeTiff : nullptr},
+    {Content::raw, "camera raw", "LibRaw", KELVANE_RAW ? decodeRaw : nullptr},
 };
 
 StoredPicture decodeContent(Content content, std::span<const uint8_t> bytes,
@@ -51,7 +54,9 @@ PictureFile::PictureFile(std::string path)
 
 Picture PictureFile::decode(const PictureRequest& request) {
     try {
-        StoredPicture stored = decodeContent(content_, bytes_.whole(), request);
+        const std::span<const uint8_t> bytes = bytes_.whole();
+        content_ = contentOf(bytes);
+        StoredPicture stored = decodeContent(content_, bytes, request);
         FramePointer upright = turnedUpright(std::move(stored.pixels), stored.orientation);
         if (!upright)
             throw DecodeError("its pixel format cannot be converted");

@@ -99,7 +99,7 @@ std::string encodeByFfmpeg(const PixelsView& pixels, const Encoder& encoder, int
 void checkEncoder(FileFormat format) {
     if (format != FileFormat::jpeg)
         findCodec(encoderOf(format));
-#ifndef KELVANE_JPEG
+#if !KELVANE_JPEG
     else
         throw EncodeError("JPEG: this build has no libjpeg-turbo");
 #endif
@@ -107,7 +107,7 @@ void checkEncoder(FileFormat format) {
 
 std::string encodePicture(const PixelsView& pixels, FileFormat format, int quality) {
     checkEncoder(format);
-#ifdef KELVANE_JPEG
+#if KELVANE_JPEG
     if (format == FileFormat::jpeg)
         return encodeJpeg(pixels, quality);
 #endif

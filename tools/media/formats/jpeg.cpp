@@ -255,3 +255,8 @@ StoredPicture decodeJpeg(std::span<const uint8_t> bytes, const PictureRequest& r
     picture.pixels->color_range = AVCOL_RANGE_JPEG;
     return picture;
 }
+
+PictureSize jpegSize(std::span<const uint8_t> bytes) {
+    JpegDecoder decoder(bytes);
+    return {decoder.info().image_width, decoder.info().image_height};
+}
