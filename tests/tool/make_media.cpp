@@ -3,17 +3,14 @@
 //   media ivf CODEC FILE... >FILE             a video of encoded pictures
 //   media metadata FILE...                    what each file says of how it was taken
 //   media pnm FILE >FILE                      the pixels of a picture that needs no conversion
-#include "media.h"
 #include "media/metadata.h"
+#include "tiff_writer.h"
 
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <map>
 
 namespace {
-
-using Keys = std::map<std::string, std::string>;
 
 std::vector<int> numbers(const Keys& keys, const char* key, const char* usual) {
     const auto found = keys.find(key);
@@ -72,9 +69,16 @@ std::string toTenBits(const Drawing& picture) {
     return file;
 }
 
-std::string save(const Drawing& picture, const std::string& format) {
+std::string save(const Drawing& picture, const Keys& keys) {
+    const std::string& format = keys.at("as");
     if (format == "pnm")
         return toPnm(picture);
+#ifdef KELVANE_TIFF
+    if (format == "libtiff")
+        return toTiff(picture, keys);
+    if (format == "dng")
+        return toDng(picture, keys);
+#endif
     if (format == "y4m10")
         return toTenBits(picture);
     struct Encoding {
@@ -141,7 +145,7 @@ int main(int argc, char** argv) {
             keys[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
         int width = 0, height = 0;
         std::sscanf(argv[1], "%dx%d", &width, &height);
-        std::cout << save(draw(keys, width, height), keys["as"]);
+        std::cout << save(draw(keys, width, height), keys);
     }
     return std::cout.flush() ? 0 : 1;
 }
