@@ -48,6 +48,15 @@ struct OpenBurst {
     LumaStore lumas;
 };
 
+// Scores of a preview and of raw data do not compare.
+void checkRendering(const MeasuredFrame& frame, const MeasuredFrame& first) {
+    if (frame.rendering.empty() || first.rendering.empty() || frame.rendering == first.rendering)
+        return;
+    throw InputError(frame.path, fmt::format("a raw file that is read as {}, but {} as {}; a burst "
+                                             "takes one way, so rank them apart",
+                                             frame.rendering, first.name, first.rendering));
+}
+
 class BurstReader {
 public:
     BurstReader(const RankingRules& rules, Sizes sizes, size_t sheetCapacity)
@@ -84,6 +93,7 @@ private:
     OpenBurst& burstOf(const MeasuredFrame& frame) {
         for (OpenBurst& open : bursts_) {
             const MeasuredFrame& first = open.burst.measured.frames.front();
+            checkRendering(frame, first);
             if (first.width == frame.width && first.height == frame.height)
                 return open;
             if (sizes_ == Sizes::equal)

@@ -2,6 +2,7 @@
 
 #include "base/error.h"
 #include "base/text.h"
+#include "media/picture_names.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -12,26 +13,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view pictureExtensions[] = {
-    ".jpg",  ".jpeg", ".jpe", ".jfif", ".png", ".webp", ".tif", ".tiff", ".heic",
-    ".heif", ".avif", ".bmp", ".pgm",  ".ppm", ".pnm",  ".jp2", ".j2k",  ".jxl"};
-
-constexpr std::string_view rawExtensions[] = {".dng", ".cr2", ".cr3", ".nef", ".nrw", ".arw",
-                                              ".raf", ".orf", ".rw2", ".pef", ".srw"};
-
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool isRawName(const fs::path& path) {
-    const std::string extension = lowercase(path.extension().string());
-    return std::ranges::find(rawExtensions, extension) != std::end(rawExtensions);
-}
-
-bool isPictureName(const fs::path& path) {
-    const std::string extension = lowercase(path.extension().string());
-    return std::find(std::begin(pictureExtensions), std::end(pictureExtensions), extension) !=
-               std::end(pictureExtensions) ||
-           isRawName(path);
-}
+bool isRawName(const fs::path& path) { return formatOfName(path) == "camera raw"; }
 
 // The digits at `position` without leading zeros; `position` moves past them.
 std::string_view takeNumber(std::string_view text, size_t& position) {
@@ -100,7 +84,7 @@ void addFolder(InputList& list, const std::string& folder, bool bareNames) {
             list.skipped.push_back({name, "a folder"});
         else if (file.front() == '.')
             list.skipped.push_back({name, "a hidden file"});
-        else if (!isPictureName(entry.path()))
+        else if (formatOfName(entry.path()).empty())
             list.skipped.push_back({name, "not a picture"});
         else if (const char* const kind = specialKind(type))
             list.skipped.push_back({name, kind});

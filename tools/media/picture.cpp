@@ -6,7 +6,10 @@
 #include "media/formats/jpeg.h"
 #include "media/formats/raw.h"
 #include "media/formats/tiff.h"
+#include "media/picture_names.h"
 #include "media/video_reader.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -28,16 +31,30 @@ constexpr Format formats[] = {
     {Content::raw, "camera raw", "LibRaw", KELVANE_RAW ? decodeRaw : nullptr},
 };
 
+// Null for what FFmpeg reads.
+const Format* formatOf(Content content) {
+    const auto* const found = std::ranges::find(formats, content, &Format::content);
+    return found == std::end(formats) ? nullptr : found;
+}
+
+// Which of its formats a file has, FFmpeg does not say.
+std::string mismatch(const std::string& path, Content content) {
+    const Format* const format = formatOf(content);
+    if (format != nullptr)
+        return nameMismatch(path, format->name);
+    const bool isNamedOther = std::ranges::none_of(
+        formats, [named = formatOfName(path)](const Format& f) { return f.name == named; });
+    return isNamedOther ? "" : nameMismatch(path, "");
+}
+
 StoredPicture decodeContent(Content content, std::span<const uint8_t> bytes,
                             const PictureRequest& request) {
-    for (const Format& format : formats) {
-        if (format.content != content)
-            continue;
-        if (format.decode == nullptr)
-            throw DecodeError(fmt::format("{}: this build has no {}", format.name, format.library));
-        return format.decode(bytes, request);
-    }
-    return decodeByFfmpeg(bytes);
+    const Format* const format = formatOf(content);
+    if (format == nullptr)
+        return decodeByFfmpeg(bytes);
+    if (format->decode == nullptr)
+        throw DecodeError(fmt::format("{}: this build has no {}", format->name, format->library));
+    return format->decode(bytes, request);
 }
 
 bool isPictureContent(Content content, std::span<const uint8_t> start, const std::string& path) {
@@ -62,7 +79,7 @@ Picture PictureFile::decode(const PictureRequest& request) {
             throw DecodeError("its pixel format cannot be converted");
         return {std::move(upright), std::move(stored.form)};
     } catch (const DecodeError& error) {
-        throw BadPicture(path_, error.what());
+        throw BadPicture(path_, error.what() + mismatch(path_, content_));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "base/error.h"
 #include "base/jobs.h"
 #include "media/ffmpeg_error.h"
+#include "media/picture_names.h"
 
 extern "C" {
 #include <libavutil/display.h>
@@ -103,7 +104,7 @@ void VideoReader::openFormat() {
     format->pb = file;
     format->io_open = refuseToOpen;
     if (avformat_open_input(&format, "", formatByName(path_), nullptr) < 0)
-        fail("neither a picture nor a video");
+        fail("neither a picture nor a video" + nameMismatch(path_, ""));
     format_.reset(format);
 }
 

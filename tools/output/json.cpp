@@ -25,6 +25,7 @@ Json frameJson(const Measurement& measured, size_t index) {
             {"companions", namesOf(frame.companions)},
             {"orientation", frame.orientation},
             {"pixel_format", frame.pixelFormat},
+            {"rendering", frame.rendering.empty() ? Json() : Json(frame.rendering)},
             {"format", fmt::format("{:#x}", frame.blur.format)},
             {"converted", frame.converted},
             {"cropped", frame.cropped},

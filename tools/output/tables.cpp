@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <set>
 #include <unistd.h>
 
 namespace {
@@ -15,43 +17,50 @@ std::string timeText(const MeasuredFrame& frame) {
     return frame.seconds ? fmt::format("{:.3f} s", *frame.seconds) : "-";
 }
 
-// One line about `count` frames that share something, naming the first of them.
-std::string note(const Measurement& measured, size_t count, const MeasuredFrame& first,
-                 const std::string& text) {
-    std::string which = frameName(measured, first);
+// One line about the frames that share something, naming the first of them. `text` makes it of the
+// first; it is empty without such frames.
+std::string noteOn(const Measurement& measured,
+                   const std::function<bool(const MeasuredFrame&)>& sharesIt,
+                   const std::function<std::string(const MeasuredFrame&)>& text) {
+    const auto first = std::ranges::find_if(measured.frames, sharesIt);
+    if (first == measured.frames.end())
+        return "";
+    const auto count = static_cast<size_t>(std::ranges::count_if(measured.frames, sharesIt));
+    std::string which = frameName(measured, *first);
     if (count == measured.frames.size() && count > 1)
         which = "all frames";
     else if (count > 1)
         which = fmt::format("{} from {}", counted(count, "frame"), which);
-    return fmt::format("Note: {}: {}.\n", which, text);
+    return fmt::format("Note: {}: {}.\n", which, text(*first));
 }
 
 std::string notes(const Measurement& measured) {
-    size_t converted = 0, cropped = 0, paired = 0;
-    const MeasuredFrame* firstPaired = nullptr;
-    const MeasuredFrame* firstConverted = nullptr;
-    const MeasuredFrame* firstCropped = nullptr;
-    for (const MeasuredFrame& frame : measured.frames) {
-        if (frame.converted && converted++ == 0)
-            firstConverted = &frame;
-        if (frame.cropped && cropped++ == 0)
-            firstCropped = &frame;
-        if (!frame.companions.empty() && paired++ == 0)
-            firstPaired = &frame;
-    }
     std::string text;
-    if (converted > 0)
-        text += note(measured, converted, *firstConverted,
-                     fmt::format("converted to 8-bit 4:2:0 before measuring ({})",
-                                 firstConverted->pixelFormat));
-    if (cropped > 0)
-        text += note(measured, cropped, *firstCropped,
-                     fmt::format("measured without the last column or row of an odd size ({})",
-                                 sizeText(firstCropped->width, firstCropped->height)));
-    if (paired > 0)
-        text += note(measured, paired, *firstPaired,
-                     fmt::format("together with another file of the same photograph ({})",
-                                 oneLine(firstPaired->companions.front().name)));
+    std::set<std::string> renderings;
+    for (const MeasuredFrame& frame : measured.frames)
+        renderings.insert(frame.rendering);
+    renderings.erase("");
+    for (const std::string& rendering : renderings)
+        text += noteOn(
+            measured, [&](const MeasuredFrame& frame) { return frame.rendering == rendering; },
+            [&](const MeasuredFrame&) { return fmt::format("raw, read as {}", rendering); });
+    text += noteOn(
+        measured, [](const MeasuredFrame& frame) { return frame.converted; },
+        [](const MeasuredFrame& first) {
+            return fmt::format("converted to 8-bit 4:2:0 before measuring ({})", first.pixelFormat);
+        });
+    text += noteOn(
+        measured, [](const MeasuredFrame& frame) { return frame.cropped; },
+        [](const MeasuredFrame& first) {
+            return fmt::format("measured without the last column or row of an odd size ({})",
+                               sizeText(first.width, first.height));
+        });
+    text += noteOn(
+        measured, [](const MeasuredFrame& frame) { return !frame.companions.empty(); },
+        [](const MeasuredFrame& first) {
+            return fmt::format("together with another file of the same photograph ({})",
+                               oneLine(first.companions.front().name));
+        });
     return text;
 }
 

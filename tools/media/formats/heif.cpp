@@ -30,8 +30,10 @@ void check(const heif_error& error) {
     if (error.code == heif_error_Memory_allocation_error &&
         error.subcode != heif_suberror_Security_limit_exceeded)
         throw std::bad_alloc();
-    if (error.code != heif_error_Ok)
-        throw DecodeError(error.message);
+    if (error.code == heif_error_Ok)
+        return;
+    const std::string reason = error.message;
+    throw DecodeError(reason.substr(0, reason.find_last_not_of(" \n") + 1));
 }
 
 // The primary picture of a file whose bytes outlive it.

@@ -34,7 +34,7 @@ public:
         TIFFOpenOptionsSetErrorHandlerExtR(options.get(), noteError, this);
         TIFFOpenOptionsSetWarningHandlerExtR(options.get(), noteWarning, this);
         // "m": what is decoded is copied, and never the file itself changed.
-        tiff_.reset(TIFFClientOpenExt("", "rm", this, read, write, seek, close, size, nullptr,
+        tiff_.reset(TIFFClientOpenExt("file", "rm", this, read, write, seek, close, size, nullptr,
                                       nullptr, options.get()));
         if (!tiff_)
             fail();
