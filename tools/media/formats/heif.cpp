@@ -1,6 +1,7 @@
 #include "media/formats/heif.h"
 
 #include "media/formats/heif_codecs.h"
+#include "media/formats/heif_orientation.h"
 
 #include <algorithm>
 #include <array>
@@ -156,7 +157,9 @@ StoredPicture decodeHeif(std::span<const uint8_t> bytes, const PictureRequest& r
     frame->colorspace = static_cast<AVColorSpace>(*coding.matrix);
     return {.pixels = std::move(frame),
             .orientation = Orientation::upright,
-            .form = {.orientation = 1, .pixelFormat = coding.pixelFormat, .rendering = {}}};
+            .form = {.orientation = heifOrientation(bytes),
+                     .pixelFormat = coding.pixelFormat,
+                     .rendering = {}}};
 }
 
 std::vector<uint8_t> heifExif(std::span<const uint8_t> bytes) {

@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <string_view>
 
 #include <tiffio.h>
 
@@ -64,25 +64,35 @@ private:
                           (complaint_.empty() ? std::string("it cannot be read") : complaint_));
     }
 
-    void note(const char* format, va_list values) {
-        if (!complaint_.empty())
-            return;
-        char text[256];
-        std::vsnprintf(text, sizeof text, format, values);
-        complaint_ = text;
-        std::replace(complaint_.begin(), complaint_.end(), '\n', ' ');
+    static std::string textOf(const char* format, va_list values) {
+        std::array<char, 256> text = {};
+        std::vsnprintf(text.data(), text.size(), format, values);
+        return text.data();
+    }
+
+    void note(const std::string& complaint) {
+        if (complaint_.empty())
+            complaint_ = complaint;
+    }
+
+    // Pixels that are warned of are missing. In a directory libtiff puts right what it warns of,
+    // but not a palette, and not what lies behind the end of the file.
+    bool meansLoss(const std::string& warning) const {
+        if (decoding_)
+            return !warning.starts_with("Deprecated"); // old JPEG
+        return warning.find("ColorMap") != std::string::npos ||
+               warning.find("IO error") != std::string::npos;
     }
 
     static int noteError(TIFF*, void* self, const char*, const char* format, va_list values) {
-        static_cast<TiffFile*>(self)->note(format, values);
+        static_cast<TiffFile*>(self)->note(textOf(format, values));
         return 1;
     }
 
-    // What a directory is warned of is put right, but pixels that are warned of are missing.
     static int noteWarning(TIFF*, void* self, const char*, const char* format, va_list values) {
         auto& file = *static_cast<TiffFile*>(self);
-        if (file.decoding_ && !std::string_view(format).starts_with("Deprecated"))
-            file.note(format, values);
+        if (const std::string text = textOf(format, values); file.meansLoss(text))
+            file.note(text);
         return 1;
     }
 
