@@ -1,6 +1,6 @@
 #include "media/content.h"
 
-#include "media/tiff_tags.h"
+#include "media/metadata/tiff_directory.h"
 
 #include <algorithm>
 #include <string_view>
@@ -16,6 +16,29 @@ bool startsWith(std::string_view bytes, std::initializer_list<std::string_view> 
 std::string_view brandOf(std::string_view bytes) {
     return bytes.size() >= 12 && bytes.substr(4, 4) == "ftyp" ? bytes.substr(8, 4)
                                                               : std::string_view();
+}
+
+// Whether a TIFF file is a camera's raw file: it says that it is a DNG, or that the samples of a
+// picture lie behind the colour filters of a sensor (TIFF/EP, ISO 12234-2).
+bool holdsRawData(std::span<const uint8_t> file) {
+    constexpr uint16_t photometricTag = 262, subDirectoriesTag = 330, dngVersionTag = 50706;
+    const auto isRaw = [](const TiffDirectory& directory) {
+        constexpr int64_t colourFilters = 32803, linearRaw = 34892;
+        const auto photometric = directory.number(photometricTag);
+        return photometric == colourFilters || photometric == linearRaw;
+    };
+    const TiffDirectory first = TiffDirectory::first(ByteRange::ofMemory(file));
+    if (first.number(dngVersionTag) || isRaw(first))
+        return true;
+    constexpr size_t mostDirectories = 16;
+    for (size_t i = 0; i < mostDirectories; ++i) {
+        const auto offset = first.number(subDirectoriesTag, i);
+        if (!offset)
+            break;
+        if (isRaw({first.base(), static_cast<uint64_t>(*offset), first.order()}))
+            return true;
+    }
+    return false;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "media/metadata.h"
 
+#include "media/metadata/boxes.h"
 #include "media/metadata/exif.h"
 #include "media/metadata/xmp_metadata.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Segments, chunks or boxes that are looked at; cameras write a few dozen.
+// Segments or chunks that are looked at; cameras write a few dozen.
 constexpr int mostParts = 1000;
 
 constexpr std::string_view xmpStart = "http://ns.adobe.com/xap/1.0/\0"sv;
@@ -87,27 +88,13 @@ void addWebp(const ByteRange& file, Metadata& metadata) {
     }
 }
 
-// What a box of a type holds, among the boxes of a range (ISO/IEC 14496-12, 4.2); `content` is how
-// it begins.
-ByteRange box(const ByteRange& boxes, std::string_view type, std::string_view content = "") {
-    uint64_t at = 0;
-    for (int i = 0; i < mostParts; ++i) {
-        const auto size = boxes.number(at, 4, ByteOrder::big);
-        if (!size || *size < 8) // larger than 32 bits tell: the pixels
-            return {};
-        const ByteRange held = boxes.part(at + 8, *size - 8);
-        if (boxes.startsWith(type, at + 4) && held.startsWith(content))
-            return held.part(content.size());
-        at += *size;
-    }
-    return {};
-}
-
 void addCr3(const ByteRange& file, Metadata& metadata) {
     constexpr std::string_view canon = "\x85\xC0\xB6\x87\x82\x0F\x11\xE0\x81\x11\xF4\xCE\x46\x2B"
                                        "\x6A\x48"sv;
-    const ByteRange parts = box(box(file, "moov"), "uuid", canon);
-    addCanonParts(box(parts, "CMT1"), box(parts, "CMT2"), box(parts, "CMT3"), metadata);
+    const ByteRange movie = contentOf(boxesIn(file), "moov");
+    const std::vector<Box> parts = boxesIn(contentOf(boxesIn(movie), "uuid", canon));
+    addCanonParts(contentOf(parts, "CMT1"), contentOf(parts, "CMT2"), contentOf(parts, "CMT3"),
+                  metadata);
 }
 
 // A header leads to a JPEG file with the Exif data.

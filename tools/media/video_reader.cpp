@@ -3,7 +3,6 @@
 #include "base/error.h"
 #include "base/jobs.h"
 #include "media/ffmpeg_error.h"
-#include "media/picture_names.h"
 
 extern "C" {
 #include <libavutil/display.h>
@@ -104,7 +103,7 @@ void VideoReader::openFormat() {
     format->pb = file;
     format->io_open = refuseToOpen;
     if (avformat_open_input(&format, "", formatByName(path_), nullptr) < 0)
-        fail("neither a picture nor a video" + nameMismatch(path_, ""));
+        fail("neither a picture nor a video");
     format_.reset(format);
 }
 

@@ -1,74 +1,39 @@
 #include "media/formats/heif_orientation.h"
 
-#include <algorithm>
+#include "media/metadata/boxes.h"
+
 #include <array>
-#include <string_view>
-#include <vector>
 
 namespace {
 
-// Takes numbers from the start of some bytes; those that are missing are 0.
-class Reader {
+// Takes numbers from the start of a range; those that are missing are 0.
+class Numbers {
 public:
-    explicit Reader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+    explicit Numbers(const ByteRange& range) : range_(range) {}
 
-    bool ended() const { return bytes_.empty(); }
+    bool ended() const { return at_ >= range_.size(); }
 
-    uint64_t number(size_t count) {
-        uint64_t value = 0;
-        for (const uint8_t byte : bytes(count))
-            value = value << 8 | byte;
+    uint64_t next(size_t bytes) {
+        const uint64_t value = range_.number(at_, bytes, ByteOrder::big).value_or(0);
+        at_ += bytes;
         return value;
     }
 
-    std::span<const uint8_t> bytes(size_t count) {
-        const auto taken = bytes_.first(std::min(count, bytes_.size()));
-        bytes_ = bytes_.subspan(taken.size());
-        return taken;
-    }
-
 private:
-    std::span<const uint8_t> bytes_;
+    const ByteRange& range_;
+    uint64_t at_ = 0;
 };
-
-struct Box {
-    std::string_view type;
-    std::span<const uint8_t> content;
-};
-
-std::vector<Box> boxesIn(std::span<const uint8_t> bytes) {
-    constexpr size_t mostBoxes = 20000; // as libheif takes them
-    std::vector<Box> boxes;
-    for (Reader reader(bytes); !reader.ended() && boxes.size() < mostBoxes;) {
-        uint64_t size = reader.number(4), header = 8;
-        const auto type = reader.bytes(4);
-        if (size == 1) {
-            size = reader.number(8);
-            header = 16;
-        }
-        const uint64_t rest = size == 0 ? bytes.size() : size < header ? 0 : size - header;
-        boxes.push_back(
-            {{reinterpret_cast<const char*>(type.data()), type.size()}, reader.bytes(rest)});
-    }
-    return boxes;
-}
-
-// Empty when there is none of this type.
-std::span<const uint8_t> contentOf(const std::vector<Box>& boxes, std::string_view type) {
-    const auto found = std::ranges::find(boxes, type, &Box::type);
-    return found == boxes.end() ? std::span<const uint8_t>() : found->content;
-}
 
 // The numbers of the properties that belong to an item, from 1, in the order in which they apply.
-std::vector<uint64_t> propertiesOf(uint64_t item, std::span<const uint8_t> associations) {
-    Reader reader(associations);
-    const uint64_t version = reader.number(1), flags = reader.number(3);
-    const size_t indexBytes = (flags & 1) != 0 ? 2 : 1;
-    for (uint64_t entries = reader.number(4); entries > 0 && !reader.ended(); --entries) {
-        const uint64_t owner = reader.number(version == 0 ? 2 : 4);
-        std::vector<uint64_t> properties(reader.number(1));
-        for (uint64_t& property : properties)
-            property = reader.number(indexBytes) & (indexBytes == 2 ? 0x7FFF : 0x7F);
+std::vector<uint64_t> propertiesOf(uint64_t item, const ByteRange& associations) {
+    Numbers numbers(associations);
+    const uint64_t version = numbers.next(1), flags = numbers.next(3);
+    const bool isWide = (flags & 1) != 0;
+    for (uint64_t entries = numbers.next(4); entries > 0 && !numbers.ended(); --entries) {
+        const uint64_t owner = numbers.next(version == 0 ? 2 : 4);
+        std::vector<uint64_t> properties(numbers.next(1));
+        for (uint64_t& property : properties) // the highest bit says whether readers must know it
+            property = isWide ? numbers.next(2) & 0x7FFF : numbers.next(1) & 0x7F;
         if (owner == item)
             return properties;
     }
@@ -80,9 +45,9 @@ struct Turning {
     bool exchanged = false, fromRight = false, fromBottom = false;
 
     void apply(const Box& property) {
-        const unsigned value = property.content.empty() ? 0 : property.content[0];
+        const uint64_t value = property.content.number(0, 1, ByteOrder::big).value_or(0);
         if (property.type == "irot")
-            for (unsigned quarters = value & 3; quarters > 0; --quarters) // anticlockwise
+            for (uint64_t quarters = value & 3; quarters > 0; --quarters) // anticlockwise
                 *this = {!exchanged, fromBottom, !fromRight};
         if (property.type == "imir")
             ((value & 1) != 0 ? fromRight : fromBottom) ^= true;
@@ -97,13 +62,14 @@ struct Turning {
 } // namespace
 
 int heifOrientation(std::span<const uint8_t> file) {
-    constexpr size_t versionBytes = 4;
-    Reader meta(contentOf(boxesIn(file), "meta"));
-    meta.bytes(versionBytes);
-    const std::vector<Box> boxes = boxesIn(meta.bytes(file.size()));
-    Reader primary(contentOf(boxes, "pitm"));
-    const uint64_t item =
-        primary.number(versionBytes) >> 24 == 0 ? primary.number(2) : primary.number(4);
+    constexpr uint64_t versionBytes = 4;
+    const ByteRange meta = contentOf(boxesIn(ByteRange::ofMemory(file)), "meta").part(versionBytes);
+    const std::vector<Box> boxes = boxesIn(meta);
+    const ByteRange primary = contentOf(boxes, "pitm");
+    Numbers numbers(primary);
+    const uint64_t version = numbers.next(1);
+    numbers.next(3);
+    const uint64_t item = numbers.next(version == 0 ? 2 : 4);
     const std::vector<Box> parts = boxesIn(contentOf(boxes, "iprp"));
     const std::vector<Box> properties = boxesIn(contentOf(parts, "ipco"));
     Turning turning;
