@@ -1,5 +1,7 @@
 #include "media/metadata.h"
 
+#include "media/content.h"
+#include "media/formats/heif.h"
 #include "media/metadata/boxes.h"
 #include "media/metadata/exif.h"
 #include "media/metadata/xmp_metadata.h"
@@ -105,6 +107,19 @@ void addRaf(const ByteRange& file, Metadata& metadata) {
         addJpeg(file.part(*offset, *size), metadata);
 }
 
+bool isHeif(const ByteRange& file) {
+    const std::string start = file.bytes(0, 12);
+    const Content content =
+        contentOf({reinterpret_cast<const uint8_t*>(start.data()), start.size()});
+    return content == Content::heif || content == Content::avif;
+}
+
+void addHeif(const ByteRange& file, Metadata& metadata) {
+    const HeifMetadata found = heifMetadata(file);
+    addExifPart(ByteRange::ofMemory(found.exif), metadata);
+    addXmp(ByteRange::ofMemory(found.xmp), metadata);
+}
+
 void addContent(const ByteRange& file, Metadata& metadata) {
     if (file.startsWith("\xFF\xD8"))
         addJpeg(file, metadata);
@@ -118,6 +133,8 @@ void addContent(const ByteRange& file, Metadata& metadata) {
         addRaf(file, metadata);
     else if (file.startsWith("ftypcrx ", 4))
         addCr3(file, metadata);
+    else if (KELVANE_HEIF && isHeif(file))
+        addHeif(file, metadata);
 }
 
 } // namespace

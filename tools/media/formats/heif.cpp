@@ -37,19 +37,59 @@ void check(const heif_error& error) {
     throw DecodeError(reason.substr(0, reason.find_last_not_of(" \n") + 1));
 }
 
+// Lets libheif read what it looks for.
+class RangeReader {
+public:
+    explicit RangeReader(const ByteRange& range) : range_(range) {}
+
+    static const heif_reader& functions() {
+        static const heif_reader reader = {
+            .reader_api_version = 1,
+            .get_position = [](void* self) { return static_cast<RangeReader*>(self)->position_; },
+            .read = [](void* to, size_t size,
+                       void* self) { return static_cast<RangeReader*>(self)->read(to, size); },
+            .seek =
+                [](int64_t position, void* self) {
+                    static_cast<RangeReader*>(self)->position_ = position;
+                    return 0;
+                },
+            .wait_for_file_size =
+                [](int64_t size, void* self) {
+                    const auto& range = static_cast<RangeReader*>(self)->range_;
+                    return size >= 0 && static_cast<uint64_t>(size) <= range.size()
+                               ? heif_reader_grow_status_size_reached
+                               : heif_reader_grow_status_size_beyond_eof;
+                }};
+        return reader;
+    }
+
+private:
+    // Returns 0 for success.
+    int read(void* to, size_t size) {
+        const std::string bytes = range_.bytes(static_cast<uint64_t>(position_), size);
+        if (bytes.size() != size)
+            return 1;
+        std::memcpy(to, bytes.data(), size);
+        position_ += static_cast<int64_t>(size);
+        return 0;
+    }
+
+    const ByteRange& range_;
+    int64_t position_ = 0;
+};
+
 // The primary picture of a file whose bytes outlive it.
 class PrimaryPicture {
 public:
-    explicit PrimaryPicture(std::span<const uint8_t> bytes) : context_(heif_context_alloc()) {
-        if (!context_)
-            throw std::bad_alloc();
-        // Whoever decodes several pictures does so on all cores already.
-        heif_context_set_max_decoding_threads(context_.get(), 0);
+    explicit PrimaryPicture(std::span<const uint8_t> bytes) {
         check(heif_context_read_from_memory_without_copy(context_.get(), bytes.data(), bytes.size(),
                                                          nullptr));
-        heif_image_handle* handle = nullptr;
-        check(heif_context_get_primary_image_handle(context_.get(), &handle));
-        handle_.reset(handle);
+        findPicture();
+    }
+    explicit PrimaryPicture(RangeReader& reader) {
+        check(heif_context_read_from_reader(context_.get(), &RangeReader::functions(), &reader,
+                                            nullptr));
+        findPicture();
     }
 
     int width() const { return heif_image_handle_get_width(handle_.get()); }
@@ -90,7 +130,22 @@ public:
     }
 
 private:
-    std::unique_ptr<heif_context, ContextDeleter> context_;
+    static heif_context* newContext() {
+        heif_context* const context = heif_context_alloc();
+        if (context == nullptr)
+            throw std::bad_alloc();
+        // Whoever decodes several pictures does so on all cores already.
+        heif_context_set_max_decoding_threads(context, 0);
+        return context;
+    }
+
+    void findPicture() {
+        heif_image_handle* handle = nullptr;
+        check(heif_context_get_primary_image_handle(context_.get(), &handle));
+        handle_.reset(handle);
+    }
+
+    std::unique_ptr<heif_context, ContextDeleter> context_{newContext()};
     std::unique_ptr<heif_image_handle, HandleDeleter> handle_;
 };
 
@@ -128,14 +183,17 @@ FramePointer copyPlanes(const heif_image* image, const HeifCoding& coding) {
     return frame;
 }
 
-// Empty for a file that cannot be read: whoever decodes its picture says why.
-std::vector<uint8_t> metadataOf(std::span<const uint8_t> bytes, const char* type,
-                                std::string_view contentType) {
-    try {
-        return PrimaryPicture(bytes).metadata(type, contentType);
-    } catch (const DecodeError&) {
+// Four bytes tell how many more lie before the TIFF header: "Exif\0\0", as a rule.
+std::vector<uint8_t> exifOf(const std::vector<uint8_t>& block) {
+    constexpr size_t offsetBytes = 4;
+    size_t start = 0;
+    for (size_t i = 0; i < offsetBytes && i < block.size(); ++i)
+        start = start << 8 | block[i];
+    if (block.size() < offsetBytes || start >= block.size() - offsetBytes)
         return {};
-    }
+    std::vector<uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
+    exif.insert(exif.end(), block.begin() + static_cast<int64_t>(offsetBytes + start), block.end());
+    return exif;
 }
 
 } // namespace
@@ -162,20 +220,13 @@ StoredPicture decodeHeif(std::span<const uint8_t> bytes, const PictureRequest& r
                      .rendering = {}}};
 }
 
-std::vector<uint8_t> heifExif(std::span<const uint8_t> bytes) {
-    // Four bytes tell how many more lie before the TIFF header: "Exif\0\0", as a rule.
-    constexpr size_t offsetBytes = 4;
-    const std::vector<uint8_t> block = metadataOf(bytes, "Exif", "");
-    size_t start = 0;
-    for (size_t i = 0; i < offsetBytes && i < block.size(); ++i)
-        start = start << 8 | block[i];
-    if (block.size() < offsetBytes || start >= block.size() - offsetBytes)
-        return {};
-    std::vector<uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
-    exif.insert(exif.end(), block.begin() + static_cast<int64_t>(offsetBytes + start), block.end());
-    return exif;
-}
-
-std::vector<uint8_t> heifXmp(std::span<const uint8_t> bytes) {
-    return metadataOf(bytes, "mime", "application/rdf+xml");
+HeifMetadata heifMetadata(const ByteRange& file) {
+    RangeReader reader(file);
+    try {
+        const PrimaryPicture picture(reader);
+        return {exifOf(picture.metadata("Exif", "")),
+                picture.metadata("mime", "application/rdf+xml")};
+    } catch (const DecodeError&) {
+        return {}; // whoever decodes the picture says why
+    }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/metadata/byte_range.h"
 #include "media/picture_decoder.h"
 
 #include <vector>
@@ -9,7 +10,10 @@
 // says; the orientation in its Exif data says the same once more and does not count.
 StoredPicture decodeHeif(std::span<const uint8_t> bytes, const PictureRequest& request);
 
-// The Exif data of the primary picture, from "Exif\0\0" on, and its XMP packet. Empty where there
-// are none, or the file cannot be read.
-std::vector<uint8_t> heifExif(std::span<const uint8_t> bytes);
-std::vector<uint8_t> heifXmp(std::span<const uint8_t> bytes);
+// What a HEIF file says about its primary picture, of which nothing else is read. Empty where there
+// is nothing, or the file cannot be read.
+struct HeifMetadata {
+    std::vector<uint8_t> exif; // from "Exif\0\0" on
+    std::vector<uint8_t> xmp;
+};
+HeifMetadata heifMetadata(const ByteRange& file);
