@@ -228,7 +228,8 @@ public:
 
     void read() {
         const bool tiled = TIFFIsTiled(tiff_) != 0;
-        const auto width = tiled ? file_.field<uint32_t>(TIFFTAG_TILEWIDTH) : layout_.width;
+        const auto width =
+            tiled ? file_.field<uint32_t>(TIFFTAG_TILEWIDTH) : static_cast<uint32_t>(layout_.width);
         const auto height = tiled ? file_.field<uint32_t>(TIFFTAG_TILELENGTH)
                                   : std::min(file_.field<uint32_t>(TIFFTAG_ROWSPERSTRIP),
                                              static_cast<uint32_t>(layout_.height));
