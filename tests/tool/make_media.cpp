@@ -6,9 +6,11 @@
 #include "media/metadata.h"
 #include "tiff_writer.h"
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <numbers>
 
 namespace {
 
@@ -33,8 +35,30 @@ Drawing scene(const Keys& keys, int width, int height) {
                    numbers(keys, "blur", "1")[0]);
 }
 
+// The scene turned clockwise around the picture's centre.
+Drawing turned(const Keys& keys, int width, int height, double degrees) {
+    const int margin = width + height;
+    auto wide = keys;
+    const auto at = numbers(keys, "at", "0,0");
+    wide["at"] = join(at[0] - margin, ",", at[1] - margin);
+    Drawing around = scene(wide, width + 2 * margin, height + 2 * margin);
+    Drawing picture = {width, height};
+    const double angle = degrees * std::numbers::pi / 180;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const double u = x - width / 2.0, v = y - height / 2.0;
+            const double sourceX = width / 2.0 + u * std::cos(angle) + v * std::sin(angle);
+            const double sourceY = height / 2.0 - u * std::sin(angle) + v * std::cos(angle);
+            picture.at(x, y) = around.at(margin + static_cast<int>(std::lround(sourceX)),
+                                         margin + static_cast<int>(std::lround(sourceY)));
+        }
+    return picture;
+}
+
 Drawing draw(const Keys& keys, int width, int height) {
-    Drawing picture = scene(keys, width, height);
+    Drawing picture = keys.contains("turn")
+                          ? turned(keys, width, height, std::stod(keys.at("turn")))
+                          : scene(keys, width, height);
     if (keys.contains("grey"))
         std::ranges::fill(picture.pixels, static_cast<uint8_t>(numbers(keys, "grey", "")[0]));
     if (keys.contains("square")) { // left, top, side and blur of something brighter

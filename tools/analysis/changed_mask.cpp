@@ -6,12 +6,12 @@
 #include <algorithm>
 
 ChangedMask findChangedMask(Aligner& aligner, LumaImage& first, LumaImage& second) {
-    const Shift shift = aligner.find(first, second);
+    const Alignment alignment = aligner.find(first, second);
     DifferenceMask difference = {first.width, first.height};
     checkResult(difference.compare({first.pixels.data(), first.width},
-                                   {second.pixels.data(), second.width}, shift),
+                                   {second.pixels.data(), second.width}, alignment.shift),
                 "the comparison of two frames");
-    ChangedMask mask = {first.width, first.height, {}, shift};
+    ChangedMask mask = {first.width, first.height, {}, alignment};
     mask.pixels.resize(first.pixels.size());
     for (int32_t y = 0; y < mask.height; ++y)
         std::transform(difference.pixels.data() + y * difference.pitch,
@@ -23,7 +23,7 @@ ChangedMask findChangedMask(Aligner& aligner, LumaImage& first, LumaImage& secon
 }
 
 ChangedMask moved(const ChangedMask& mask, Shift by) {
-    ChangedMask result = {mask.width, mask.height, {}, mask.shift};
+    ChangedMask result = {mask.width, mask.height, {}, mask.alignment};
     result.pixels.resize(mask.pixels.size());
     const int64_t left = std::clamp<int64_t>(by.dx, 0, mask.width);
     const int64_t right = std::clamp<int64_t>(mask.width + by.dx, left, mask.width);

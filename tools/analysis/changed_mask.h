@@ -10,7 +10,7 @@ struct ChangedMask {
     int32_t width;
     int32_t height;
     std::vector<unsigned char> pixels; // 255 where changed, else 0; rows of `width` bytes
-    Shift shift;                       // of the second frame against the first
+    Alignment alignment;               // of the second frame against the first
 
     bool at(int32_t x, int32_t y) const { return pixels[index(x, y)] != 0; }
     size_t index(int32_t x, int32_t y) const {

@@ -49,10 +49,10 @@ private:
     // Frames that do not show the same scene shifted are left out: everything would seem to move.
     void compare(size_t first, size_t second, bool forFirst, bool forSecond) {
         const ChangedMask mask = findChangedMask(aligner_, frames_[first], frames_[second]);
-        if (!measureFit(frames_[first], frames_[second], mask.shift).fits)
+        if (!mask.alignment.fits)
             return;
         if (forFirst)
-            evidence_[first].add(moved(mask, mask.shift));
+            evidence_[first].add(moved(mask, mask.alignment.shift));
         if (forSecond)
             evidence_[second].add(mask);
     }

@@ -22,8 +22,8 @@ __tag_rect shiftedBy(const __tag_rect& rect, const Shift& shift) {
 
 // Frames of another scene are compared at the same place.
 Shift findShift(LumaImage& first, LumaImage& second) {
-    const Shift shift = Aligner().find(first, second);
-    return measureFit(first, second, shift).fits ? shift : Shift{0, 0};
+    const Alignment alignment = Aligner().find(first, second);
+    return alignment.fits ? alignment.shift : Shift{0, 0};
 }
 
 struct Place {

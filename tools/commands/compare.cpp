@@ -34,15 +34,19 @@ OrderedJson pairJson(const char* command, const PairOptions& options, const Luma
     return json;
 }
 
+BitAgreement bitAgreement(LumaPair& frames, const Alignment& alignment) {
+    return {bitAgreement(frames.first, frames.second, alignment.shift),
+            bitAgreement(frames.first, frames.second, {0, 0})};
+}
+
 Output runAlign(const PairOptions& options, PhaseTimes& times) {
     LumaPair frames = readLumaPair(options.first, options.second, times);
     const PhaseTimer timer(times.library);
-    const Shift shift = Aligner().find(frames.first, frames.second);
-    const ShiftFit fit = measureFit(frames.first, frames.second, shift);
+    const Alignment alignment = Aligner().find(frames.first, frames.second);
     if (!options.json)
-        return {shiftText(shift, fit)};
+        return {alignmentText(alignment)};
     OrderedJson json = pairJson("align", options, frames);
-    json.update(shiftJson(shift, fit));
+    json.update(alignmentJson(alignment, bitAgreement(frames, alignment)));
     return {printJson(json)};
 }
 
@@ -50,33 +54,28 @@ struct ChangesOptions : PairOptions {
     PictureOutput overlay; // without a path when none is asked for
 };
 
-_tag_ROI_INFO findChanges(const ChangesOptions& options, LumaPair& frames) {
-    void* roi = nullptr;
-    checkResult(
-        roiInit(nullptr, frames.first.width, frames.first.height, KELVANE_FORMAT_YUV420, &roi),
-        "roiInit");
-    __tag_KIRO_OFFSCREEN first = frames.first.view(), second = frames.second.view();
-    _tag_DRAV_ALIGNMENT alignment = {};
-    _tag_ROI_INFO info = {};
-    const long code = roiCalculate(roi, &first, &second, &alignment, &info);
-    roiUninit(&roi);
-    // Everything else that it refuses has been checked. A frame can be narrower than the search
-    // reaches.
-    if (code == ERR_INVALID_PARAM)
-        throw InputError(
-            options.second,
-            fmt::format("the shift against {} would be as large as the picture", options.first));
-    checkResult(code, "roiCalculate");
-    return info;
+struct Changes {
+    ChangedMask mask;
+    __tag_rect rect; // all zero for none
+    double ratio;    // of the picture
+};
+
+Changes findChanges(LumaPair& frames) {
+    Aligner aligner;
+    ChangedMask mask = findChangedMask(aligner, frames.first, frames.second);
+    const __tag_rect rect = boundingBox(mask);
+    const auto count = std::count(mask.pixels.begin(), mask.pixels.end(), 255);
+    const double ratio = static_cast<double>(count) / static_cast<double>(mask.pixels.size());
+    return {std::move(mask), rect, ratio};
 }
 
-std::string changesText(const _tag_ROI_INFO& info) {
-    const __tag_rect& rect = info.rect;
+std::string changesText(const Changes& changes) {
+    const __tag_rect& rect = changes.rect;
     if (rect.right == 0)
         return "Changed: nothing.\n";
     return fmt::format("Changed: {} pixels at {} of B; {:.2f} % of the picture differ.\n",
                        sizeText(rect.right - rect.left, rect.bottom - rect.top),
-                       pairText(rect.left, rect.top), 100.0 * info.changedRatio);
+                       pairText(rect.left, rect.top), 100.0 * changes.ratio);
 }
 
 constexpr unsigned char red[] = {0, 0, 255};
@@ -105,12 +104,10 @@ void drawBox(BgrPicture& picture, const __tag_rect& rect) {
 }
 
 // A with a red tint where B differs and a yellow box around it.
-BgrPicture drawOverlay(const std::string& path, LumaPair& frames, PhaseTimes& times) {
+BgrPicture drawOverlay(const std::string& path, const ChangedMask& mask, PhaseTimes& times) {
     const ColourPicture colour = ColourPicture::read(path, times);
     BgrPicture picture = colour.whole(times);
-    Aligner aligner;
-    const ChangedMask mask = findChangedMask(aligner, frames.first, frames.second);
-    ChangedMask inFirst = moved(mask, mask.shift);
+    ChangedMask inFirst = moved(mask, mask.alignment.shift);
     tint(picture, inFirst);
     drawBox(picture, boundingBox(inFirst));
     return picture;
@@ -127,25 +124,26 @@ Output runChanges(const ChangesOptions& options, PhaseTimes& times) {
         throw InputError(options.first,
                          fmt::format("{} pixels: finding changes needs 100 on the shorter side",
                                      sizeText(frames.first.width, frames.first.height)));
-    Output output;
+    Changes changes;
+    BitAgreement bits;
     {
         const PhaseTimer timer(times.library);
-        const _tag_ROI_INFO info = findChanges(options, frames);
-        const Shift shift = {info.dx, info.dy};
-        const ShiftFit fit = measureFit(frames.first, frames.second, shift);
-        if (options.json) {
-            OrderedJson json = pairJson("changes", options, frames);
-            json["rect"] = info.rect.right == 0 ? OrderedJson() : toJson(info.rect);
-            json["changed_ratio"] = info.changedRatio;
-            json.update(shiftJson(shift, fit));
-            output.text = printJson(json);
-        } else {
-            output.text = changesText(info) + shiftText(shift, fit);
-        }
+        changes = findChanges(frames);
+        bits = bitAgreement(frames, changes.mask.alignment);
+    }
+    Output output;
+    if (options.json) {
+        OrderedJson json = pairJson("changes", options, frames);
+        json["rect"] = changes.rect.right == 0 ? OrderedJson() : toJson(changes.rect);
+        json["changed_ratio"] = changes.ratio;
+        json.update(alignmentJson(changes.mask.alignment, bits));
+        output.text = printJson(json);
+    } else {
+        output.text = changesText(changes) + alignmentText(changes.mask.alignment);
     }
     if (!draws)
         return output;
-    const BgrPicture overlay = drawOverlay(options.first, frames, times);
+    const BgrPicture overlay = drawOverlay(options.first, changes.mask, times);
     return writePicture(options.overlay, overlay.view(), output.text);
 }
 

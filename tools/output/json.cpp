@@ -114,13 +114,17 @@ Json skippedJson(std::span<const Skipped> skipped) {
     return json;
 }
 
-Json shiftJson(Shift shift, const ShiftFit& fit) {
-    return {{"dx", shift.dx},
-            {"dy", shift.dy},
-            {"agreement", fit.agreement},
-            {"agreement_unshifted", fit.agreementUnshifted},
-            {"at_limit", fit.atLimit},
-            {"fits", fit.fits}};
+Json alignmentJson(const Alignment& alignment, const BitAgreement& bits) {
+    return {{"dx", alignment.shift.dx},
+            {"dy", alignment.shift.dy},
+            {"turn", alignment.turn},
+            {"scale", alignment.scale},
+            {"correlation", alignment.correlation},
+            {"correlation_unshifted", alignment.correlationUnshifted},
+            {"agreement", bits.shifted},
+            {"agreement_unshifted", bits.unshifted},
+            {"at_limit", alignment.atLimit},
+            {"fits", alignment.fits}};
 }
 
 // File names need not be UTF-8; JSON has to be.

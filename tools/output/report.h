@@ -42,7 +42,7 @@ std::string blurTable(const Measurement& measured);
 Notes blurNotes(const Measurement& measured);
 
 // The shift of the second picture against the first.
-std::string shiftText(Shift shift, const ShiftFit& fit);
+std::string alignmentText(const Alignment& alignment);
 
 // JSON (docs/json.md).
 using OrderedJson = nlohmann::ordered_json;
@@ -55,7 +55,7 @@ OrderedJson pickJson(const Burst& burst);
 OrderedJson groupJson(double gap, std::span<const Burst> bursts);
 OrderedJson blurJson(const Measurement& measured);
 OrderedJson skippedJson(std::span<const Skipped> skipped);
-OrderedJson shiftJson(Shift shift, const ShiftFit& fit);
+OrderedJson alignmentJson(const Alignment& alignment, const BitAgreement& bits);
 
 // Indented, or in one line with an indent of -1; a line feed ends it.
 std::string printJson(const OrderedJson& json, int indent = 2);

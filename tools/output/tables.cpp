@@ -161,12 +161,34 @@ std::string reasonsNote(std::span<const Burst> bursts) {
     return fmt::format("Note: {}.\n", reasons);
 }
 
-std::string shiftVerdict(const ShiftFit& fit) {
-    if (fit.atLimit)
+std::string turnText(const Alignment& alignment) {
+    if (alignment.cornerOffset < 1)
+        return "";
+    const std::string degrees = fmt::format("{:.2f}", std::abs(alignment.turn));
+    const std::string percent = fmt::format("{:.1f}", 100 * std::abs(alignment.scale - 1));
+    std::string what;
+    if (degrees != "0.00")
+        what = fmt::format("turned by {} degrees {}", degrees,
+                           alignment.turn < 0 ? "anticlockwise" : "clockwise");
+    if (percent != "0.0")
+        what += fmt::format("{}{} % {}", what.empty() ? "" : " and ", percent,
+                            alignment.scale < 1 ? "smaller" : "larger");
+    return fmt::format("Beside the shift B is {}, which moves its corners by {:.0f} pixels.\n",
+                       what, alignment.cornerOffset);
+}
+
+// Without a sign before what is shown as 0.
+std::string correlationText(double correlation) {
+    return fmt::format("{:.2f}", std::round(100 * correlation) / 100 + 0.0);
+}
+
+std::string shiftVerdict(const Alignment& alignment) {
+    if (alignment.atLimit)
         return "The search ended at its limit: the true shift may be larger, or there is none.\n";
-    return fit.fits ? "The shift fits.\n"
-                    : "The shift does not fit: something else than a shift (a turn, a large "
-                      "object, another scene) tells these pictures apart, or it is too large.\n";
+    return alignment.fits
+               ? "The shift fits.\n"
+               : "The shift does not fit: something else than a shift (a turn, a large object, "
+                 "another scene) tells these pictures apart, or it is too large.\n";
 }
 
 } // namespace
@@ -284,11 +306,13 @@ Notes blurNotes(const Measurement& measured) {
                         counted(measured.sizes, "size"))};
 }
 
-std::string shiftText(Shift shift, const ShiftFit& fit) {
-    const std::string pair = pairText(shift.dx, shift.dy);
+std::string alignmentText(const Alignment& alignment) {
+    const std::string pair = pairText(alignment.shift.dx, alignment.shift.dy);
     return fmt::format(
-        "Shift of B against A: {0}; pixel p of B shows what pixel p + {0} of A "
-        "shows.\nEqual bits: {1:.1f} % of the overlap; without the shift {2:.1f} %.\n"
-        "{3}",
-        pair, 100 * fit.agreement, 100 * fit.agreementUnshifted, shiftVerdict(fit));
+        "Shift of B against A: {0}; pixel p of B shows what pixel p + {0} of A shows.\n"
+        "Correlation of the edges: {1} where A and B overlap; without the shift {2}.\n"
+        "{3}{4}",
+        pair, correlationText(alignment.correlation),
+        correlationText(alignment.correlationUnshifted), turnText(alignment),
+        shiftVerdict(alignment));
 }
