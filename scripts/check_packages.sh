@@ -37,9 +37,13 @@ complete_line() { # words...: what bash offers for the last one
 same "completed commands" "$(echo $commands)" "$(complete_line kelvane '')"
 same "completed values" "dilate" "$(complete_line kelvane morph --op d)"
 for command in $commands; do
+    grep -q "^\.B $command\$" $page || fail "$page does not describe the command $command"
+    if [ "$command" = help ]; then # a command follows it
+        same "completed words of help" "$(echo $commands)" "$(complete_line kelvane help '')"
+        continue
+    fi
     options=$(kelvane "$command" --help | sed -n 's/^  \(-h,\)\?\(--[a-z-]*\).*/\2/p')
     same "completed options of $command" "$(echo $options)" "$(complete_line kelvane "$command" -)"
-    grep -q "^\.B $command\$" $page || fail "$page does not describe the command $command"
     for option in $options; do
         grep -qF -- "${option//-/\\-}" $page || fail "$page does not describe $command $option"
     done
