@@ -69,7 +69,8 @@ private:
         const std::string bytes = range_.bytes(static_cast<uint64_t>(position_), size);
         if (bytes.size() != size)
             return 1;
-        std::memcpy(to, bytes.data(), size);
+        // libheif also reads nothing to nowhere, which memcpy does not allow.
+        std::ranges::copy(bytes, static_cast<char*>(to));
         position_ += static_cast<int64_t>(size);
         return 0;
     }
