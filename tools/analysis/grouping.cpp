@@ -116,9 +116,17 @@ void sortWithoutTimes(Members& members) {
 } // namespace
 
 std::vector<BurstGroup> groupPictures(const std::vector<InputFile>& files, double gap) {
-    std::vector<GroupedPicture> pictures;
+    std::vector<Metadata> metadata;
     for (const InputFile& file : files)
-        pictures.push_back({&file, readMetadata(file.path), 0, "", GroupReason::captureTimes});
+        metadata.push_back(readMetadata(file.path));
+    return groupPictures(files, std::move(metadata), gap);
+}
+
+std::vector<BurstGroup> groupPictures(const std::vector<InputFile>& files,
+                                      std::vector<Metadata> metadata, double gap) {
+    std::vector<GroupedPicture> pictures;
+    for (size_t i = 0; i < files.size(); ++i)
+        pictures.push_back({&files[i], std::move(metadata[i]), 0, "", GroupReason::captureTimes});
     setInstants(pictures);
     setMarks(pictures);
     std::vector<const GroupedPicture*> order;

@@ -18,3 +18,7 @@ struct BurstGroup {
 // The rest are sorted by time and split where a sequence number starts anew, or where nothing was
 // taken for more than `gap` seconds and the numbers do not go on.
 std::vector<BurstGroup> groupPictures(const std::vector<InputFile>& files, double gap);
+
+// The same with the metadata of each picture, which are known already.
+std::vector<BurstGroup> groupPictures(const std::vector<InputFile>& files,
+                                      std::vector<Metadata> metadata, double gap);

@@ -5,8 +5,9 @@
 #include <cstdio>
 #include <unistd.h>
 
-Progress::Progress()
-    : terminal_(isatty(STDERR_FILENO) == 1), due_(Clock::now() + std::chrono::seconds(1)) {}
+Progress::Progress(const char* things)
+    : things_(things), terminal_(isatty(STDERR_FILENO) == 1),
+      due_(Clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
     if (shown_)
@@ -29,7 +30,7 @@ void Progress::advance() {
     if (!terminal_ || Clock::now() < due_)
         return;
     const std::string of = total_.value_or(0) > 0 ? fmt::format(" of {}", *total_) : "";
-    std::fputs(fmt::format("\r\x1b[K{}{}{} frames", burst_, done_, of).c_str(), stderr);
+    std::fputs(fmt::format("\r\x1b[K{}{}{} {}", burst_, done_, of, things_).c_str(), stderr);
     std::fflush(stderr);
     shown_ = true;
     due_ = Clock::now() + std::chrono::milliseconds(200);

@@ -35,11 +35,12 @@ private:
     Clock::time_point start_ = Clock::now();
 };
 
-// A line on stderr that counts frames, for people who watch a long run. It appears after a second,
-// when stderr is a terminal, and is erased at the end. Threads may share it.
+// A line on stderr that counts frames, or other `things`, for people who watch a long run. It
+// appears after a second, when stderr is a terminal, and is erased at the end. Threads may share
+// it.
 class Progress {
 public:
-    Progress();
+    explicit Progress(const char* things = "frames");
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -54,6 +55,7 @@ public:
 
 private:
     std::mutex mutex_;
+    const char* const things_;
     std::optional<int64_t> total_;
     std::string burst_;
     const bool terminal_;

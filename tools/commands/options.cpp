@@ -14,6 +14,14 @@ void addTiming(CLI::App& command, Invocation& invocation) {
     command.add_flag("--timing", invocation.timing, "Print to stderr where the time went");
 }
 
+void addJobs(CLI::App& command, Invocation& invocation) {
+    command
+        .add_option("--jobs", invocation.jobs,
+                    "Read on N threads (as many as there are processors)")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
+}
+
 CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation) {
     CLI::Option& inputs =
         *command.add_option("INPUT", options.inputs,
@@ -28,11 +36,7 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
     CLI::Option& json = *command.add_flag("--json", options.json, "Print JSON instead of a table");
     command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
         ->excludes(&json);
-    command
-        .add_option("--jobs", invocation.jobs,
-                    "Decode on N threads (as many as there are processors)")
-        ->check(CLI::Range(1, 1024))
-        ->type_name("N");
+    addJobs(command, invocation);
     options.frames.skipOption = "--skip-bad";
     command.add_flag("--skip-bad", options.frames.skipBad, "Leave out what cannot be decoded");
     addTiming(command, invocation);
@@ -117,8 +121,8 @@ bool parseArguments(int argc, char** argv, Invocation& invocation) {
     app.set_version_flag("--version", "kelvane " KELVANE_VERSION, "Print the version and exit");
     app.footer("Exit status: 0, or 1 when writing failed or memory ran out, or 2 for bad input.");
     app.require_subcommand(1);
-    for (const auto add :
-         {addPick, addBlur, addResize, addSmooth, addMorph, addAlign, addChanges, addVersion})
+    for (const auto add : {addPick, addList, addBlur, addResize, addSmooth, addMorph, addAlign,
+                           addChanges, addVersion})
         add(app, invocation);
     app.add_subcommand("help", "Print the options of a command: kelvane help pick");
     std::vector<std::string> words = wordsOf(argc, argv);

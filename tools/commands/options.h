@@ -10,6 +10,7 @@
 
 // The commands: each adds itself and its options.
 void addPick(CLI::App& app, Invocation& invocation);
+void addList(CLI::App& app, Invocation& invocation);
 void addBlur(CLI::App& app, Invocation& invocation);
 void addResize(CLI::App& app, Invocation& invocation);
 void addSmooth(CLI::App& app, Invocation& invocation);
@@ -40,6 +41,7 @@ NewCommand<Options> addCommand(CLI::App& app, Invocation& invocation, const char
 extern const CLI::Range positive;
 
 void addTiming(CLI::App& command, Invocation& invocation);
+void addJobs(CLI::App& command, Invocation& invocation);
 
 // Of commands that measure frames.
 struct FrameOptions {

@@ -13,9 +13,15 @@ namespace {
 constexpr int64_t largestCount = INT32_MAX;
 
 // What a line says besides its id.
-PickOptions parseLine(const JsonNode& line, PickOptions options) {
+struct LineBurst {
+    PickOptions options;
+    Sizes sizes;
+};
+
+LineBurst parseLine(const JsonNode& line, PickOptions options) {
     options.frames.skipOption = "\"skip_bad\": true";
-    line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces"});
+    line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces", "apart",
+                    "reason", "zone", "file_times", "bytes", "modified", "times"}); // of `list`
     for (const JsonNode& file : line.get("files").elements()) {
         options.inputs.push_back(file.string());
         if (options.inputs.back() == "-")
@@ -34,16 +40,25 @@ PickOptions parseLine(const JsonNode& line, PickOptions options) {
         options.frames.skipBad = line.get("skip_bad").boolean();
     if (line.has("faces"))
         options.facesFile = line.get("faces").string();
-    return options;
+    const bool apart = line.has("apart") && line.get("apart").boolean();
+    if (apart && !options.facesFile.empty())
+        line.get("faces").fail("cannot be told apart by size; leave out \"apart\"");
+    return {std::move(options), apart ? Sizes::apart : Sizes::equal};
 }
 
-OrderedJson pickLine(const PickOptions& options, Progress& progress, PhaseTimes& times) {
+OrderedJson pickLine(const LineBurst& burst, Progress& progress, PhaseTimes& times) {
     std::vector<Skipped> skipped;
+    const PickOptions& options = burst.options;
     const std::vector<Burst> bursts = pickBursts(expandInputs(options.inputs), options.rules(),
-                                                 Sizes::equal, 0, progress, times, skipped);
+                                                 burst.sizes, 0, progress, times, skipped);
     if (bursts.empty())
         throw InputError(options.inputs.front(), "no frame could be read");
-    OrderedJson json = pickJson(bursts.front());
+    OrderedJson json;
+    if (burst.sizes == Sizes::equal)
+        json = pickJson(bursts.front());
+    else
+        for (const Burst& part : bursts)
+            json["bursts"].push_back(pickJson(part));
     json["skipped"] = skippedJson(skipped);
     return json;
 }
@@ -74,8 +89,8 @@ struct Line {
     std::string text;
     std::string source;
     OrderedJson answer = {};
-    bool isAnswered = false;               // by an earlier run
-    std::optional<PickOptions> burst = {}; // that it describes
+    bool isAnswered = false;             // by an earlier run
+    std::optional<LineBurst> burst = {}; // that it describes
 };
 
 class LineRanker {
@@ -144,11 +159,11 @@ size_t pickLines(const PickOptions& options, PhaseTimes& times) {
     size_t number = 0, errors = 0;
     const auto work = [&](Line& line, PhaseTimes& used) {
         ranker.parse(line);
-        if (line.burst && !line.burst->moving)
+        if (line.burst && !line.burst->options.moving)
             ranker.rank(line, used);
     };
     const auto print = [&](Line& line) {
-        if (line.burst && line.burst->moving) // the luma of one burst at a time
+        if (line.burst && line.burst->options.moving) // the luma of one burst at a time
             ranker.rank(line, times);
         if (line.isAnswered)
             return;

@@ -1,52 +1,19 @@
 #include "media/inputs.h"
 
 #include "base/error.h"
+#include "base/natural_order.h"
 #include "base/text.h"
 #include "media/picture_names.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <string_view>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 bool isRawName(const fs::path& path) { return formatOfName(path) == "camera raw"; }
-
-// The digits at `position` without leading zeros; `position` moves past them.
-std::string_view takeNumber(std::string_view text, size_t& position) {
-    while (position < text.size() && text[position] == '0')
-        ++position;
-    const size_t start = position;
-    while (position < text.size() && isDigit(text[position]))
-        ++position;
-    return text.substr(start, position - start);
-}
-
-// Numbers by value, letters without case; names that differ in neither fall back to their bytes.
-bool naturalLess(std::string_view a, std::string_view b) {
-    size_t i = 0, j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (isDigit(a[i]) && isDigit(b[j])) {
-            const std::string_view first = takeNumber(a, i), second = takeNumber(b, j);
-            if (first.size() != second.size())
-                return first.size() < second.size();
-            if (first != second)
-                return first < second;
-        } else {
-            const char first = lowercase(a[i++]), second = lowercase(b[j++]);
-            if (first != second)
-                return static_cast<unsigned char>(first) < static_cast<unsigned char>(second);
-        }
-    }
-    if (i < a.size() || j < b.size())
-        return i == a.size();
-    return a < b;
-}
 
 // What a file is that cannot hold a picture and might be waited for; nothing for others.
 const char* specialKind(fs::file_type type) {
@@ -118,7 +85,8 @@ InputFile joined(const std::vector<InputFile>& files, const std::vector<size_t>&
     return photograph;
 }
 
-// The files of each photograph as one, in the place of the first.
+} // namespace
+
 std::vector<InputFile> joinCompanions(std::vector<InputFile> files) {
     std::map<std::string, std::vector<size_t>> places; // by folder and stem
     for (size_t i = 0; i < files.size(); ++i)
@@ -135,8 +103,6 @@ std::vector<InputFile> joinCompanions(std::vector<InputFile> files) {
     }
     return photographs;
 }
-
-} // namespace
 
 InputList expandInputs(const std::vector<std::string>& inputs) {
     InputList list;

@@ -24,3 +24,6 @@ struct InputList {
 // file and the pictures with its stem in its folder are one file, with the others as its
 // companions: the JPEG, or else the first other picture, or else the raw file.
 InputList expandInputs(const std::vector<std::string>& inputs);
+
+// The files of each photograph as one, in the place of the first, as expandInputs does.
+std::vector<InputFile> joinCompanions(std::vector<InputFile> files);
