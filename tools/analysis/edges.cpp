@@ -3,24 +3,30 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 
 namespace {
 
-// Writes the central differences of the inner pixels, and returns the mean of their lengths.
+// Writes the central differences of the inner pixels of a row, and their lengths.
+void differentiate(const unsigned char* here, int32_t width, int16_t* gradients, float* lengths) {
+    for (int32_t x = 1; x + 1 < width; ++x) {
+        const int dx = here[x + 1] - here[x - 1], dy = here[x + width] - here[x - width];
+        gradients[2 * x] = static_cast<int16_t>(dx);
+        gradients[2 * x + 1] = static_cast<int16_t>(dy);
+        lengths[x] = std::sqrt(static_cast<float>(dx * dx + dy * dy));
+    }
+}
+
+// The mean length of the gradients of the inner pixels, which are written.
 float differentiate(const LumaImage& picture, EdgeMap& edges) {
     const int32_t width = picture.width;
+    std::vector<float> lengths(static_cast<size_t>(width));
     double sum = 0;
     for (int32_t y = 1; y + 1 < picture.height; ++y) {
-        const unsigned char* const here = picture.pixels.data() + int64_t{y} * width;
-        int16_t* const out = edges.gradients.data() + int64_t{2} * width * y;
-        float lengths = 0;
-        for (int32_t x = 1; x + 1 < width; ++x) {
-            const int dx = here[x + 1] - here[x - 1], dy = here[x + width] - here[x - width];
-            out[2 * x] = static_cast<int16_t>(dx);
-            out[2 * x + 1] = static_cast<int16_t>(dy);
-            lengths += std::sqrt(static_cast<float>(dx * dx + dy * dy));
-        }
-        sum += static_cast<double>(lengths);
+        const int64_t row = int64_t{width} * y;
+        differentiate(picture.pixels.data() + row, width, edges.gradients.data() + 2 * row,
+                      lengths.data());
+        sum += std::accumulate(lengths.begin(), lengths.end(), 0.0);
     }
     const double count = double(picture.width - 2) * (picture.height - 2);
     return count > 0 ? static_cast<float>(sum / count) : 0.0f;
@@ -73,4 +79,9 @@ EdgeCorrelation correlate(const EdgeMap& first, const EdgeMap& second, Shift shi
         sum.secondSquares += secondSquares;
     }
     return sum;
+}
+
+double roofTop(double before, double centre, double after) {
+    const double height = centre - std::min(before, after);
+    return height > 0 ? std::clamp((after - before) / (2 * height), -0.5, 0.5) : 0;
 }

@@ -31,31 +31,50 @@ struct Patch {
     double weight = 0; // the square of its correlation; 0 when its place was not found
 };
 
-// Where between the samples -1, 0 and 1 two lines of one steepness meet through three values: the
-// correlation of sharp edges falls off like a roof.
-double roofTop(double before, double centre, double after) {
-    const double height = centre - std::min(before, after);
-    return height > 0 ? std::clamp((after - before) / (2 * height), -0.5, 0.5) : 0;
-}
+// The correlations of a patch with its surroundings, which have `radius` pixels more on each side.
+class PatchSearch {
+public:
+    PatchSearch(const LumaImage& surroundings, const LumaImage& patch, int32_t radius)
+        : surroundings_(edgesOf(surroundings)), patch_(edgesOf(patch)), radius_(radius),
+          values_(static_cast<size_t>(side() * side()), unknown) {}
 
-// Adds to the patch's displacement where in its surroundings, up to `radius` pixels away, it fits
-// best. It is not found at the end of that way.
-void findPlace(const EdgeMap& surroundings, const EdgeMap& edges, int32_t radius, Patch& patch) {
-    const int32_t side = 2 * radius + 1;
-    std::vector<double> values;
-    for (int32_t y = 0; y < side; ++y)
-        for (int32_t x = 0; x < side; ++x)
-            values.push_back(correlate(surroundings, edges, {x, y}).value());
-    const auto at = [&](int32_t x, int32_t y) { return values[static_cast<size_t>(y * side + x)]; };
-    const auto best =
-        static_cast<int32_t>(std::max_element(values.begin(), values.end()) - values.begin());
-    const int32_t x = best % side, y = best / side;
-    if (std::min(x, y) == 0 || std::max(x, y) == side - 1 || at(x, y) <= 0)
-        return;
-    patch.dx += x - radius + roofTop(at(x - 1, y), at(x, y), at(x + 1, y));
-    patch.dy += y - radius + roofTop(at(x, y - 1), at(x, y), at(x, y + 1));
-    patch.weight = at(x, y) * at(x, y);
-}
+    // Climbs from the middle to the best place, and adds it to the patch's displacement. It is not
+    // found where that ends at the border.
+    void find(Patch& patch) {
+        int32_t x = 0, y = 0;
+        while (std::max(std::abs(x), std::abs(y)) < radius_) {
+            int32_t bestX = x, bestY = y;
+            for (int32_t v = y - 1; v <= y + 1; ++v)
+                for (int32_t u = x - 1; u <= x + 1; ++u)
+                    if (at(u, v) > at(bestX, bestY))
+                        bestX = u, bestY = v;
+            if (bestX == x && bestY == y) {
+                patch.dx += x + roofTop(at(x - 1, y), at(x, y), at(x + 1, y));
+                patch.dy += y + roofTop(at(x, y - 1), at(x, y), at(x, y + 1));
+                patch.weight = std::pow(std::max(0.0, at(x, y)), 2);
+                return;
+            }
+            x = bestX, y = bestY;
+        }
+    }
+
+private:
+    static constexpr double unknown = -2;
+
+    int32_t side() const { return 2 * radius_ + 1; }
+
+    double at(int32_t x, int32_t y) {
+        double& value = values_[static_cast<size_t>((y + radius_) * side() + x + radius_)];
+        if (value == unknown)
+            value = correlate(surroundings_, patch_, {x + radius_, y + radius_}).value();
+        return value;
+    }
+
+    EdgeMap surroundings_;
+    EdgeMap patch_;
+    int32_t radius_;
+    std::vector<double> values_;
+};
 
 // A grid of patches over what both pictures show.
 std::vector<Patch> findPatches(const LumaImage& first, const LumaImage& second, const Motion& guess,
@@ -79,9 +98,9 @@ std::vector<Patch> findPatches(const LumaImage& first, const LumaImage& second, 
                               place.top + static_cast<int32_t>(patch.dy) - radius};
         if (!contains(first, around, side + 2 * radius))
             continue;
-        findPlace(
-            edgesOf(cut(first, around.left, around.top, side + 2 * radius, side + 2 * radius)),
-            edgesOf(cut(second, place.left, place.top, side, side)), radius, patch);
+        PatchSearch(cut(first, around.left, around.top, side + 2 * radius, side + 2 * radius),
+                    cut(second, place.left, place.top, side, side), radius)
+            .find(patch);
         if (patch.weight > 0)
             patches.push_back(patch);
     }

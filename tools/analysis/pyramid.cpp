@@ -25,13 +25,15 @@ LumaImage cut(const LumaImage& picture, int32_t left, int32_t top, int32_t width
 LumaImage halved(const LumaImage& picture) {
     LumaImage half = {picture.width / 2, picture.height / 2, {}};
     half.pixels.resize(static_cast<size_t>(half.width) * static_cast<size_t>(half.height));
+    std::vector<uint16_t> sums(static_cast<size_t>(picture.width)); // of two rows
     for (int32_t y = 0; y < half.height; ++y) {
         const unsigned char* const upper = picture.pixels.data() + int64_t{2} * y * picture.width;
-        const unsigned char* const lower = upper + picture.width;
+        std::transform(upper, upper + picture.width, upper + picture.width, sums.begin(),
+                       [](int a, int b) { return static_cast<uint16_t>(a + b); });
         unsigned char* const out = half.pixels.data() + int64_t{y} * half.width;
+        const uint16_t* const in = sums.data();
         for (int32_t x = 0; x < half.width; ++x)
-            out[x] = static_cast<unsigned char>(
-                (upper[2 * x] + upper[2 * x + 1] + lower[2 * x] + lower[2 * x + 1] + 2) / 4);
+            out[x] = static_cast<unsigned char>((in[2 * x] + in[2 * x + 1] + 2) / 4);
     }
     return half;
 }
