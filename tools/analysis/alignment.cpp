@@ -29,6 +29,11 @@ double overlapPixels(const EdgeMap& edges, Shift shift) {
                                std::max<int64_t>(0, edges.height - std::abs(shift.dy)));
 }
 
+double fittingCorrelation(const EdgeMap& edges, Shift shift) {
+    const double chance = std::sqrt(pixelsOfScenes / overlapPixels(edges, shift));
+    return std::clamp(fitting * chance, fitting, fittingAlways);
+}
+
 // A shift at the middle level, and the correlation under it.
 struct Candidate {
     Shift shift;
@@ -118,8 +123,7 @@ Alignment judge(const Pyramid& first, const Pyramid& second, Shift atMiddle) {
     if (alignment.atLimit)
         return alignment;
     alignment.correlation = correlateOverlap(first, second, alignment.shift).value();
-    const double chance = std::sqrt(pixelsOfScenes / overlapPixels(first.middleEdges(), atMiddle));
-    alignment.fits = alignment.correlation >= std::clamp(fitting * chance, fitting, fittingAlways);
+    alignment.fits = alignment.correlation >= fittingCorrelation(first.middleEdges(), atMiddle);
     if (alignment.fits) {
         alignment.turn = (0 - motion.turn) * 180 / std::numbers::pi;
         alignment.scale = 1 / (1 + motion.zoom);
@@ -129,32 +133,42 @@ Alignment judge(const Pyramid& first, const Pyramid& second, Shift atMiddle) {
     return alignment;
 }
 
-} // namespace
-
-Alignment align(const Pyramid& first, const Pyramid& second, const std::vector<Shift>& expected) {
+Candidate findBest(const Pyramid& first, const Pyramid& second, Shift expected) {
     const size_t middle = first.middle();
-    std::vector<Shift> starts = {{0, 0}};
-    for (const Shift& shift : expected)
-        starts.push_back(coarser(shift, middle));
+    std::vector<Shift> starts = {{0, 0}, coarser(expected, middle)};
     if (first.spectrum() && second.spectrum())
         for (const Shift& peak : highestPeaks(*first.spectrum(), *second.spectrum(), peakCount))
             starts.push_back(finer(peak, first.coarsest() - middle));
     const EdgeMap& edges = first.middleEdges();
-    Candidate best = climb(edges, second.middleEdges(), starts.front());
+    Candidate best = {starts.front(), 0};
     for (const Shift& start : starts) {
         const Candidate candidate = climb(edges, second.middleEdges(), start);
         if (evidence(edges, candidate) > evidence(edges, best))
             best = candidate;
     }
-    return judge(first, second, best.shift);
+    return best;
 }
 
-Alignment alignExpected(const Pyramid& first, const Pyramid& second, Shift expected) {
-    const Candidate candidate =
-        climb(first.middleEdges(), second.middleEdges(), coarser(expected, first.middle()));
-    if (candidate.correlation >= convincing)
-        return judge(first, second, candidate.shift);
-    return align(first, second, {expected});
+} // namespace
+
+Alignment align(const Pyramid& first, const Pyramid& second, Shift expected) {
+    return judge(first, second, findBest(first, second, expected).shift);
+}
+
+RoughShift alignRoughly(const Pyramid& first, const Pyramid& second, Shift expected) {
+    const EdgeMap& a = first.middleEdges();
+    const EdgeMap& b = second.middleEdges();
+    Candidate best = climb(a, b, coarser(expected, first.middle()));
+    if (best.correlation < convincing)
+        best = findBest(first, second, expected);
+    const auto [dx, dy] = best.shift;
+    const auto at = [&](int64_t x, int64_t y) { return correlate(a, b, {x, y}).value(); };
+    const double pixel = std::ldexp(1, static_cast<int>(first.middle()));
+    return {pixel * (static_cast<double>(dx) +
+                     roofTop(at(dx - 1, dy), best.correlation, at(dx + 1, dy))),
+            pixel * (static_cast<double>(dy) +
+                     roofTop(at(dx, dy - 1), best.correlation, at(dx, dy + 1))),
+            best.correlation >= fittingCorrelation(a, best.shift)};
 }
 
 Aligner::Aligner() { checkResult(Alignment_Init(nullptr, &context_), "Alignment_Init"); }
@@ -168,7 +182,7 @@ Alignment Aligner::find(LumaImage& first, LumaImage& second) {
     long shifts[2][2] = {};
     long* results[] = {shifts[0], shifts[1]};
     checkResult(Image_Alignment_Video(context_, &input, 0, results, 1), "Image_Alignment_Video");
-    return align(Pyramid(first), Pyramid(second), {{shifts[1][0], shifts[1][1]}});
+    return align(Pyramid(first), Pyramid(second), {shifts[1][0], shifts[1][1]});
 }
 
 double bitAgreement(LumaImage& first, LumaImage& second, Shift shift) {

@@ -3,14 +3,21 @@
 #include "analysis/pyramid.h"
 #include "base/shift.h"
 
-// Finds the shift between two pictures of one size: of the candidates - none, `expected` ones, and
+// Finds the shift between two pictures of one size: of the candidates - none, an expected one, and
 // the highest peaks of the correlation of all shifts of up to half the picture - that under which
-// the edges correlate best, refined to the pixel. How it was judged is told in docs/alignment.md.
-Alignment align(const Pyramid& first, const Pyramid& second, const std::vector<Shift>& expected);
+// the edges correlate best, refined to the pixel. How it is judged is told in docs/alignment.md.
+Alignment align(const Pyramid& first, const Pyramid& second, Shift expected);
 
-// The same for frames of a burst, which mostly lie where they are expected: then the other shifts
-// are not tried.
-Alignment alignExpected(const Pyramid& first, const Pyramid& second, Shift expected);
+// A shift to a fraction of a pixel of the middle level, in pixels of the finest one.
+struct RoughShift {
+    double dx = 0;
+    double dy = 0;
+    bool fits = false;
+};
+
+// The same without refinement, for the frames of a burst. Most of them lie where they are expected;
+// then no other shift is tried.
+RoughShift alignRoughly(const Pyramid& first, const Pyramid& second, Shift expected);
 
 // Finds the shift between frames of one size. The library's own answer is one of the candidates.
 class Aligner {

@@ -46,6 +46,7 @@ private:
 struct OpenBurst {
     Burst burst;
     LumaStore lumas;
+    std::optional<CameraPath> camera = {};
 };
 
 // Scores of a preview and of raw data do not compare.
@@ -63,7 +64,9 @@ public:
         : rules_(rules), sizes_(sizes), sheetCapacity_(sheetCapacity) {}
 
     InTurn read(const SourceFrame& frame, PhaseTimes& times) {
-        FrameNeeds needs = {.luma = rules_.moving, .thumbnail = mayBePictured(frame.index)};
+        FrameNeeds needs = {.luma = rules_.moving,
+                            .followed = !rules_.whole,
+                            .thumbnail = mayBePictured(frame.index)};
         return [this, found = measurers_.local().measure(frame, needs, times)]() mutable {
             take(std::move(found));
         };
@@ -87,6 +90,11 @@ private:
         sheetStep_ = open.burst.sheet.step;
         if (rules_.moving)
             open.lumas.add(std::move(found.luma), found.frame.path);
+        if (found.followed) {
+            if (!open.camera)
+                open.camera.emplace(found.frame.blur.width, found.frame.blur.height);
+            open.camera->add(std::move(*found.followed), oneLine(found.frame.name));
+        }
         frames.push_back(std::move(found.frame));
     }
 
@@ -114,6 +122,17 @@ private:
     std::atomic<size_t> sheetStep_ = 1; // of the only sheet, where the index decides
     std::vector<OpenBurst> bursts_;
 };
+
+// Scores the frames by the part that all of them show.
+void compareCommonPart(OpenBurst& open, PhaseTimes& times) {
+    const PhaseTimer timer(times.library);
+    std::vector<MeasuredFrame>& frames = open.burst.measured.frames;
+    if (!open.camera || frames.size() < 2)
+        return;
+    const CommonPart& part = open.burst.commonPart.emplace(open.camera->measure());
+    for (size_t i = 0; i < part.scores.size(); ++i)
+        frames[i].blur.score = static_cast<int32_t>(part.scores[i]);
+}
 
 MovingObjects findObjects(const MeasuredFrame& first, LumaStore& store) {
     const LumaImage& luma = store.frames().front();
@@ -194,9 +213,11 @@ std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules
     for (OpenBurst& open : reader.bursts()) {
         open.burst.measured.isVideo = summary.isVideo;
         open.burst.faces = faces;
+        compareCommonPart(open, times);
         sortByScore(open.burst.measured);
         rank(open, rules, times);
         open.lumas = {};
+        open.camera.reset();
         bursts.push_back(std::move(open.burst));
     }
     return bursts;

@@ -16,6 +16,7 @@ struct RankingRules {
     int64_t keep = 1;
     std::string facesFile; // empty for none
     bool moving = false;
+    bool whole = false; // compare whole frames, not only what all of them show
 };
 
 enum class Sizes { equal, apart };

@@ -20,10 +20,14 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
                                      .companions = frame.companions,
                                      .blur = {}},
                            .luma = {},
+                           .followed = {},
                            .thumbnail = {}};
     {
         const PhaseTimer timer(times.library);
         found.frame.blur = engine_.measure(view.image);
+        found.frame.wholeScore = found.frame.blur.score;
+        if (needs.followed)
+            found.followed.emplace(view.image);
     }
     if (needs.luma)
         found.luma = copyLuma(view.image);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "analysis/common_part.h"
 #include "analysis/engine.h"
 #include "base/burst.h"
 #include "media/frame_source.h"
@@ -9,6 +10,7 @@
 // What is wanted of a frame besides its measurement.
 struct FrameNeeds {
     bool luma = false;
+    bool followed = false;
     bool thumbnail = false;
 };
 
@@ -16,6 +18,7 @@ struct FrameNeeds {
 struct FrameFindings {
     MeasuredFrame frame;
     LumaImage luma;
+    std::optional<FollowedFrame> followed;
     std::optional<Thumbnail> thumbnail;
 };
 

@@ -1,6 +1,7 @@
 // What the analysis finds out about a burst, and the outputs show.
 #pragma once
 
+#include "base/shift.h"
 #include "kelvane/kelvane.h"
 
 #include <algorithm>
@@ -37,7 +38,8 @@ struct MeasuredFrame {
     bool converted;
     bool cropped;
     std::vector<Companion> companions;
-    _tag_DRAV_BLURRESULT blur;
+    _tag_DRAV_BLURRESULT blur; // in the common part where one is used
+    int32_t wholeScore = 0;    // of the whole frame in any case
 };
 
 struct Measurement {
@@ -74,6 +76,19 @@ struct MovingObjects {
     int64_t found = 0;
     int64_t compared = 0; // frames with a neighbour that shows the same scene
     bool used = false;    // found in more than half of the frames: only then they are ranked by
+};
+
+// The part of the scene that all frames of a burst show. Frames are compared there.
+struct CommonPart {
+    std::string obstacle;        // why there is none; whole frames are compared then
+    __tag_rect rect = {};        // of the first frame, in whole samples of 4 pixels
+    std::vector<Shift> shifts;   // of every frame against the first, to a sample
+    std::vector<int64_t> scores; // there; when nothing moves, those of whole frames hold
+
+    bool isUsed() const { return obstacle.empty(); }
+    bool moves() const {
+        return std::ranges::any_of(shifts, [](const Shift& s) { return s.dx != 0 || s.dy != 0; });
+    }
 };
 
 struct Ranking {
@@ -135,8 +150,9 @@ enum class GroupReason : uint8_t { captureTimes, sequenceNumber, fileNames, burs
 // What is known of a burst once it is ranked and its pixels are released.
 struct Burst {
     Measurement measured;
-    FacesOfFrames faces;                 // empty when none were given
-    std::optional<MovingObjects> moving; // without masks; when they were asked for
+    FacesOfFrames faces;                  // empty when none were given
+    std::optional<MovingObjects> moving;  // without masks; when they were asked for
+    std::optional<CommonPart> commonPart; // of several frames, unless whole ones are asked for
     Ranking ranking = {};
     std::vector<Terms> terms; // of each frame
     GroupReason reason = GroupReason::captureTimes;

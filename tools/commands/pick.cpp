@@ -296,6 +296,8 @@ void addPick(CLI::App& app, Invocation& invocation) {
         ->type_name("FILE");
     pick.add_flag("--moving", options.moving,
                   "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
+    pick.add_flag("--whole", options.whole,
+                  "Compare whole frames instead of the part of the scene that all of them show");
     pick.add_flag("--explain", options.explain,
                   "Add a table of the terms of every frame, which JSON and CSV always have");
     addGroup(pick, options);

@@ -11,6 +11,7 @@ struct PickOptions : FrameOptions {
     int64_t keep = 1;
     std::string facesFile; // empty for none, as the other names
     bool moving = false;
+    bool whole = false;
     bool explain = false;
     bool group = false; // split the pictures into bursts by capture time
     double groupGap = 2;
@@ -27,7 +28,11 @@ struct PickOptions : FrameOptions {
     bool force = false;                  // replace files that exist
 
     RankingRules rules() const {
-        return {.frames = frames, .keep = keep, .facesFile = facesFile, .moving = moving};
+        return {.frames = frames,
+                .keep = keep,
+                .facesFile = facesFile,
+                .moving = moving,
+                .whole = whole};
     }
 };
 

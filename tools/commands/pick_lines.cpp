@@ -20,8 +20,9 @@ struct LineBurst {
 
 LineBurst parseLine(const JsonNode& line, PickOptions options) {
     options.frames.skipOption = "\"skip_bad\": true";
-    line.checkKeys({"id", "files", "keep", "every", "max", "moving", "skip_bad", "faces", "apart",
-                    "reason", "zone", "file_times", "bytes", "modified", "times"}); // of `list`
+    line.checkKeys({"id", "files", "keep", "every", "max", "moving", "whole", "skip_bad", "faces",
+                    "apart", "reason", "zone", "file_times", "bytes", "modified",
+                    "times"}); // of `list`
     for (const JsonNode& file : line.get("files").elements()) {
         options.inputs.push_back(file.string());
         if (options.inputs.back() == "-")
@@ -36,6 +37,8 @@ LineBurst parseLine(const JsonNode& line, PickOptions options) {
             *count = line.get(key).integer(1, largestCount);
     if (line.has("moving"))
         options.moving = line.get("moving").boolean();
+    if (line.has("whole"))
+        options.whole = line.get("whole").boolean();
     if (line.has("skip_bad"))
         options.frames.skipBad = line.get("skip_bad").boolean();
     if (line.has("faces"))

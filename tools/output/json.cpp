@@ -34,6 +34,21 @@ Json frameJson(const Measurement& measured, size_t index) {
             {"blur", frame.blur.score}};
 }
 
+// Null when frames were not to be compared in a part, or there is only one.
+Json commonPartJson(const std::optional<CommonPart>& part) {
+    if (!part)
+        return nullptr;
+    return {{"used", part->isUsed()},
+            {"rect", part->isUsed() ? toJson(part->rect) : Json()},
+            {"reason", part->isUsed() ? Json() : Json(part->obstacle)}};
+}
+
+Json shiftJson(const std::optional<CommonPart>& part, size_t frame) {
+    if (!part || !part->isUsed())
+        return nullptr;
+    return Json::array({part->shifts[frame].dx, part->shifts[frame].dy});
+}
+
 Json objectJson(const MovingObject& object, bool used) {
     if (!object.found)
         return nullptr;
@@ -71,6 +86,8 @@ Json pickJson(const Burst& burst) {
     Json json = {{"frames", Json::array()}};
     for (size_t i = 0; i < burst.measured.frames.size(); ++i) {
         Json frame = frameJson(burst.measured, i);
+        frame["blur_whole"] = burst.measured.frames[i].wholeScore;
+        frame["shift"] = shiftJson(burst.commonPart, i);
         frame["chosen"] = burst.isChosen(i);
         frame["best"] = burst.isBest(i);
         if (burst.moving)
@@ -80,6 +97,7 @@ Json pickJson(const Burst& burst) {
     }
     if (burst.moving)
         json["moving_used"] = burst.moving->used;
+    json["common_part"] = commonPartJson(burst.commonPart);
     json["order"] = burst.measured.order;
     json["chosen"] = ranking.chosen;
     json["best"] = ranking.best;

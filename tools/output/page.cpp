@@ -185,10 +185,10 @@ private:
             add(fmt::format("Faces: {} in {}{}.", faces, counted(measured_.frames.size(), "frame"),
                             faces >= measured_.frames.size() / 2 ? "; they count"
                                                                  : ", too few to count"));
-        if (burst_.moving) {
-            std::string sentence = movingSentence(burst_);
+        for (std::string sentence : {commonPartSentence(burst_), movingSentence(burst_)}) {
             sentence.erase(sentence.find_last_not_of('\n') + 1);
-            add(escaped(sentence));
+            if (!sentence.empty())
+                add(escaped(sentence));
         }
         if (burst_.reason != GroupReason::captureTimes)
             add(fmt::format("One burst by its {}.", reasonText(burst_.reason)));

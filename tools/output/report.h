@@ -21,6 +21,9 @@ std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame&
 // What became of the search for moving objects, in one line; nothing when none was made.
 std::string movingSentence(const Burst& burst);
 
+// Where the frames were compared, in one line; nothing when the camera stood still.
+std::string commonPartSentence(const Burst& burst);
+
 // "burst id", for example.
 const char* reasonText(GroupReason reason);
 

@@ -221,6 +221,20 @@ std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame&
     return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
 }
 
+std::string commonPartSentence(const Burst& burst) {
+    if (!burst.commonPart)
+        return "";
+    const CommonPart& part = *burst.commonPart;
+    if (!part.isUsed())
+        return fmt::format("Compared: whole frames, since {}.\n", part.obstacle);
+    if (!part.moves())
+        return "";
+    const __tag_rect& rect = part.rect;
+    return fmt::format("Compared: what all frames show, {} at {} of the first.\n",
+                       sizeText(rect.right - rect.left, rect.bottom - rect.top),
+                       pairText(rect.left, rect.top));
+}
+
 std::string movingSentence(const Burst& burst) {
     if (!burst.moving)
         return "";
@@ -251,7 +265,7 @@ std::string pickTable(const Burst& burst, const Notes& more) {
     const auto best = static_cast<size_t>(burst.ranking.best);
     const size_t boldRow = best + 1;
     return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + noteLines(more) +
-           movingSentence(burst) + bestSentence(burst);
+           commonPartSentence(burst) + movingSentence(burst) + bestSentence(burst);
 }
 
 std::string groupTable(std::span<const Burst> bursts) {
@@ -264,7 +278,8 @@ std::string groupTable(std::span<const Burst> bursts) {
         row += burst.measured.frames.size();
         frames += burst.measured.frames.size();
         kept += burst.ranking.chosen.size();
-        for (const std::string& line : {notes(burst.measured), movingSentence(burst)})
+        for (const std::string& line :
+             {notes(burst.measured), commonPartSentence(burst), movingSentence(burst)})
             if (!line.empty())
                 notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
     }
