@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 Progress::Progress(const char* things)
-    : things_(things), terminal_(isatty(STDERR_FILENO) == 1),
+    : things_(things), terminal_(things != nullptr && isatty(STDERR_FILENO) == 1),
       due_(Clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {

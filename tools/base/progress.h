@@ -37,7 +37,7 @@ private:
 
 // A line on stderr that counts frames, or other `things`, for people who watch a long run. It
 // appears after a second, when stderr is a terminal, and is erased at the end. Threads may share
-// it.
+// it. Without `things` it is silent.
 class Progress {
 public:
     explicit Progress(const char* things = "frames");
