@@ -8,13 +8,17 @@
     box_blur, gaussian_blur   smoothing
     erode, dilate, open, close, threshold_bitmap
 
+    pick_files(paths)         the ranking of the command `kelvane pick`, as data
+    read(path), burst(paths)  pictures as that command sees them
+
     Ranker, Aligner, ChangeDetector   the same with memory that is kept between calls, or fixed
 
 Pictures
 --------
 Any object with 8-bit samples is a picture: NumPy arrays of (height, width) or
 (height, width, 3), what has the buffer protocol or `__array_interface__`, images of Pillow
-(of mode L or RGB), and `Frame`, which stands for the planes of a camera's YUV. Colour arrays are
+(of mode L or RGB), `Frame`, which stands for the planes of a
+camera's YUV, and what `read` and `burst` give. Colour arrays are
 taken as BGR, as OpenCV reads them; say ``channels="rgb"`` for others. Images of Pillow say it
 themselves.
 
@@ -34,15 +38,19 @@ time; those that share a `Ranker`, `Aligner` or `ChangeDetector` take turns.
 
 Errors
 ------
-ValueError, TypeError and MemoryError, with the name of the argument and the reason.
+ValueError, TypeError and MemoryError, with the name of the argument or file and the reason; OSError
+for files that are not there.
 """
 from .bursts import Aligner, ChangeDetector, Ranker, align, changes, pick
+from .files import FilesPick, PickedFrame, PickedObject, Picture, Pictures, burst, pick_files, read
 from .pictures import (blur, box_blur, close, dilate, erode, gaussian_blur, open, resize,
                        threshold_bitmap, to_bgr, version)
-from .records import Changes, Face, Frame, MovingObject, Pick, Shift, Terms
+from .records import (Alignment, Changes, Face, Frame, MovingObject, Pick, Shift, Skipped, Terms)
 
 __all__ = [
-    "Aligner", "ChangeDetector", "Changes", "Face", "Frame", "MovingObject", "Pick", "Ranker",
-    "Shift", "Terms", "align", "blur", "box_blur", "changes", "close", "dilate", "erode",
-    "gaussian_blur", "open", "pick", "resize", "threshold_bitmap", "to_bgr", "version",
+    "Aligner", "Alignment", "ChangeDetector", "Changes", "Face", "FilesPick", "Frame",
+    "MovingObject", "Pick", "PickedFrame", "PickedObject", "Picture", "Pictures", "Ranker", "Shift",
+    "Skipped", "Terms", "align", "blur", "box_blur", "burst", "changes", "close", "dilate", "erode",
+    "gaussian_blur", "open", "pick", "pick_files", "read", "resize", "threshold_bitmap", "to_bgr",
+    "version",
 ]

@@ -1,11 +1,11 @@
 """What is found out about several pictures of one scene."""
 from __future__ import annotations
 
-from typing import Iterable, Optional, Sequence
+from typing import Iterable, Literal, Optional, Sequence, overload
 
 from . import _core
 from .arguments import budget_of, face_numbers, integer, iterator, object_pairs
-from .records import Changes, Faces, ImageLike, MovingObject, Pick, Shift, Terms
+from .records import (Alignment, Changes, Faces, ImageLike, MovingObject, Pick, Shift, Terms)
 
 
 class Ranker:
@@ -117,13 +117,26 @@ def pick(frames: Iterable[ImageLike], keep: int = 1, faces: Optional[Faces] = No
     return Ranker().pick(frames, keep, faces, moving, channels=channels)
 
 
-def align(a: ImageLike, b: ImageLike, *, channels: str = "bgr") -> Shift:
+@overload
+def align(a: ImageLike, b: ImageLike, *, thorough: Literal[True], channels: str = "bgr"
+          ) -> Alignment: ...
+
+
+@overload
+def align(a: ImageLike, b: ImageLike, *, thorough: bool = False, channels: str = "bgr"
+          ) -> Shift: ...
+
+
+def align(a: ImageLike, b: ImageLike, *, thorough: bool = False, channels: str = "bgr") -> Shift:
     """The shift between two pictures of one scene, also of different exposure.
 
     Parameters
     ----------
     a, b : array_like of uint8, or Frame
         The reference and another picture of its size.
+    thorough : bool
+        Search as the command `kelvane align` does: any shift of up to half the picture, judged by
+        the correlation of edges. Takes many times as long.
     channels : {'bgr', 'rgb'}
         Of colour arrays.
 
@@ -131,8 +144,8 @@ def align(a: ImageLike, b: ImageLike, *, channels: str = "bgr") -> Shift:
     -------
     Shift
         In pixels: pixel p of `b` shows what pixel p + (dx, dy) of `a` shows. Found by the library's
-        threshold bitmaps; shifts of less than about a thirtieth of the longer side are sure to be
-        within its reach.
+        threshold bitmaps, without a word on whether it explains the difference; an `Alignment`,
+        which says that, when the search was thorough.
 
     Raises
     ------
@@ -147,10 +160,14 @@ def align(a: ImageLike, b: ImageLike, *, channels: str = "bgr") -> Shift:
     ----------
     Ward (2003), Fast, robust image registration for compositing high dynamic range photographs.
     """
+    if thorough:
+        from . import _media
+        return Alignment(*_media.compare(a, b, channels, False))
     return Aligner().align(a, b, channels=channels)
 
 
-def changes(a: ImageLike, b: ImageLike, *, mask: bool = True, channels: str = "bgr") -> Changes:
+def changes(a: ImageLike, b: ImageLike, *, mask: bool = True, thorough: bool = False,
+            channels: str = "bgr") -> Changes:
     """Where two pictures of one scene differ.
 
     The second is aligned to the first, the difference smoothed, cut into darker, unchanged and
@@ -161,7 +178,10 @@ def changes(a: ImageLike, b: ImageLike, *, mask: bool = True, channels: str = "b
     a, b : array_like of uint8, or Frame
         Of one size, with a shorter side of at least 100 pixels.
     mask : bool
-        Whether to make the mask too, which takes about as long as the rest.
+        Whether to make the mask too, which takes time.
+    thorough : bool
+        Align as the command `kelvane changes` does (see `align`), and make the mask in any case.
+        The share is then that of all changed pixels.
     channels : {'bgr', 'rgb'}
         Of colour arrays.
 
@@ -180,4 +200,8 @@ def changes(a: ImageLike, b: ImageLike, *, mask: bool = True, channels: str = "b
     MemoryError
         When there is no memory for the comparison.
     """
+    if thorough:
+        from . import _media
+        box, share, alignment, pixels = _media.compare(a, b, channels, True)
+        return Changes(box if any(box) else None, share, Alignment(*alignment), pixels)
     return ChangeDetector().changes(a, b, mask=mask, channels=channels)

@@ -29,6 +29,35 @@ class Shift:
 
 
 @dataclass(frozen=True)
+class Alignment(Shift):
+    """A shift, and how well it explains what differs: what the command `kelvane align` says.
+
+    Attributes
+    ----------
+    dx, dy : int
+        As in `Shift`.
+    turn : float
+        Of the second picture's scene against the first's, in degrees clockwise; 0 unless it fits.
+    scale : float
+        Its size by that of the first's; 1 unless it fits.
+    correlation, correlation_unshifted : float
+        Of the edges where the pictures overlap, with and without the shift: 1 for equal pictures,
+        about 0 for unrelated ones.
+    at_limit : bool
+        Whether the shift is half the picture or more, where the search ends.
+    fits : bool
+        Whether the pictures show one scene, shifted.
+    """
+
+    turn: float
+    scale: float
+    correlation: float
+    correlation_unshifted: float
+    at_limit: bool
+    fits: bool
+
+
+@dataclass(frozen=True)
 class Changes:
     """Where the second of two pictures differs from the first.
 
@@ -40,7 +69,7 @@ class Changes:
     share : float
         Changed pixels in the box over all pixels, 0 to 1.
     shift : Shift
-        Of the second picture against the first.
+        Of the second picture against the first; an `Alignment` when the search was thorough.
     mask : ndarray of uint8, or None
         255 where the second picture differs and 0 elsewhere, of its (height, width). None when it
         was not asked for.
@@ -158,6 +187,22 @@ class Pick:
     def scores(self) -> Tuple[int, ...]:
         """The blur score of every frame."""
         return tuple(term.score for term in self.terms)
+
+
+@dataclass(frozen=True)
+class Skipped:
+    """A file or frame that was left out.
+
+    Attributes
+    ----------
+    name : str
+        What it is called in a list.
+    reason : str
+        Why it was left out.
+    """
+
+    name: str
+    reason: str
 
 
 @dataclass(frozen=True)
