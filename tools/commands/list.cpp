@@ -131,6 +131,16 @@ void listFolder(FolderLines& folder, const ListOptions& options, Progress& progr
     }
 }
 
+std::string summary(size_t bursts, size_t pictures, size_t singles, size_t unreadable) {
+    std::string text =
+        fmt::format("{} of {}", counted(bursts, "burst"), counted(pictures, "picture"));
+    if (singles > 0)
+        text += fmt::format("; {} left out, which --singles keeps", counted(singles, "single one"));
+    if (unreadable > 0)
+        text += fmt::format("; {} unreadable", unreadable);
+    return text + "\n";
+}
+
 Output runList(const ListOptions& options, PhaseTimes& times) {
     FolderWalk walk(options.folders, options.walk);
     Progress progress("pictures");
@@ -151,11 +161,7 @@ Output runList(const ListOptions& options, PhaseTimes& times) {
     processInOrder(
         times, next,
         [&](FolderLines& folder, PhaseTimes&) { listFolder(folder, options, progress); }, print);
-    output.aside =
-        fmt::format("{} of {}{}\n", counted(bursts, "burst"), counted(pictures, "picture"),
-                    singles > 0 ? fmt::format("; {} left out, which --singles keeps",
-                                              counted(singles, "single one"))
-                                : "");
+    output.aside = summary(bursts, pictures, singles, output.skipped.size());
     return output;
 }
 
