@@ -1,6 +1,7 @@
 #include "analysis/burst.h"
 
 #include "analysis/changed_mask.h"
+#include "analysis/detail.h"
 #include "analysis/faces.h"
 #include "analysis/frame_measurer.h"
 #include "analysis/moving_objects.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -147,6 +149,40 @@ MovingObjects findObjects(const MeasuredFrame& first, LumaStore& store) {
     return moving;
 }
 
+// What the ranking gets as blur scores. The detail is scaled to the burst's largest blur score, so
+// that it compares with the blur scores of moving objects.
+std::vector<int64_t> scoresBy(Measure measure, const std::vector<MeasuredFrame>& frames) {
+    int32_t largestScore = 0;
+    double largestDetail = 0;
+    for (const MeasuredFrame& frame : frames) {
+        largestScore = std::max(largestScore, frame.blur.score);
+        largestDetail = std::max(largestDetail, frame.detail);
+    }
+    const double scale = largestDetail > 0 ? largestScore / largestDetail : 0;
+    std::vector<int64_t> scores;
+    for (const MeasuredFrame& frame : frames)
+        scores.push_back(measure == Measure::detail ? std::llround(frame.detail * scale)
+                                                    : frame.blur.score);
+    return scores;
+}
+
+std::vector<Terms> termsOf(const Burst& burst, std::span<const int64_t> scores) {
+    const _tag_DRAV_BLURRESULT& size = burst.measured.frames.front().blur;
+    return computeTerms(scores, burst.moving ? &*burst.moving : nullptr, burst.faces, size.width,
+                        size.height);
+}
+
+std::optional<size_t> findBestByDetail(const Burst& burst) {
+    const std::vector<MeasuredFrame>& frames = burst.measured.frames;
+    const std::vector<Terms> terms = termsOf(burst, scoresBy(Measure::detail, frames));
+    const auto other =
+        static_cast<size_t>(std::ranges::max_element(terms, {}, &Terms::total) - terms.begin());
+    const double best = frames[static_cast<size_t>(burst.ranking.best)].detail;
+    if (frames[other].detail < best + clearMargin)
+        return std::nullopt;
+    return other;
+}
+
 void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
     Burst& burst = open.burst;
     const std::vector<MeasuredFrame>& frames = burst.measured.frames;
@@ -155,9 +191,12 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
         checkFaces(burst.faces, rules.facesFile, frames.size(), first.width, first.height);
     std::vector<unsigned char> record =
         makeRecord(burst.faces, frames.size(), first.blur.width, first.blur.height);
-    std::vector<_tag_DRAV_BLURRESULT> blurs;
-    for (const MeasuredFrame& frame : frames)
-        blurs.push_back(frame.blur);
+    const std::vector<int64_t> scores = scoresBy(rules.measure, frames);
+    std::vector<_tag_DRAV_BLURRESULT> supplied;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        supplied.push_back(frames[i].blur);
+        supplied.back().score = static_cast<int32_t>(scores[i]);
+    }
 
     const PhaseTimer timer(times.library);
     Engine engine;
@@ -165,12 +204,10 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
         burst.moving = findObjects(first, open.lumas);
         engine.setMovingObjects(*burst.moving, first.blur.width, first.blur.height);
     }
-    burst.ranking = engine.rank(blurs, record, rules.keep, open.lumas.frames());
-    std::vector<int64_t> scores;
-    for (const _tag_DRAV_BLURRESULT& blur : blurs)
-        scores.push_back(blur.score);
-    burst.terms = computeTerms(scores, burst.moving ? &*burst.moving : nullptr, burst.faces,
-                               first.blur.width, first.blur.height);
+    burst.ranking = engine.rank(supplied, record, rules.keep, open.lumas.frames());
+    burst.terms = termsOf(burst, scores);
+    if (rules.measure == Measure::sharpness)
+        burst.bestByDetail = findBestByDetail(burst);
     if (burst.moving)
         for (MovingObject& object : burst.moving->ofFrames)
             object.mask = {};
@@ -178,22 +215,21 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
 
 } // namespace
 
-void sortByScore(Measurement& measured) {
+void sortByMeasure(Measurement& measured) {
     const std::vector<MeasuredFrame>& frames = measured.frames;
     std::map<std::pair<int32_t, int32_t>, size_t> sizes; // in the order in which they appear
     for (const MeasuredFrame& frame : frames)
         sizes.try_emplace({frame.width, frame.height}, sizes.size());
     std::vector<size_t>& order = measured.order;
-    order.resize(frames.size());
+    order.resize(measured.frames.size());
     std::iota(order.begin(), order.end(), size_t{0});
     std::ranges::stable_sort(order, {}, [&](size_t i) {
         const MeasuredFrame& frame = frames[i];
-        return std::pair(sizes.at({frame.width, frame.height}), -int64_t{frame.blur.score});
+        return std::pair(sizes.at({frame.width, frame.height}), -measured.value(i));
     });
     measured.sizes = sizes.size();
     const size_t n = order.size();
-    measured.medianScore =
-        (frames[order[(n - 1) / 2]].blur.score + frames[order[n / 2]].blur.score) / 2.0;
+    measured.medianValue = (measured.value(order[(n - 1) / 2]) + measured.value(order[n / 2])) / 2;
 }
 
 std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules, Sizes sizes,
@@ -214,7 +250,8 @@ std::vector<Burst> pickBursts(const InputList& inputs, const RankingRules& rules
         open.burst.measured.isVideo = summary.isVideo;
         open.burst.faces = faces;
         compareCommonPart(open, times);
-        sortByScore(open.burst.measured);
+        open.burst.measured.measure = rules.measure;
+        sortByMeasure(open.burst.measured);
         rank(open, rules, times);
         open.lumas = {};
         open.camera.reset();

@@ -8,12 +8,13 @@
 #include <vector>
 
 // Fills in the order and the median once all frames are measured.
-void sortByScore(Measurement& measured);
+void sortByMeasure(Measurement& measured);
 
 // How a burst is ranked.
 struct RankingRules {
     FrameSelection frames;
     int64_t keep = 1;
+    Measure measure = Measure::sharpness;
     std::string facesFile; // empty for none
     bool moving = false;
     bool whole = false; // compare whole frames, not only what all of them show

@@ -1,5 +1,6 @@
 #include "analysis/frame_measurer.h"
 
+#include "analysis/detail.h"
 #include "analysis/page_pictures.h"
 
 FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds& needs,
@@ -18,7 +19,8 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
                                      .converted = view.converted,
                                      .cropped = view.cropped,
                                      .companions = frame.companions,
-                                     .blur = {}},
+                                     .blur = {},
+                                     .detail = 0},
                            .luma = {},
                            .followed = {},
                            .thumbnail = {}};
@@ -28,6 +30,7 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
         found.frame.wholeScore = found.frame.blur.score;
         if (needs.followed)
             found.followed.emplace(view.image);
+        found.frame.detail = measureDetail(view.image);
     }
     if (needs.luma)
         found.luma = copyLuma(view.image);

@@ -40,16 +40,26 @@ struct MeasuredFrame {
     std::vector<Companion> companions;
     _tag_DRAV_BLURRESULT blur; // in the common part where one is used
     int32_t wholeScore = 0;    // of the whole frame in any case
+    double detail;             // per cent, of the whole frame (analysis/detail.h)
 };
+
+// What frames are compared by.
+enum class Measure { sharpness, detail };
 
 struct Measurement {
     bool isVideo = false;
+    Measure measure = Measure::sharpness;
     std::vector<MeasuredFrame> frames;
-    // From sharpest to least sharp, ties in frame order; one size after the other, in the order in
-    // which they first appear.
+    // By the measure, from the best to the worst, ties in frame order; one size after the other, in
+    // the order in which they first appear.
     std::vector<size_t> order;
-    size_t sizes = 0; // how many different ones
-    double medianScore = 0;
+    size_t sizes = 0;       // how many different ones
+    double medianValue = 0; // of the measure
+
+    double value(size_t frame) const {
+        const MeasuredFrame& measured = frames[frame];
+        return measure == Measure::detail ? measured.detail : measured.blur.score;
+    }
 };
 
 // One face as a pre-processing record holds it.
@@ -155,6 +165,8 @@ struct Burst {
     std::optional<CommonPart> commonPart; // of several frames, unless whole ones are asked for
     Ranking ranking = {};
     std::vector<Terms> terms; // of each frame
+    // The frame that the detail would name best, when it clearly has more than the best one.
+    std::optional<size_t> bestByDetail;
     GroupReason reason = GroupReason::captureTimes;
     std::string start;     // when the first of grouped frames was taken: "2026-05-01T10:20:30.250"
     std::string startZone; // "+02:00"; empty when it is not known

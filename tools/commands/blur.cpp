@@ -37,7 +37,8 @@ Output runBlur(const FrameOptions& options, PhaseTimes& times) {
     if (summary.visited == 0)
         throw InputError(options.inputs.front(), "no frame could be read");
     measured.isVideo = summary.isVideo;
-    sortByScore(measured);
+    measured.measure = options.measure;
+    sortByMeasure(measured);
     return {blurText(options, measured, summary.skipped), std::move(summary.skipped)};
 }
 

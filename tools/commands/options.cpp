@@ -38,6 +38,10 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
         ->excludes(&json);
     addJobs(command, invocation);
     options.frames.skipOption = "--skip-bad";
+    addChoice(
+        command, "--measure", options.measure,
+        {{"sharpness", Measure::sharpness}, {"detail", Measure::detail}},
+        "Rank by the blur score (sharpness), or by detail, which noise and light hardly change");
     command.add_flag("--skip-bad", options.frames.skipBad, "Leave out what cannot be decoded");
     addTiming(command, invocation);
     return inputs;

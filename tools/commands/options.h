@@ -40,6 +40,19 @@ NewCommand<Options> addCommand(CLI::App& app, Invocation& invocation, const char
 
 extern const CLI::Range positive;
 
+// An option with a value for each of its words.
+template <typename Value>
+void addChoice(CLI::App& command, const char* name, Value& value,
+               const std::map<std::string, Value>& words, const char* description) {
+    std::vector<std::string> names;
+    for (const auto& [word, meaning] : words)
+        names.push_back(word);
+    command
+        .add_option_function<std::string>(
+            name, [&value, words](const std::string& word) { value = words.at(word); }, description)
+        ->check(CLI::IsMember(names));
+}
+
 void addTiming(CLI::App& command, Invocation& invocation);
 void addJobs(CLI::App& command, Invocation& invocation);
 
@@ -47,6 +60,7 @@ void addJobs(CLI::App& command, Invocation& invocation);
 struct FrameOptions {
     std::vector<std::string> inputs;
     FrameSelection frames;
+    Measure measure = Measure::sharpness;
     bool json = false;
     bool csv = false;
 };

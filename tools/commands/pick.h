@@ -30,6 +30,7 @@ struct PickOptions : FrameOptions {
     RankingRules rules() const {
         return {.frames = frames,
                 .keep = keep,
+                .measure = measure,
                 .facesFile = facesFile,
                 .moving = moving,
                 .whole = whole};

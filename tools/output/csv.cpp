@@ -16,13 +16,14 @@ std::string quoted(const std::string& field) {
     return text;
 }
 
-constexpr const char* frameHead = "index,name,number,time,width,height,blur";
+constexpr const char* frameHead = "index,name,number,time,width,height,blur,detail";
 
 std::string frameFields(const Measurement& measured, size_t i) {
     const MeasuredFrame& frame = measured.frames[i];
     const std::string seconds = frame.seconds ? fmt::format("{:.6f}", *frame.seconds) : "";
-    return fmt::format("{},{},{},{},{},{},{}", i, quoted(frame.name), frameNumber(measured, i),
-                       seconds, frame.blur.width, frame.blur.height, frame.blur.score);
+    return fmt::format("{},{},{},{},{},{},{},{:.2f}", i, quoted(frame.name),
+                       frameNumber(measured, i), seconds, frame.blur.width, frame.blur.height,
+                       frame.blur.score, frame.detail);
 }
 
 std::string movingFields(const MovingObject& object) {

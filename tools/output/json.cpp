@@ -31,7 +31,8 @@ Json frameJson(const Measurement& measured, size_t index) {
             {"cropped", frame.cropped},
             {"width", frame.blur.width},
             {"height", frame.blur.height},
-            {"blur", frame.blur.score}};
+            {"blur", frame.blur.score},
+            {"detail", std::round(100 * frame.detail) / 100}};
 }
 
 // Null when frames were not to be compared in a part, or there is only one.
@@ -83,7 +84,7 @@ Json toJson(const __tag_rect& rect) {
 
 Json pickJson(const Burst& burst) {
     const Ranking& ranking = burst.ranking;
-    Json json = {{"frames", Json::array()}};
+    Json json = {{"measure", measureName(burst.measured.measure)}, {"frames", Json::array()}};
     for (size_t i = 0; i < burst.measured.frames.size(); ++i) {
         Json frame = frameJson(burst.measured, i);
         frame["blur_whole"] = burst.measured.frames[i].wholeScore;
@@ -101,6 +102,7 @@ Json pickJson(const Burst& burst) {
     json["order"] = burst.measured.order;
     json["chosen"] = ranking.chosen;
     json["best"] = ranking.best;
+    json["best_by_detail"] = burst.bestByDetail ? Json(*burst.bestByDetail) : Json();
     return json;
 }
 
@@ -118,7 +120,7 @@ Json groupJson(double gap, std::span<const Burst> bursts) {
 }
 
 Json blurJson(const Measurement& measured) {
-    Json json = {{"frames", Json::array()}};
+    Json json = {{"measure", measureName(measured.measure)}, {"frames", Json::array()}};
     for (size_t i = 0; i < measured.frames.size(); ++i)
         json["frames"].push_back(frameJson(measured, i));
     json["order"] = measured.order;

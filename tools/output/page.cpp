@@ -159,8 +159,8 @@ private:
 
     std::string verdict() const {
         const auto best = static_cast<size_t>(burst_.ranking.best);
-        std::string verdict = fmt::format("Best: {}, {}.", link(best),
-                                          comparedWithMedian(measured_, measured_.frames[best]));
+        std::string verdict =
+            fmt::format("Best: {}, {}.", link(best), comparedWithMedian(measured_, best));
         if (measured_.frames.size() == 1)
             return verdict;
         verdict +=

@@ -15,8 +15,14 @@ std::string frameName(const Measurement& measured, const MeasuredFrame& frame);
 // In a video the frame's number, otherwise its index.
 int64_t frameNumber(const Measurement& measured, size_t index);
 
+// "sharpness", as in options and JSON.
+const char* measureName(Measure measure);
+
 // "5 % sharper than the median frame".
-std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& frame);
+std::string comparedWithMedian(const Measurement& measured, size_t frame);
+
+// That the detail names another best frame, in one line; nothing when it does not clearly.
+std::string detailSentence(const Burst& burst);
 
 // What became of the search for moving objects, in one line; nothing when none was made.
 std::string movingSentence(const Burst& burst);

@@ -85,17 +85,19 @@ std::string areaText(const MovingObject& object) {
 
 std::string bestSentence(const Burst& burst) {
     const Measurement& measured = burst.measured;
-    const MeasuredFrame& winner = measured.frames[static_cast<size_t>(burst.ranking.best)];
-    return fmt::format("Best: {}, {}; kept {} of {}.\n", frameName(measured, winner),
-                       comparedWithMedian(measured, winner), burst.ranking.chosen.size(),
+    const auto best = static_cast<size_t>(burst.ranking.best);
+    return fmt::format("Best: {}, {}; kept {} of {}.\n", frameName(measured, measured.frames[best]),
+                       comparedWithMedian(measured, best), burst.ranking.chosen.size(),
                        measured.frames.size());
 }
+
+std::string detailText(const MeasuredFrame& frame) { return fmt::format("{:.1f}", frame.detail); }
 
 Row pickRow(const Burst& burst, size_t i) {
     const Measurement& measured = burst.measured;
     const MeasuredFrame& frame = measured.frames[i];
     Row row = {std::to_string(frameNumber(measured, i)), placeText(measured, frame),
-               std::to_string(frame.blur.score)};
+               std::to_string(frame.blur.score), detailText(frame)};
     if (burst.moving) {
         row.push_back(objectText(burst.moving->ofFrames[i]));
         row.push_back(areaText(burst.moving->ofFrames[i]));
@@ -109,11 +111,11 @@ Row pickRow(const Burst& burst, size_t i) {
 std::string pickRows(std::span<const Burst> bursts, bool numbered,
                      std::span<const size_t> boldRows) {
     const bool video = bursts.front().measured.isVideo;
-    Row head = {"frame", video ? "time" : "file", "blur score", "chosen", "best"};
-    std::vector<char> left = {false, !video, false, true, true};
+    Row head = {"frame", video ? "time" : "file", "blur score", "detail", "chosen", "best"};
+    std::vector<char> left = {false, !video, false, false, true, true};
     if (bursts.front().moving) {
-        head.insert(head.begin() + 3, {"moving object", "area"});
-        left.insert(left.begin() + 3, {true, false});
+        head.insert(head.begin() + 4, {"moving object", "area"});
+        left.insert(left.begin() + 4, {true, false});
     }
     std::vector<Row> rows = {head};
     for (const Burst& burst : bursts)
@@ -207,17 +209,26 @@ int64_t frameNumber(const Measurement& measured, size_t i) {
     return measured.isVideo ? measured.frames[i].number : static_cast<int64_t>(i);
 }
 
-std::string comparedWithMedian(const Measurement& measured, const MeasuredFrame& best) {
+const char* measureName(Measure measure) {
+    return measure == Measure::detail ? "detail" : "sharpness";
+}
+
+std::string comparedWithMedian(const Measurement& measured, size_t best) {
     if (measured.frames.size() == 1)
         return "the only frame";
-    if (measured.medianScore == 0)
-        return best.blur.score == 0 ? "as flat as the median frame"
-                                    : "while the median frame is flat";
-    const double percent = (best.blur.score / measured.medianScore - 1) * 100;
+    if (measured.medianValue == 0)
+        return measured.value(best) == 0 ? "as flat as the median frame"
+                                         : "while the median frame is flat";
+    const double percent = (measured.value(best) / measured.medianValue - 1) * 100;
     const std::string amount =
         fmt::format("{:.{}f}", std::abs(percent), std::abs(percent) < 1 ? 1 : 0);
+    const bool byDetail = measured.measure == Measure::detail;
     if (amount == "0.0")
-        return "as sharp as the median frame";
+        return byDetail ? "with as much detail as the median frame"
+                        : "as sharp as the median frame";
+    if (byDetail)
+        return fmt::format("with {} % {} detail than the median frame", amount,
+                           percent > 0 ? "more" : "less");
     return amount + (percent > 0 ? " % sharper" : " % less sharp") + " than the median frame";
 }
 
@@ -233,6 +244,18 @@ std::string commonPartSentence(const Burst& burst) {
     return fmt::format("Compared: what all frames show, {} at {} of the first.\n",
                        sizeText(rect.right - rect.left, rect.bottom - rect.top),
                        pairText(rect.left, rect.top));
+}
+
+std::string detailSentence(const Burst& burst) {
+    if (!burst.bestByDetail)
+        return "";
+    const Measurement& measured = burst.measured;
+    const MeasuredFrame& other = measured.frames[*burst.bestByDetail];
+    const MeasuredFrame& best = measured.frames[static_cast<size_t>(burst.ranking.best)];
+    return fmt::format("By detail {} would be best: {:.1f}, and {:.1f} for {}. Noise or light may "
+                       "have decided; look at both.\n",
+                       frameName(measured, other), other.detail, best.detail,
+                       frameName(measured, best));
 }
 
 std::string movingSentence(const Burst& burst) {
@@ -265,7 +288,8 @@ std::string pickTable(const Burst& burst, const Notes& more) {
     const auto best = static_cast<size_t>(burst.ranking.best);
     const size_t boldRow = best + 1;
     return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + noteLines(more) +
-           commonPartSentence(burst) + movingSentence(burst) + bestSentence(burst);
+           commonPartSentence(burst) + movingSentence(burst) + detailSentence(burst) +
+           bestSentence(burst);
 }
 
 std::string groupTable(std::span<const Burst> bursts) {
@@ -278,8 +302,8 @@ std::string groupTable(std::span<const Burst> bursts) {
         row += burst.measured.frames.size();
         frames += burst.measured.frames.size();
         kept += burst.ranking.chosen.size();
-        for (const std::string& line :
-             {notes(burst.measured), commonPartSentence(burst), movingSentence(burst)})
+        for (const std::string& line : {notes(burst.measured), commonPartSentence(burst),
+                                        movingSentence(burst), detailSentence(burst)})
             if (!line.empty())
                 notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
     }
@@ -291,13 +315,13 @@ std::string groupTable(std::span<const Burst> bursts) {
 
 std::string blurTable(const Measurement& measured) {
     const bool video = measured.isVideo;
-    std::vector<Row> rows = {{"blur score", video ? "frame" : "file"}};
-    std::vector<char> left = {false, !video, false};
+    std::vector<Row> rows = {{"blur score", "detail", video ? "frame" : "file"}};
+    std::vector<char> left = {false, false, !video, false};
     if (video)
         rows[0].push_back("time");
     for (const size_t i : measured.order) {
         const MeasuredFrame& frame = measured.frames[i];
-        Row row = {std::to_string(frame.blur.score)};
+        Row row = {std::to_string(frame.blur.score), detailText(frame)};
         if (video)
             row.push_back(std::to_string(frame.number));
         row.push_back(placeText(measured, frame));
