@@ -1,6 +1,7 @@
 #include "analysis/burst.h"
 
 #include "analysis/changed_mask.h"
+#include "analysis/choice.h"
 #include "analysis/detail.h"
 #include "analysis/faces.h"
 #include "analysis/frame_measurer.h"
@@ -204,8 +205,10 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
         burst.moving = findObjects(first, open.lumas);
         engine.setMovingObjects(*burst.moving, first.blur.width, first.blur.height);
     }
-    burst.ranking = engine.rank(supplied, record, rules.keep, open.lumas.frames());
+    burst.ranking = engine.rank(supplied, record, rules.choice.keep, open.lumas.frames());
     burst.terms = termsOf(burst, scores);
+    burst.choice = rules.choice;
+    burst.ranking.chosen = chooseFrames(burst);
     if (rules.measure == Measure::sharpness)
         burst.bestByDetail = findBestByDetail(burst);
     if (burst.moving)

@@ -13,7 +13,7 @@ void sortByMeasure(Measurement& measured);
 // How a burst is ranked.
 struct RankingRules {
     FrameSelection frames;
-    int64_t keep = 1;
+    ChoiceRules choice;
     Measure measure = Measure::sharpness;
     std::string facesFile; // empty for none
     bool moving = false;

@@ -101,6 +101,16 @@ struct CommonPart {
     }
 };
 
+// How the frames to keep are chosen: the best of equal stretches of the burst, those with the
+// highest totals, or what the library says.
+enum class Choice : uint8_t { spread, sharpest, library };
+
+struct ChoiceRules {
+    int64_t keep = 1;
+    Choice choice = Choice::spread;
+    double minShare = 0; // of the best frame's score, per cent; what has less is not kept
+};
+
 struct Ranking {
     std::vector<int64_t> chosen; // ascending
     int64_t best;
@@ -164,6 +174,7 @@ struct Burst {
     std::optional<MovingObjects> moving;  // without masks; when they were asked for
     std::optional<CommonPart> commonPart; // of several frames, unless whole ones are asked for
     Ranking ranking = {};
+    ChoiceRules choice;
     std::vector<Terms> terms; // of each frame
     // The frame that the detail would name best, when it clearly has more than the best one.
     std::optional<size_t> bestByDetail;

@@ -289,9 +289,18 @@ void addPick(CLI::App& app, Invocation& invocation) {
     const auto [pick, options] = addCommand(
         app, invocation, "pick", "Rank a burst: the best frame, and which to keep", runPick);
     addFrameOptions(pick, options, invocation);
-    pick.add_option("--keep", options.keep, "How many frames to keep (1)")
+    pick.add_option("--keep", options.choice.keep, "How many frames to keep (1)")
         ->check(positive)
         ->type_name("K");
+    addChoice(
+        pick, "--choose", options.choice.choice,
+        {{"spread", Choice::spread}, {"sharpest", Choice::sharpest}, {"library", Choice::library}},
+        "Keep the best of equal stretches of the burst (spread), the best of all (sharpest), "
+        "or what the library chooses");
+    pick.add_option("--min-share", options.choice.minShare,
+                    "Keep no frame that has less than P % of the best one's score (0)")
+        ->check(CLI::Range(0.0, 100.0))
+        ->type_name("P");
     pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
         ->type_name("FILE");
     pick.add_flag("--moving", options.moving,

@@ -8,7 +8,7 @@
 #include <span>
 
 struct PickOptions : FrameOptions {
-    int64_t keep = 1;
+    ChoiceRules choice;
     std::string facesFile; // empty for none, as the other names
     bool moving = false;
     bool whole = false;
@@ -29,7 +29,7 @@ struct PickOptions : FrameOptions {
 
     RankingRules rules() const {
         return {.frames = frames,
-                .keep = keep,
+                .choice = choice,
                 .measure = measure,
                 .facesFile = facesFile,
                 .moving = moving,

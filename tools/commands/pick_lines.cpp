@@ -30,7 +30,7 @@ LineBurst parseLine(const JsonNode& line, PickOptions options) {
     }
     if (options.inputs.empty())
         line.get("files").fail("must not be empty");
-    for (const auto& [key, count] : {std::pair{"keep", &options.keep},
+    for (const auto& [key, count] : {std::pair{"keep", &options.choice.keep},
                                      {"every", &options.frames.every},
                                      {"max", &options.frames.max}})
         if (line.has(key))

@@ -100,6 +100,8 @@ Json pickJson(const Burst& burst) {
         json["moving_used"] = burst.moving->used;
     json["common_part"] = commonPartJson(burst.commonPart);
     json["order"] = burst.measured.order;
+    json["choose"] = choiceName(burst.choice.choice);
+    json["min_share"] = burst.choice.minShare;
     json["chosen"] = ranking.chosen;
     json["best"] = ranking.best;
     json["best_by_detail"] = burst.bestByDetail ? Json(*burst.bestByDetail) : Json();

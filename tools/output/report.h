@@ -30,6 +30,12 @@ std::string movingSentence(const Burst& burst);
 // Where the frames were compared, in one line; nothing when the camera stood still.
 std::string commonPartSentence(const Burst& burst);
 
+// "spread", as in options and JSON.
+const char* choiceName(Choice choice);
+
+// That fewer frames are kept than were asked for, in one line; nothing when that is not so.
+std::string choiceSentence(const Burst& burst);
+
 // "burst id", for example.
 const char* reasonText(GroupReason reason);
 

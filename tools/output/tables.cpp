@@ -258,6 +258,26 @@ std::string detailSentence(const Burst& burst) {
                        frameName(measured, best));
 }
 
+const char* choiceName(Choice choice) {
+    switch (choice) {
+    case Choice::sharpest: return "sharpest";
+    case Choice::library: return "library";
+    case Choice::spread: break;
+    }
+    return "spread";
+}
+
+std::string choiceSentence(const Burst& burst) {
+    const size_t kept = burst.ranking.chosen.size();
+    const auto wanted =
+        std::min(static_cast<size_t>(burst.choice.keep), burst.measured.frames.size());
+    if (kept == wanted)
+        return "";
+    return fmt::format("Note: only {} of {} are kept, since no other has {} % of the best one's "
+                       "score.\n",
+                       kept, counted(wanted, "frame"), burst.choice.minShare);
+}
+
 std::string movingSentence(const Burst& burst) {
     if (!burst.moving)
         return "";
@@ -289,7 +309,7 @@ std::string pickTable(const Burst& burst, const Notes& more) {
     const size_t boldRow = best + 1;
     return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + noteLines(more) +
            commonPartSentence(burst) + movingSentence(burst) + detailSentence(burst) +
-           bestSentence(burst);
+           choiceSentence(burst) + bestSentence(burst);
 }
 
 std::string groupTable(std::span<const Burst> bursts) {
@@ -302,8 +322,9 @@ std::string groupTable(std::span<const Burst> bursts) {
         row += burst.measured.frames.size();
         frames += burst.measured.frames.size();
         kept += burst.ranking.chosen.size();
-        for (const std::string& line : {notes(burst.measured), commonPartSentence(burst),
-                                        movingSentence(burst), detailSentence(burst)})
+        for (const std::string& line :
+             {notes(burst.measured), commonPartSentence(burst), movingSentence(burst),
+              detailSentence(burst), choiceSentence(burst)})
             if (!line.empty())
                 notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
     }

@@ -258,7 +258,7 @@ def pick_files(inputs: Union[StrPath, Sequence[StrPath]], keep: int = 1, *,
     inputs : path, or sequence of paths
         A folder, picture files, or one video.
     keep : int
-        How many frames to keep.
+        How many frames to keep, spread over the burst.
     faces : path, optional
         A JSON file with the faces of every frame.
     moving : bool

@@ -132,7 +132,7 @@ py::tuple pickFiles(const std::vector<Path>& inputs, int64_t keep, const Path& f
     {
         const py::gil_scoped_release released;
         const RankingRules rules = {.frames = selectionOf(every, most, skipBad),
-                                    .keep = keep,
+                                    .choice = {.keep = keep},
                                     .facesFile = facesFile,
                                     .moving = moving};
         Progress progress(nullptr);
