@@ -10,9 +10,19 @@
 
 namespace {
 
-constexpr int32_t thumbnailSide = 400; // twice what the page shows, for dense screens
-constexpr int thumbnailQuality = 75;
-constexpr int32_t largestCrop = 320; // two fit side by side, and one on a phone
+// In base64 and with its text, a page has at most 25 kB for each picture.
+constexpr size_t pageBytes = 25'000;
+constexpr size_t frameTextBytes = 3'500;
+constexpr size_t coverBytes = 3'000;
+constexpr size_t thumbnailBytes = 8'000;
+constexpr size_t largestCutOutBytes = 18'000;
+constexpr size_t leastCutOutBytes = 6'000;
+
+constexpr int32_t thumbnailSide = 320; // more than the page shows, for dense screens
+constexpr int32_t coverSide = 160;
+constexpr int32_t largestCutOut = 320; // two fit side by side, and one on a phone
+constexpr int32_t leastCutOut = 128;
+constexpr int cutOutQuality = 85;
 
 // What the second frame shows of the same thing.
 __tag_rect shiftedBy(const __tag_rect& rect, const Shift& shift) {
@@ -26,92 +36,208 @@ Shift findShift(LumaImage& first, LumaImage& second) {
     return alignment.fits ? alignment.shift : Shift{0, 0};
 }
 
+// The same thing in two frames, whose rectangles have one size.
 struct Place {
     __tag_rect first;
     __tag_rect second;
-    int64_t firstScore;
-    int64_t secondScore;
+    int64_t firstScore = 0;
+    int64_t secondScore = 0;
 };
+
+void measure(Place& place, LumaImage& first, LumaImage& second) {
+    place.firstScore = measurePart(first, place.first);
+    place.secondScore = measurePart(second, place.second);
+}
+
+bool isInside(const __tag_rect& rect, const LumaImage& luma) {
+    return rect.left >= 0 && rect.top >= 0 && rect.right <= luma.width &&
+           rect.bottom <= luma.height;
+}
 
 // Looks at overlapping rectangles that lie in both frames.
 std::optional<Place> findLargestDifference(LumaImage& first, LumaImage& second) {
-    const int32_t width = std::min(largestCrop, first.width & ~3);
-    const int32_t height = std::min(largestCrop, first.height & ~3);
+    const int32_t width = std::min(largestCutOut, first.width & ~3);
+    const int32_t height = std::min(largestCutOut, first.height & ~3);
     const bool isWhole = width == (first.width & ~3) && height == (first.height & ~3);
     const Shift shift = isWhole ? Shift{0, 0} : findShift(first, second);
     std::optional<Place> found;
     int64_t largest = -1;
     for (int32_t y = 0; y + height <= first.height; y += std::max(4, height / 16 * 4))
         for (int32_t x = 0; x + width <= first.width; x += std::max(4, width / 16 * 4)) {
-            const __tag_rect here = {x, y, x + width, y + height};
-            const __tag_rect there = shiftedBy(here, shift);
-            if (std::min(there.left, there.top) < 0 || there.right > second.width ||
-                there.bottom > second.height)
+            Place place = {.first = {x, y, x + width, y + height}, .second = {}};
+            place.second = shiftedBy(place.first, shift);
+            if (!isInside(place.second, second))
                 continue;
-            const int64_t a = measurePart(first, here), b = measurePart(second, there);
-            if (std::abs(a - b) > largest) {
-                largest = std::abs(a - b);
-                found = Place{here, there, a, b};
+            measure(place, first, second);
+            const int64_t difference = std::abs(place.firstScore - place.secondScore);
+            if (difference > largest) {
+                largest = difference;
+                found = place;
             }
         }
     return found;
 }
 
-std::string crop(const BgrPicture& picture, const __tag_rect& rect) {
+// A rectangle of this size in the middle of another one, but inside the picture.
+__tag_rect centred(const __tag_rect& around, int32_t width, int32_t height, const LumaImage& luma) {
+    const auto begin = [](int32_t from, int32_t to, int32_t length, int32_t side) {
+        return std::clamp((from + to - length) / 2, 0, side - length);
+    };
+    const int32_t left = begin(around.left, around.right, width, luma.width);
+    const int32_t top = begin(around.top, around.bottom, height, luma.height);
+    return {left, top, left + width, top + height};
+}
+
+// What moves, in both frames.
+Place placeOfObjects(const __tag_rect& first, const __tag_rect& second, LumaImage& firstLuma,
+                     LumaImage& secondLuma) {
+    const auto side = [](int32_t a, int32_t b, int32_t most) {
+        const int32_t wanted = std::clamp(std::max(a, b) * 5 / 4, leastCutOut, largestCutOut);
+        return std::min(wanted, most) & ~3;
+    };
+    const int32_t width =
+        side(first.right - first.left, second.right - second.left, firstLuma.width);
+    const int32_t height =
+        side(first.bottom - first.top, second.bottom - second.top, firstLuma.height);
+    Place place = {.first = centred(first, width, height, firstLuma),
+                   .second = centred(second, width, height, secondLuma)};
+    measure(place, firstLuma, secondLuma);
+    return place;
+}
+
+std::string cutOut(const BgrPicture& picture, const __tag_rect& rect) {
     PixelsView view = picture.view();
     view.data += rect.top * view.pitch + 3 * int64_t{rect.left};
     view.width = rect.right - rect.left;
     view.height = rect.bottom - rect.top;
-    return encodePicture(view, FileFormat::jpeg);
+    return encodePicture(view, FileFormat::jpeg, cutOutQuality);
 }
 
-// Makes the comparison of a ranked burst from its two frames.
+// The bytes that each of so many cut-outs may have.
+size_t cutOutBytes(const ContactSheet& sheet, size_t count) {
+    const size_t most = sheet.shown.size() * (pageBytes - frameTextBytes) / 4 * 3;
+    size_t used = coverBytes;
+    for (const auto& [frame, thumbnail] : sheet.thumbnails)
+        used += thumbnail.jpeg.size();
+    return std::clamp(used < most ? (most - used) / count : 0, leastCutOutBytes,
+                      largestCutOutBytes);
+}
+
+// Makes the comparisons of a ranked burst from its frames.
 class BurstComparer {
 public:
-    explicit BurstComparer(const Burst& burst) : measured_(burst.measured) {
-        const std::vector<size_t>& order = measured_.order;
-        best_.frame = static_cast<size_t>(burst.ranking.best);
-        other_.frame = order.back() == best_.frame ? order.front() : order.back();
+    explicit BurstComparer(const Burst& burst) : burst_(burst) {
+        const std::vector<size_t>& order = burst.measured.order;
+        const MeasuredFrame& size = burst.measured.frames.front();
+        if (order.size() < 2 || std::min(size.width, size.height) < 8)
+            return;
+        best_ = static_cast<size_t>(burst.ranking.best);
+        others_.emplace_back(secondBest(), Comparison::Role::secondBest);
+        const bool bestIsLeast = order.back() == best_;
+        const size_t last = bestIsLeast ? order.front() : order.back();
+        if (last != others_.front().first)
+            others_.emplace_back(last, bestIsLeast ? Comparison::Role::sharpest
+                                                   : Comparison::Role::leastSharp);
+        sides_[best_];
+        for (const auto& [frame, role] : others_)
+            sides_[frame];
     }
 
-    // Nothing can be compared in a burst of one frame or of frames below 8 pixels.
+    // None when nothing can be compared.
     std::set<size_t> frames() const {
-        const MeasuredFrame& size = measured_.frames.front();
-        if (best_.frame == other_.frame || std::min(size.width, size.height) < 8)
-            return {};
-        return {best_.frame, other_.frame};
+        std::set<size_t> frames;
+        for (const auto& [frame, side] : sides_)
+            frames.insert(frame);
+        return frames;
     }
 
-    void take(size_t index, const AVFrame& pixels, PhaseTimes& times) {
-        Side& side = index == best_.frame ? best_ : other_;
-        const std::string& path = measured_.frames[index].path;
+    // Different frames may come at the same time.
+    void take(size_t frame, const AVFrame& pixels, PhaseTimes& times) {
+        Side& side = sides_.at(frame);
+        const std::string& path = burst_.measured.frames[frame].path;
         ImageViewer viewer;
         side.luma = copyLuma(viewer.view(pixels, path, times).image);
         side.colours = ColourPicture::of(pixels, path, times).whole(times);
     }
 
-    // Once both frames were taken. Nothing when no cut-out shows the same in both.
-    std::optional<Comparison> compare(PhaseTimes& times) {
+    // Once all frames were taken. What is not shown by both frames is left out.
+    std::vector<Comparison> compare(PhaseTimes& times) {
         const PhaseTimer timer(times.library);
-        const std::optional<Place> place = findLargestDifference(best_.luma, other_.luma);
-        if (!place)
-            return std::nullopt;
-        return Comparison{
-            {best_.frame, place->first, place->firstScore, crop(best_.colours, place->first)},
-            {other_.frame, place->second, place->secondScore, crop(other_.colours, place->second)}};
+        std::vector<Comparison> comparisons;
+        const size_t second = others_.front().first;
+        const bool hasObjects =
+            burst_.moving && burst_.moving->used && object(best_).found && object(second).found;
+        const size_t most = cutOutBytes(burst_.sheet, 2 * (others_.size() + (hasObjects ? 1 : 0)));
+        Side& best = sides_.at(best_);
+        if (hasObjects)
+            comparisons.push_back(cutOuts(second, Comparison::Role::secondBest, true, most,
+                                          placeOfObjects(object(best_).rect, object(second).rect,
+                                                         best.luma, sides_.at(second).luma)));
+        for (const auto& [frame, role] : others_)
+            if (const auto place = findLargestDifference(best.luma, sides_.at(frame).luma))
+                comparisons.push_back(cutOuts(frame, role, false, most, *place));
+        return comparisons;
     }
 
 private:
     struct Side {
-        size_t frame;
         LumaImage luma;
         BgrPicture colours;
     };
 
-    const Measurement& measured_;
-    Side best_ = {};
-    Side other_ = {};
+    const MovingObject& object(size_t frame) const { return burst_.moving->ofFrames[frame]; }
+
+    size_t secondBest() const {
+        size_t second = best_ == 0 ? 1 : 0;
+        for (size_t i = 0; i < burst_.terms.size(); ++i)
+            if (i != best_ && burst_.terms[i].total > burst_.terms[second].total)
+                second = i;
+        return second;
+    }
+
+    // Of at most `most` bytes each: where the place takes more, of its middle.
+    Comparison cutOuts(size_t frame, Comparison::Role role, bool ofObject, size_t most,
+                       Place place) {
+        Side& best = sides_.at(best_);
+        Side& other = sides_.at(frame);
+        for (;;) {
+            Comparison comparison = {
+                role,
+                ofObject,
+                {best_, place.first, place.firstScore, cutOut(best.colours, place.first)},
+                {frame, place.second, place.secondScore, cutOut(other.colours, place.second)}};
+            const int32_t width = place.first.right - place.first.left;
+            const int32_t height = place.first.bottom - place.first.top;
+            const size_t bytes =
+                std::max(comparison.best.jpeg.size(), comparison.other.jpeg.size());
+            if (bytes <= most || std::max(width, height) <= leastCutOut)
+                return comparison;
+            const auto smaller = [](int32_t side) {
+                return std::max(std::min(side, leastCutOut), side * 7 / 10) & ~3;
+            };
+            place.first = centred(place.first, smaller(width), smaller(height), best.luma);
+            place.second = centred(place.second, smaller(width), smaller(height), other.luma);
+            measure(place, best.luma, other.luma);
+        }
+    }
+
+    const Burst& burst_;
+    size_t best_ = 0;
+    std::vector<std::pair<size_t, Comparison::Role>> others_;
+    std::map<size_t, Side> sides_;
 };
+
+// Of lower quality where it would take more bytes.
+std::string encodeWithin(size_t most, const BgrPicture& picture) {
+    constexpr int best = 80, least = 20, step = 15;
+    std::string jpeg;
+    for (int quality = best; quality >= least; quality -= step) {
+        jpeg = encodePicture(picture.view(), FileFormat::jpeg, quality);
+        if (jpeg.size() <= most)
+            break;
+    }
+    return jpeg;
+}
 
 void putOnSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail) {
     if (thumbnail)
@@ -123,10 +249,9 @@ void putOnSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thum
 std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& name,
                                        PhaseTimes& times) {
     try {
-        const BgrPicture picture =
-            ColourPicture::of(frame, name, times).thumbnail(thumbnailSide, times);
-        return Thumbnail{picture.width, picture.height,
-                         encodePicture(picture.view(), FileFormat::jpeg, thumbnailQuality)};
+        BgrPicture picture = ColourPicture::of(frame, name, times).thumbnail(thumbnailSide, times);
+        return Thumbnail{picture.width, picture.height, encodeWithin(thumbnailBytes, picture),
+                         encodeWithin(coverBytes, reduced(picture, coverSide, times))};
     } catch (const BadPicture&) {
         return std::nullopt;
     }
@@ -145,7 +270,7 @@ void offerToSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> th
     putOnSheet(sheet, index, std::move(thumbnail));
 }
 
-void addPagePictures(Burst& burst, bool compares, PhaseTimes& times) {
+void addPagePictures(Burst& burst, PhaseTimes& times) {
     ContactSheet& sheet = burst.sheet;
     for (const auto& [frame, thumbnail] : sheet.thumbnails)
         sheet.shown.insert(frame);
@@ -157,13 +282,13 @@ void addPagePictures(Burst& burst, bool compares, PhaseTimes& times) {
     sheet.shown.insert(missing.begin(), missing.end());
 
     BurstComparer comparer(burst);
-    const std::set<size_t> compared = compares ? comparer.frames() : std::set<size_t>{};
+    const std::set<size_t> compared = comparer.frames();
     std::set<size_t> wanted = missing;
     wanted.insert(compared.begin(), compared.end());
     const std::vector<size_t> indices(wanted.begin(), wanted.end());
     const auto look = [&](size_t index, const AVFrame& pixels, PhaseTimes& used) -> InTurn {
         if (compared.contains(index))
-            comparer.take(index, pixels, used); // its own side
+            comparer.take(index, pixels, used);
         if (!missing.contains(index))
             return [] {};
         return
@@ -173,5 +298,5 @@ void addPagePictures(Burst& burst, bool compares, PhaseTimes& times) {
     };
     rereadFrames(burst.measured, indices, times, look);
     if (!compared.empty())
-        burst.comparison = comparer.compare(times);
+        burst.comparisons = comparer.compare(times);
 }

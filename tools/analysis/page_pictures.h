@@ -18,5 +18,5 @@ std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& 
 void offerToSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail);
 
 // Adds to a ranked burst what a page shows beyond the frames that were pictured as they went by:
-// the best and the kept ones, and on request the comparison. Their frames are decoded again.
-void addPagePictures(Burst& burst, bool compares, PhaseTimes& times);
+// the best and the kept ones, and comparisons of the best one. Their frames are decoded again.
+void addPagePictures(Burst& burst, PhaseTimes& times);

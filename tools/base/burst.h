@@ -141,6 +141,7 @@ struct Thumbnail {
     int32_t width;
     int32_t height;
     std::string jpeg;
+    std::string cover; // smaller, for lists of bursts
 };
 
 // The small pictures of a burst: of a long one every `step`th frame, and those that matter.
@@ -151,17 +152,19 @@ struct ContactSheet {
     std::set<size_t> shown;                 // also frames that have no thumbnail
 };
 
-// The best frame of a burst beside another, cut out in their full size where their sharpness
-// differs most.
+// The best frame of a burst beside another, cut out in their full size.
 struct Comparison {
+    enum class Role : uint8_t { secondBest, leastSharp, sharpest };
     struct Side {
         size_t frame;
         __tag_rect rect; // in this frame's pixels
         int64_t score;   // blur score of the rectangle
         std::string jpeg;
     };
+    Role role;     // of the other frame
+    bool ofObject; // what moves, otherwise the place where the sharpness differs most
     Side best;
-    Side other; // the least sharp frame, or the sharpest when that is the best
+    Side other;
 };
 
 // Why grouped pictures are one burst; a later one counts more.
@@ -183,7 +186,7 @@ struct Burst {
     std::string startZone; // "+02:00"; empty when it is not known
     size_t fileTimes = 0;  // grouped frames whose time is that of their file
     ContactSheet sheet;    // for a page
-    std::optional<Comparison> comparison;
+    std::vector<Comparison> comparisons;
 
     bool isChosen(size_t frame) const {
         return std::binary_search(ranking.chosen.begin(), ranking.chosen.end(),

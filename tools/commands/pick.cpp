@@ -4,6 +4,7 @@
 #include "analysis/page_pictures.h"
 #include "base/error.h"
 #include "base/in_order.h"
+#include "output/html.h"
 #include "output/page.h"
 #include "output/report.h"
 
@@ -146,25 +147,35 @@ std::string pageTitle(const PickOptions& options) {
                        more > 0 ? fmt::format(" and {} more", more) : "");
 }
 
-std::string pageOf(const PickOptions& options, std::vector<Burst>& bursts, PhaseTimes& times) {
-    ReportPage page(bursts.size());
+// On the page a picture is called by its path from there.
+void nameFromPage(Burst& burst, const std::string& page) {
+    const std::string folder = fs::absolute(page).parent_path();
+    for (MeasuredFrame& frame : burst.measured.frames)
+        if (frame.name.find('/') != std::string::npos)
+            frame.name = pathFrom(folder, frame.path);
+}
+
+std::vector<PageFile> pagesOf(const PickOptions& options, std::vector<Burst>& bursts,
+                              const Notes& notes, PhaseTimes& times) {
+    Report report(options.reportFile, pageTitle(options), bursts.size());
     const auto picture = [&](size_t number, PhaseTimes& used) {
-        addPagePictures(bursts[number], showsComparison(number), used);
+        addPagePictures(bursts[number], used);
     };
     const auto add = [&](size_t number) {
         Burst& burst = bursts[number];
-        page.add(burst);
+        nameFromPage(burst, options.reportFile);
+        report.add(burst);
         burst.sheet = {};
-        burst.comparison.reset();
+        burst.comparisons = {};
     };
-    constexpr size_t most = 4; // each may hold two frames in colour
+    constexpr size_t most = 3; // each may hold three frames in colour
     processInOrder(times, indicesBelow(bursts.size()), picture, add, most);
-    return page.html(pageTitle(options), bursts);
+    return report.files(bursts, notes);
 }
 
 // All of the files or none.
-void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, PhaseTimes& times) {
-    const bool reports = !options.reportFile.empty();
+void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, const Notes& notes,
+                PhaseTimes& times) {
     const bool exports = !options.copyTo.empty() || !options.linkTo.empty();
     std::vector<Export> planned;
     if (exports)
@@ -172,12 +183,12 @@ void writeFiles(const PickOptions& options, std::vector<Burst>& bursts, PhaseTim
     std::vector<OutputFile> sidecars;
     if (options.xmp)
         sidecars = planSidecars(options, bursts);
-    std::string page;
-    if (reports)
-        page = pageOf(options, bursts, times);
+    std::vector<PageFile> pages;
+    if (!options.reportFile.empty())
+        pages = pagesOf(options, bursts, notes, times);
     StagedFiles files;
-    if (reports)
-        files.addFile({options.reportFile, std::move(page), options.force});
+    for (PageFile& page : pages)
+        files.addFile({page.path, std::move(page.html), options.force});
     if (exports)
         addExport(options, planned, files, times);
     for (const OutputFile& sidecar : sidecars)
@@ -207,7 +218,7 @@ Output runPick(const PickOptions& options, PhaseTimes& times) {
     if (bursts.empty())
         throw InputError(options.inputs.front(), "no frame could be read");
     output.text = textOf(options, bursts, notes, output.skipped);
-    writeFiles(options, bursts, times);
+    writeFiles(options, bursts, notes, times);
     return output;
 }
 

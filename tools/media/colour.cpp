@@ -52,7 +52,34 @@ BgrPicture resize(const __tag_KIRO_OFFSCREEN& image, int32_t width, int32_t heig
     return result;
 }
 
+// The library's resizing skips pixels below half the size, and takes the mean of four at exactly
+// half. So the picture is halved, without an odd last column or row, as often as it can be.
+BgrPicture reduce(__tag_KIRO_OFFSCREEN image, int32_t side, PhaseTimes& times) {
+    const int32_t longer = std::max(image.width, image.height);
+    const double scale = std::min(1.0, static_cast<double>(side) / longer);
+    const auto scaled = [&](int32_t length) {
+        return std::max(1, static_cast<int32_t>(std::lround(length * scale)));
+    };
+    const int32_t thumbWidth = scaled(image.width), thumbHeight = scaled(image.height);
+    BgrPicture picture;
+    do {
+        const bool halvesX = image.width / 2 >= thumbWidth,
+                   halvesY = image.height / 2 >= thumbHeight;
+        const bool last = !halvesX && !halvesY;
+        image.width -= halvesX ? image.width % 2 : 0;
+        image.height -= halvesY ? image.height % 2 : 0;
+        picture = resize(image, last ? thumbWidth : image.width / (halvesX ? 2 : 1),
+                         last ? thumbHeight : image.height / (halvesY ? 2 : 1), times);
+        image = viewOf(picture);
+    } while (image.width != thumbWidth || image.height != thumbHeight);
+    return picture;
+}
+
 } // namespace
+
+BgrPicture reduced(BgrPicture& picture, int32_t side, PhaseTimes& times) {
+    return reduce(viewOf(picture), side, times);
+}
 
 ColourPicture ColourPicture::read(const std::string& path, PhaseTimes& times) {
     return of(*readPicture(path, {}, times).pixels, path, times);
@@ -88,26 +115,6 @@ BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& tim
     return resize(image_, width, height, times);
 }
 
-// The library's resizing skips pixels below half the size, and takes the mean of four at exactly
-// half. So the picture is halved, without an odd last column or row, as often as it can be.
 BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
-    const int32_t longer = std::max(width(), height());
-    const double scale = std::min(1.0, static_cast<double>(side) / longer);
-    const auto scaled = [&](int32_t length) {
-        return std::max(1, static_cast<int32_t>(std::lround(length * scale)));
-    };
-    const int32_t thumbWidth = scaled(width()), thumbHeight = scaled(height());
-    __tag_KIRO_OFFSCREEN image = image_;
-    BgrPicture picture;
-    do {
-        const bool halvesX = image.width / 2 >= thumbWidth,
-                   halvesY = image.height / 2 >= thumbHeight;
-        const bool last = !halvesX && !halvesY;
-        image.width -= halvesX ? image.width % 2 : 0;
-        image.height -= halvesY ? image.height % 2 : 0;
-        picture = resize(image, last ? thumbWidth : image.width / (halvesX ? 2 : 1),
-                         last ? thumbHeight : image.height / (halvesY ? 2 : 1), times);
-        image = viewOf(picture);
-    } while (image.width != thumbWidth || image.height != thumbHeight);
-    return picture;
+    return reduce(image_, side, times);
 }

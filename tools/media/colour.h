@@ -22,6 +22,10 @@ struct BgrPicture {
     }
 };
 
+// Reduced to a longer side of `side` pixels, each a mean of those that it stands for; a smaller
+// picture keeps its size.
+BgrPicture reduced(BgrPicture& picture, int32_t side, PhaseTimes& times);
+
 // A picture with its colour, in a format that `ImageResize_BL_ToBGR24` takes.
 class ColourPicture {
 public:
@@ -39,8 +43,7 @@ public:
     // All pixels in their size.
     BgrPicture whole(PhaseTimes& times) const { return resized(width(), height(), times); }
 
-    // Reduced to a longer side of `side` pixels, each a mean of those that it stands for; a smaller
-    // picture keeps its size.
+    // The same, reduced.
     BgrPicture thumbnail(int32_t side, PhaseTimes& times) const;
 
 private:
