@@ -8,6 +8,8 @@
 #include "media/picture.h"
 #include "output/report.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sys/stat.h>
 
 namespace {

@@ -3,7 +3,6 @@ import json
 import os
 import pathlib
 import shutil
-import sqlite3
 import tempfile
 import time
 
@@ -24,17 +23,13 @@ SIDECAR = """<?xpacket begin="\ufeff" id="W5M0MpCehiHzreSzNTczkc9d"?>
 """
 
 
-def _kept(database, companions):
+def _kept(base, companions):
     """The kept files, with their companions if asked for, and whether they are best."""
     choices = "JOIN choices USING (frame) JOIN bursts ON bursts.burst = choices.burst"
     query = f"SELECT path, best, start FROM frames {choices}"
     if companions:
         query += f" UNION ALL SELECT path, best, start FROM companions {choices}"
-    base = sqlite3.connect(database)
-    try:
-        yield from base.execute(query + " ORDER BY 1")
-    finally:
-        base.close()
+    yield from base.execute(query + " ORDER BY 1")
 
 
 def _make(target, make):
@@ -50,7 +45,7 @@ def _make(target, make):
 def _plan(out, xmp, link_to, copy_to):
     """Pairs of a target and what makes it at a path."""
     # The sidecar of a raw file is that of the picture beside it.
-    for path, best, start in _kept(RunFolder(out).database, companions=not xmp):
+    for path, best, start in _kept(RunFolder(out).open_database(), companions=not xmp):
         if "://" in path:
             raise ArchiveError(f"{path}: lies elsewhere; apply needs files of this machine")
         source = pathlib.Path(path).absolute()

@@ -1,6 +1,7 @@
 """Where batches are ranked: on this machine, or on a cluster that exists."""
 import contextlib
 import os
+import tempfile
 
 from .error import ArchiveError
 
@@ -34,6 +35,9 @@ def connect(scheduler=None, slurm=False, processes=None, memory=None):
                      # A batch whose worker died is divided at once, and tried again.
                      "distributed.scheduler.allowed-failures": 0})
     with contextlib.ExitStack() as stack:
+        # Of this run alone, so that nothing of a killed one is in the way.
+        dask.config.set({"temporary-directory": stack.enter_context(
+            tempfile.TemporaryDirectory(prefix="kelvane-"))})
         if scheduler:
             target = scheduler
         elif slurm:

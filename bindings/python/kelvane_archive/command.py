@@ -27,6 +27,8 @@ def _apply(given):
     from .apply import apply, undo
     if given.undo:
         undo(given.undo, given.yes)
+    elif not given.out:
+        raise ArchiveError("apply needs the DIR of a run")
     else:
         apply(given.out, given.yes, xmp=given.xmp, link_to=given.link_to, copy_to=given.copy_to)
 

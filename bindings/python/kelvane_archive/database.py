@@ -44,10 +44,9 @@ CREATE INDEX errors_of_line ON errors (name);
 """
 
 
-def _places(folder, keys):
-    """Where the newest answer of each key is. Only places are held in memory."""
-    wanted = set(keys.values())
-    return {key: place for key, place, _ in folder.answers() if key in wanted}
+def _places(folder):
+    """Where the answer of each key is. Only places are held in memory."""
+    return {key: place for key, place, _ in folder.answers()}
 
 
 def _answer_at(place, files):
@@ -96,9 +95,12 @@ class _Writer:
                                    (self._frame, self._burst, int(frame["best"])))
 
 
-def build(folder, keys):
-    """Makes the database anew from the list and the parts: the same for the same answers."""
-    places, files = _places(folder, keys), {}
+def build(folder, ranking_text):
+    """Makes the database anew from the list and the parts: the same for the same answers.
+
+    Returns the number of bursts in the list.
+    """
+    places, files, lines = _places(folder), {}, 0
     temporary = folder.path / ".archive.sqlite.part"
     temporary.unlink(missing_ok=True)
     base = sqlite3.connect(temporary)
@@ -109,11 +111,13 @@ def build(folder, keys):
             for problem in folder.read_manifest()["left_out"]:
                 path, _, reason = problem.removeprefix("kelvane: ").partition(": skipped: ")
                 writer.error(None, path, reason)
-            for line in folder.bursts():
-                writer.add(line, _answer_at(places[keys[line["id"]]], files))
+            for line, key in folder.keyed_bursts(ranking_text):
+                writer.add(line, _answer_at(places[key], files))
+                lines += 1
     finally:
         base.close()
         for file in files.values():
             file.close()
     os.replace(temporary, folder.database)
     sync_folder(folder.path)
+    return lines

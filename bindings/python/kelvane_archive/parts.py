@@ -3,6 +3,7 @@ import fcntl
 import hashlib
 import json
 import pathlib
+import sqlite3
 
 from .error import ArchiveError
 from .files import written_whole
@@ -25,10 +26,10 @@ class RunFolder:
         self.list = self.path / "list.jsonl"
         self.manifest = self.path / "manifest.json"
         self.database = self.path / "archive.sqlite"
-        self.parts.mkdir(parents=True, exist_ok=True)
 
     def lock(self):
-        """Refuses a second run in this folder; the lock ends with the process."""
+        """Makes the folder, and refuses a second run in it; the lock ends with the process."""
+        self.parts.mkdir(parents=True, exist_ok=True)
         self._lock = open(self.path / ".lock", "w")
         try:
             fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
@@ -67,6 +68,16 @@ class RunFolder:
             return json.loads(self.manifest.read_text())
         except OSError as error:
             raise ArchiveError(f"{self.path}: no run has begun here: {error.strerror}") from error
+
+    def open_database(self):
+        if not self.database.exists():
+            raise ArchiveError(f"{self.path}: has no database; let a run end first")
+        base = sqlite3.connect(self.database)
+        base.row_factory = sqlite3.Row
+        return base
+
+    def keyed_bursts(self, ranking_text):
+        return ((burst, burst_key(burst, ranking_text)) for burst in self.bursts())
 
     def bursts(self):
         with open(self.list, encoding="utf-8") as file:

@@ -2,10 +2,8 @@
 import html
 import itertools
 import pathlib
-import sqlite3
 
 from . import thumbnails
-from .error import ArchiveError
 from .files import written_whole
 from .parts import RunFolder
 
@@ -123,14 +121,11 @@ def _write_pages(base, folder):
 def write_report(out, tool, processes=None):
     """Makes the pages and their small pictures in `out`/report; returns how many pages."""
     run = RunFolder(out)
-    if not run.database.exists():
-        raise ArchiveError(f"{out}: no database yet; let a run end first")
+    base = run.open_database()
     folder = run.path / "report"
     folder.mkdir(exist_ok=True)
     for old in folder.glob("*.html"):
         old.unlink()
-    base = sqlite3.connect(run.database)
-    base.row_factory = sqlite3.Row
     pictures = ((path, (width, height)) for path, width, height in
                 base.execute("SELECT path, width, height FROM frames"))
     thumbnails.make_all(pictures, folder, tool, processes)

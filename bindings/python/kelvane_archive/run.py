@@ -1,5 +1,6 @@
 """A run: from a list of bursts to an answer for each, exactly once."""
 import json
+import sys
 import time
 
 from . import batches, worker
@@ -103,23 +104,30 @@ def run(source, out, *, tool, list_options=(), pick_options=(), size=batches.Bat
     folder.write_manifest(**facts, state="running")
     ranking_text = json.dumps([list(pick_options), tool_version])
     answered = {key for key, _, _ in folder.answers()}
-    keys = {burst["id"]: burst_key(burst, ranking_text) for burst in folder.bursts()}
-    todo = [burst for burst in folder.bursts() if keys[burst["id"]] not in answered]
-    progress, parts = Progress(len(todo)), _Parts(folder)
-    if todo:
+    errors = 0
+    if todo := sum(key not in answered for _, key in folder.keyed_bursts(ranking_text)):
         with connect(memory=memory, **where) as (client, limit):
-            print(f"{len(todo)} of {len(keys)} bursts to rank; dashboard (needs bokeh): "
-                  f"{client.dashboard_link}", file=progress._stream)
+            print(f"{todo} bursts to rank, {len(answered)} answers are here; dashboard (needs bokeh): "
+                  f"{client.dashboard_link}", file=sys.stderr)
             ranking = worker.Ranking(tool, ("--skip-bad", *pick_options), limit, patience, scratch)
             engine = Engine(client, worker.rank, ranking)
-            try:
-                for burst, answer in engine.results(batches.cut(todo, size)):
-                    parts.add(keys[burst["id"]], answer)
-                    progress.add(burst, answer)
-            finally:
-                parts.write()
-                progress.end()
-    build(folder, keys)
-    folder.write_manifest(**facts, state="complete", bursts=len(keys),
+            waiting = (burst for burst, key in folder.keyed_bursts(ranking_text)
+                       if key not in answered)
+            errors = _collect(folder, engine.results(batches.cut(waiting, size)), ranking_text, todo)
+    total = build(folder, ranking_text)
+    folder.write_manifest(**facts, state="complete", bursts=total,
                           parts={part.name: part.stat().st_size for part in folder.part_files()})
-    return len(keys), progress.errors
+    return total, errors
+
+
+def _collect(folder, results, ranking_text, total):
+    """Keeps the answers as they come; returns how many errors they have."""
+    progress, parts = Progress(total), _Parts(folder)
+    try:
+        for burst, answer in results:
+            parts.add(burst_key(burst, ranking_text), answer)
+            progress.add(burst, answer)
+    finally:
+        parts.write()
+        progress.end()
+    return progress.errors

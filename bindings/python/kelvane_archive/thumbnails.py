@@ -51,7 +51,7 @@ def make(job):
     try:
         try:
             _by_pillow(path, temporary)
-        except (OSError, ValueError, SyntaxError):  # what Pillow does not read
+        except Exception:  # whatever Pillow raises for files that it does not read
             _by_tool(path, temporary, size, tool)
         os.replace(temporary, target)
         return True
