@@ -1,7 +1,7 @@
 """What is measured in, and made of, one picture."""
 from __future__ import annotations
 
-from typing import Any, Optional, Sequence, Tuple, Union
+from typing import Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -279,11 +279,6 @@ def threshold_bitmap(image: ImageLike, threshold: Optional[int] = None, *,
     ----------
     Ward (2003), Fast, robust image registration for compositing high dynamic range photographs.
     """
-    given: Any = None if threshold is None else integer(threshold, "threshold")
-    bits = np.unpackbits(_core.threshold_bits(image, given, channels), axis=1, bitorder="little")
-    width = _width(image)
-    return bits[:, :width].astype(np.bool_)
-
-
-def _width(image: ImageLike) -> int:
-    return int((image.planes[0] if isinstance(image, Frame) else np.asarray(image)).shape[1])
+    if threshold is not None:
+        threshold = integer(threshold, "threshold")
+    return _core.threshold_bitmap(image, threshold, channels)

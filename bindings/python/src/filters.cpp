@@ -85,24 +85,26 @@ py::array morph(py::handle image, int64_t radius) {
                     });
 }
 
-// The rows of the library's bitmap, eight pixels a byte.
-py::array thresholdBits(py::handle image, std::optional<long> given, const std::string& channels) {
+py::array thresholdBitmap(py::handle image, std::optional<long> given,
+                          const std::string& channels) {
     const Luma luma(image, "image", orderOf(channels));
     __tag_KIRO_OFFSCREEN view = luma.view();
-    const int64_t rowBytes = (int64_t{view.width} + 31) / 32 * 4 + 4;
     if (given && (*given < 0 || *given > 255))
         throw py::value_error(fmt::format("threshold: {} is not 0 to 255", *given));
-    py::array_t<unsigned char> bits({int64_t{view.height}, rowBytes});
-    unsigned char* const to = bits.mutable_data();
+    py::array_t<bool> bitmap({view.height, view.width});
+    bool* const to = bitmap.mutable_data();
     const py::gil_scoped_release released;
     long threshold = given.value_or(0);
     std::array<long, 256> histogram;
     if (!given)
         TorInterThreshold(nullptr, &view, nullptr, &threshold, view.width, view.height,
                           view.pitches[0], histogram.data());
-    ComputeBitmaps2(view.planes[0], view.width, view.height, view.pitches[0], to, rowBytes,
-                    threshold, 0, KELVANE_FORMAT_YUV420);
-    return bits;
+    for (int64_t y = 0; y < view.height; ++y) {
+        const unsigned char* const row = view.planes[0] + y * view.pitches[0];
+        std::transform(row, row + view.width, to + y * view.width,
+                       [threshold](unsigned char level) { return level > threshold; });
+    }
+    return bitmap;
 }
 
 } // namespace
@@ -114,5 +116,5 @@ void addFilters(py::module_& module) {
     module.def("dilate", morph<sbrDilate>);
     module.def("open", morph<sbrOpen>);
     module.def("close", morph<sbrClose>);
-    module.def("threshold_bits", thresholdBits);
+    module.def("threshold_bitmap", thresholdBitmap);
 }
