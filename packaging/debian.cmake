@@ -1,5 +1,5 @@
-# cpack -G DEB: one package for the library, one to build against it, one for the tool
-# and one for Java.
+# cpack -G DEB: one package for the library, one to build against it, one for the tool,
+# one for Java and one for Python.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvane)
 set(CPACK_PACKAGE_CONTACT "The Kelvane developers <kelvane@localhost>")
@@ -49,6 +49,18 @@ if(KELVANE_BUILD_JAVA)
       "The package org.kelvane: bursts, blur scores, alignment and changed regions of
 frames in direct byte buffers.")
   list(APPEND license_components libkelvane-java:java)
+endif()
+
+if(KELVANE_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kelvane)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+      "libkelvane3 (>= ${PROJECT_VERSION}), ${KELVANE_PYTHON_DEPENDS}")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION
+      "The package kelvane: bursts, blur scores, alignment and changed regions on NumPy
+arrays, and the ranking of files as data.")
+  list(APPEND license_components python3-kelvane:python)
 endif()
 
 foreach(entry ${license_components})

@@ -4,12 +4,13 @@
 usage: check_docs.py --prefix TREE [--recordings DIR] FILE.md...
 
 Every fenced block of a document is run in a scratch folder of that document, in which the
-recordings lie, with TREE's tool, library and Java classes at hand:
+recordings lie, with TREE's tool, library Java classes and Python package at hand:
 
   sh                 run by bash -eu; must succeed
   console, none      when it begins with "$ ": the commands after "$ " are run, and what they print
                      must be what follows them; a line "[...]" stands for any lines
   c, cpp             compiled and run when it has a main function, otherwise only compiled
+  python             run; must succeed
   java               run when it has a main method, otherwise only compiled
   json               parsed
   output             must be what the block before it printed
@@ -96,11 +97,13 @@ class Runner:
                 if file.is_file():
                     shutil.copy(file, scratch)
         search = ":".join(map(str, libraries))
+        packages = [path.parent.parent for path in prefix.rglob("kelvane/__init__.py")]
+        self.python = os.environ.get("PYTHON", "/usr/bin/python3")
         self.jar = next(prefix.rglob("kelvane.jar"), None)
         self.env = dict(
             os.environ, LC_ALL="C.UTF-8", KELVANE_SOURCE=str(ROOT), CMAKE_PREFIX_PATH=str(prefix),
             PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=search, LIBRARY_PATH=search,
-            CPATH=f"{prefix}/include", PKG_CONFIG_PATH=":".join(f"{d}/pkgconfig" for d in libraries))
+            CPATH=f"{prefix}/include", PYTHONPATH=":".join(map(str, packages)), PKG_CONFIG_PATH=":".join(f"{d}/pkgconfig" for d in libraries))
         self.printed = ""
 
     def run(self, command):
@@ -168,6 +171,9 @@ class Runner:
             self.program(block.language, block.text)
         elif block.language == "java":
             self.java(block.text)
+        elif block.language == "python":
+            (self.scratch / "block.py").write_text(block.text)
+            self.run(f"{self.python} block.py")
         elif block.language == "json":
             json.loads(block.text)
         elif block.language == "output":

@@ -62,7 +62,7 @@ in_root() {
         --force-script-chrootless "$@" >"$scratch/dpkg" 2>&1 ||
         { cat "$scratch/dpkg" >&2 && fail "dpkg $*"; }
 }
-names=(libkelvane3 libkelvane-dev kelvane-tools libkelvane-java)
+names=(libkelvane3 libkelvane-dev kelvane-tools libkelvane-java python3-kelvane)
 in_root -i "${packages[@]}"
 same "installed packages" "${#names[@]}" "$(grep -c '^Status: install ok' "$root/var/lib/dpkg/status")"
 depends() { dpkg-query --admindir="$root/var/lib/dpkg" -W -f='${Depends}' "$1"; }
@@ -77,6 +77,10 @@ for file in "$multiarch/"{libkelvane.so.3,libkelvane.so,pkgconfig/kelvane.pc} \
     [ -e "$file" ] || fail "the packages hold no $file"
 done
 LD_LIBRARY_PATH=$multiarch "$root/usr/bin/kelvane" version >/dev/null || fail "kelvane does not run"
+score=$(LD_LIBRARY_PATH=$multiarch PYTHONPATH=$root/usr/lib/python3/dist-packages \
+    "${PYTHON:-/usr/bin/python3}" -B -c 'import kelvane, kelvane._media, numpy
+print(kelvane.blur(numpy.tile(numpy.arange(64, dtype=numpy.uint8) * 4, (64, 1))))')
+same "score in Python" 134444 "$score"
 in_root -P "${names[@]}"
 same "calls of ldconfig, at coming and going" called$'\n'called "$(cat "$scratch/ldconfig")"
 same "files after removal" "" "$(find "$root" -path "$root/var" -prune -o -not -type d -print)"

@@ -1,6 +1,7 @@
 #!/bin/sh
-# Fetches real recordings for the demonstration: a street scene (vtest.avi) and a series of photos
-# (left01.jpg to left14.jpg, of which left10 does not exist), from Debian's package opencv-doc.
+# Fetches real recordings for the demonstration: a street scene (vtest.avi), a series of photos
+# (left01.jpg to left14.jpg, of which left10 does not exist) and a photo with a face (player.jpg),
+# from Debian's package opencv-doc.
 set -eu
 
 if [ $# -ne 1 ]; then
@@ -12,7 +13,7 @@ target=$(cd "$1" && pwd)
 
 photos="01 02 03 04 05 06 07 08 09 11 12 13 14"
 have_all() {
-    [ -s "$target/vtest.avi" ] || return 1
+    [ -s "$target/vtest.avi" ] && [ -s "$target/player.jpg" ] || return 1
     for number in $photos; do
         [ -s "$target/left$number.jpg" ] || return 1
     done
@@ -44,11 +45,12 @@ download 2>/dev/null || { [ "$(id -u)" -eq 0 ] && apt-get -qq update && download
     give_up "apt-get could not download opencv-doc (is the package list there? apt-get update)"
 
 data=./usr/share/doc/opencv-doc/examples/data
-set -- "$data/vtest.avi"
+set -- "$data/vtest.avi" "$data/messi5.jpg"
 for number in $photos; do
     set -- "$@" "$data/left$number.jpg"
 done
 dpkg-deb --fsys-tarfile "$work"/opencv-doc_*.deb | tar -x -C "$work" --strip-components=7 "$@" ||
     give_up "the package opencv-doc does not hold the expected recordings"
+mv "$work/messi5.jpg" "$target/player.jpg"
 mv "$work/vtest.avi" "$work"/left*.jpg "$target/"
 have_all || give_up "the package opencv-doc does not hold the expected recordings"
