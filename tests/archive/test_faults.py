@@ -83,6 +83,10 @@ def test_file_that_vanishes(photos, tool, tmp_path, undisturbed):
         assert dump(out).count('INTO "frames"') == undisturbed.count('INTO "frames"') - 1
     finally:
         elsewhere.rename(gone)
+    before = answered(out)
+    finish(start("--tool", tool(""), "run", photos, "--out", out, *SMALL, "--retry-errors"))
+    assert len(answered(out)) == len(before) + 1
+    assert dump(out) == undisturbed
 
 def test_worker_that_a_burst_kills(photos, tool, tmp_path, undisturbed):
     out = tmp_path / "out"

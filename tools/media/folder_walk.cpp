@@ -17,8 +17,9 @@ namespace {
 
 // Hidden names, and the folders in which storage systems keep previews, or what was deleted.
 bool isForSystems(std::string_view name) {
-    constexpr std::array<std::string_view, 5> kept = {
-        "#recycle", "$RECYCLE.BIN", "System Volume Information", "lost+found", "__MACOSX"};
+    constexpr std::array<std::string_view, 6> kept = {"#recycle",     "#snapshot",
+                                                      "$RECYCLE.BIN", "System Volume Information",
+                                                      "lost+found",   "__MACOSX"};
     return name.starts_with('.') || name.starts_with('@') ||
            std::ranges::find(kept, name) != kept.end();
 }

@@ -13,7 +13,8 @@ def _run(given):
         given.source, given.out, tool=tool.find(given.tool), list_options=given.list_option,
         pick_options=given.pick_options, size=BatchSize(given.batch_files, given.batch_bytes),
         patience=given.patience, scratch=given.scratch, scheduler=given.scheduler,
-        slurm=given.slurm, processes=given.processes, memory=given.memory)
+        slurm=given.slurm, processes=given.processes, memory=given.memory,
+        retry_errors=given.retry_errors)
     print(f"{total} bursts answered, {errors} errors in this run: {given.out}/archive.sqlite")
 
 
@@ -53,6 +54,8 @@ def _add_run(commands):
     run.add_argument("--batch-bytes", type=_bytes, default=BatchSize.bytes, metavar="BYTES")
     run.add_argument("--patience", type=float, default=600, metavar="SECONDS",
                      help="after which a burst is given up (600)")
+    run.add_argument("--retry-errors", action="store_true",
+                     help="rank bursts again of which something could not be read")
     run.add_argument("--scratch", default="", metavar="DIR", help="where fetched files are kept")
     run.add_argument("--list-option", action="append", default=[], metavar="OPTION",
                      help="of `kelvane list`: --list-option=--since=2026-05-01; may be repeated")

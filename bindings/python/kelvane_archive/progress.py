@@ -3,6 +3,10 @@ import sys
 import time
 
 
+def count_errors(answer):
+    return ("error" in answer) + len(answer.get("skipped", []))
+
+
 class Progress:
     """Counts bursts, photographs and errors; on a terminal in one line, otherwise now and then."""
 
@@ -16,7 +20,7 @@ class Progress:
     def add(self, burst, answer):
         self.bursts += 1
         self.photographs += len(burst["files"])
-        self.errors += ("error" in answer) + len(answer.get("skipped", []))
+        self.errors += count_errors(answer)
         if time.monotonic() >= self._due:
             self.show()
 

@@ -8,7 +8,7 @@ from .cluster import connect
 from .database import build
 from .error import ArchiveError
 from .parts import RunFolder, burst_key
-from .progress import Progress
+from .progress import Progress, count_errors
 from .source import write_list
 from .tool import version
 
@@ -90,8 +90,10 @@ class Engine:
 
 
 def run(source, out, *, tool, list_options=(), pick_options=(), size=batches.BatchSize(),
-        patience=600, scratch="", memory=None, **where):
+        patience=600, scratch="", retry_errors=False, memory=None, **where):
     """Ranks the bursts of a source that have no answer yet, and makes the database.
+
+    `retry_errors` ranks those again in whose answer something could not be read.
 
     Returns the number of bursts that have an answer now, and of errors in this run.
     """
@@ -103,7 +105,8 @@ def run(source, out, *, tool, list_options=(), pick_options=(), size=batches.Bat
              "left_out": left_out}
     folder.write_manifest(**facts, state="running")
     ranking_text = json.dumps([list(pick_options), tool_version])
-    answered = {key for key, _, _ in folder.answers()}
+    newest = {key: retry_errors and count_errors(answer) for key, _, answer in folder.answers()}
+    answered = {key for key, errors in newest.items() if not errors}
     errors = 0
     if todo := sum(key not in answered for _, key in folder.keyed_bursts(ranking_text)):
         with connect(memory=memory, **where) as (client, limit):

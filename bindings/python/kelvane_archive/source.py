@@ -74,7 +74,8 @@ def _list_url(url, folder, tool, options):
     problems = []
     with written_whole(folder.list) as out:
         for path, _, files in filesystem.walk(root, detail=True):
-            if files:
+            below = path.removeprefix(root).strip("/").split("/")
+            if files and not any(name.startswith((".", "@", "#")) for name in below):
                 problems += _list_remote_folder(filesystem, path, files, out, tool, options)
     return problems
 

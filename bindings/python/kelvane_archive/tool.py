@@ -1,8 +1,10 @@
 """The command-line tool, which reads, groups and ranks."""
+import ctypes
 import json
 import os
 import resource
 import select
+import signal
 import subprocess
 import threading
 import time
@@ -23,12 +25,18 @@ def version(tool):
         raise ArchiveError(f"{tool}: {error}; install the tool, or name it with --tool") from error
 
 
-def _limit_memory(limit):
-    def limited():
+_LIBC = ctypes.CDLL(None)
+_PR_SET_PDEATHSIG = 1  # prctl(2)
+
+
+def _child_of(memory):
+    """What a new process does first: it ends with its worker, and takes no more than `memory`."""
+    def prepare():
+        _LIBC.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        if limit:
-            resource.setrlimit(resource.RLIMIT_DATA, (limit, limit))
-    return limited
+        if memory:
+            resource.setrlimit(resource.RLIMIT_DATA, (memory, memory))
+    return prepare
 
 
 def _lines(process, patience):
@@ -56,7 +64,7 @@ def pick(tool, bursts, options, memory=None, patience=600):
     command = [tool, "pick", "--jsonl", "--jobs", "1", *options]
     answers, ended = {}, None
     with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, preexec_fn=_limit_memory(memory)) as process:
+                          stderr=subprocess.PIPE, preexec_fn=_child_of(memory)) as process:
         feeder = _feed(process, lines)
         try:
             for line in _lines(process, patience):

@@ -67,7 +67,8 @@ def fetched(batch, scratch):
                 # Raw files belong to the picture with their stem, so names and order are kept.
                 target = pathlib.Path(folder, str(len(local)), pathlib.PurePosixPath(url).name)
                 target.parent.mkdir(exist_ok=True)
-                with contextlib.suppress(OSError):  # the tool will say that it is not there
+                # Whatever a file system raises, the tool will say that the file is not there.
+                with contextlib.suppress(Exception):
                     filesystem, path = fsspec.core.url_to_fs(url)
                     filesystem.get_file(path, str(target))
                 files.append(str(target))
