@@ -57,6 +57,8 @@ if(KELVANE_BUILD_PYTHON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
       "libkelvane3 (>= ${PROJECT_VERSION}), ${KELVANE_PYTHON_DEPENDS}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS # for kelvane-archive
+      "kelvane-tools, python3-distributed, python3-fsspec, python3-pil")
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION
       "The package kelvane: bursts, blur scores, alignment and changed regions on NumPy
 arrays, and the ranking of files as data.")

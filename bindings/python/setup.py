@@ -34,5 +34,5 @@ class CMakeBuild(build_ext):
         subprocess.check_call(["cmake", *map(str, arguments)])
 
 
-setup(version=VERSION, packages=[], cmdclass={"build_ext": CMakeBuild},
+setup(version=VERSION, packages=["kelvane_archive"], cmdclass={"build_ext": CMakeBuild},
       ext_modules=[Extension("kelvane._core", []), Extension("kelvane._media", [])])
