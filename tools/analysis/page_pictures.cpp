@@ -32,6 +32,8 @@ __tag_rect shiftedBy(const __tag_rect& rect, const Shift& shift) {
 
 // Frames of another scene are compared at the same place.
 Shift findShift(LumaImage& first, LumaImage& second) {
+    if (std::max(first.width, first.height) <= largestCutOut)
+        return {0, 0}; // all of it is shown
     const Alignment alignment = Aligner().find(first, second);
     return alignment.fits ? alignment.shift : Shift{0, 0};
 }
@@ -54,12 +56,11 @@ bool isInside(const __tag_rect& rect, const LumaImage& luma) {
            rect.bottom <= luma.height;
 }
 
-// Looks at overlapping rectangles that lie in both frames.
-std::optional<Place> findLargestDifference(LumaImage& first, LumaImage& second) {
-    const int32_t width = std::min(largestCutOut, first.width & ~3);
-    const int32_t height = std::min(largestCutOut, first.height & ~3);
-    const bool isWhole = width == (first.width & ~3) && height == (first.height & ~3);
-    const Shift shift = isWhole ? Shift{0, 0} : findShift(first, second);
+// Looks at overlapping rectangles of `side` pixels, or less in a small picture, that lie in both.
+std::optional<Place> findLargestDifference(LumaImage& first, LumaImage& second, const Shift& shift,
+                                           int32_t side) {
+    const int32_t width = std::min(side, first.width & ~3);
+    const int32_t height = std::min(side, first.height & ~3);
     std::optional<Place> found;
     int64_t largest = -1;
     for (int32_t y = 0; y + height <= first.height; y += std::max(4, height / 16 * 4))
@@ -88,12 +89,12 @@ __tag_rect centred(const __tag_rect& around, int32_t width, int32_t height, cons
     return {left, top, left + width, top + height};
 }
 
-// What moves, in both frames.
+// What moves, in both frames, or the middle of what is larger than `most` pixels.
 Place placeOfObjects(const __tag_rect& first, const __tag_rect& second, LumaImage& firstLuma,
-                     LumaImage& secondLuma) {
-    const auto side = [](int32_t a, int32_t b, int32_t most) {
-        const int32_t wanted = std::clamp(std::max(a, b) * 5 / 4, leastCutOut, largestCutOut);
-        return std::min(wanted, most) & ~3;
+                     LumaImage& secondLuma, int32_t most) {
+    const auto side = [&](int32_t a, int32_t b, int32_t limit) {
+        const int32_t wanted = std::clamp(std::max(a, b) * 5 / 4, leastCutOut, most);
+        return std::min(wanted, limit) & ~3;
     };
     const int32_t width =
         side(first.right - first.left, second.right - second.left, firstLuma.width);
@@ -168,14 +169,21 @@ public:
         const bool hasObjects =
             burst_.moving && burst_.moving->used && object(best_).found && object(second).found;
         const size_t most = cutOutBytes(burst_.sheet, 2 * (others_.size() + (hasObjects ? 1 : 0)));
-        Side& best = sides_.at(best_);
         if (hasObjects)
-            comparisons.push_back(cutOuts(second, Comparison::Role::secondBest, true, most,
-                                          placeOfObjects(object(best_).rect, object(second).rect,
-                                                         best.luma, sides_.at(second).luma)));
-        for (const auto& [frame, role] : others_)
-            if (const auto place = findLargestDifference(best.luma, sides_.at(frame).luma))
-                comparisons.push_back(cutOuts(frame, role, false, most, *place));
+            comparisons.push_back(
+                *largestWithin(most, second, Comparison::Role::secondBest, true,
+                               [&](LumaImage& best, LumaImage& other, int32_t side) {
+                                   return std::optional(placeOfObjects(
+                                       object(best_).rect, object(second).rect, best, other, side));
+                               }));
+        for (const auto& [frame, role] : others_) {
+            const Shift shift = findShift(sides_.at(best_).luma, sides_.at(frame).luma);
+            if (auto comparison = largestWithin(
+                    most, frame, role, false, [&](LumaImage& best, LumaImage& other, int32_t side) {
+                        return findLargestDifference(best, other, shift, side);
+                    }))
+                comparisons.push_back(std::move(*comparison));
+        }
         return comparisons;
     }
 
@@ -195,29 +203,25 @@ private:
         return second;
     }
 
-    // Of at most `most` bytes each: where the place takes more, of its middle.
-    Comparison cutOuts(size_t frame, Comparison::Role role, bool ofObject, size_t most,
-                       Place place) {
+    // Cut-outs at the place that `find` names for a side in pixels, the largest ones of at most
+    // `bytes` each.
+    template <typename Find>
+    std::optional<Comparison> largestWithin(size_t bytes, size_t frame, Comparison::Role role,
+                                            bool ofObject, Find find) {
         Side& best = sides_.at(best_);
         Side& other = sides_.at(frame);
-        for (;;) {
+        for (int32_t side = largestCutOut;; side = std::max(side * 7 / 10 & ~3, leastCutOut)) {
+            const std::optional<Place> place = find(best.luma, other.luma, side);
+            if (!place)
+                return std::nullopt;
             Comparison comparison = {
                 role,
                 ofObject,
-                {best_, place.first, place.firstScore, cutOut(best.colours, place.first)},
-                {frame, place.second, place.secondScore, cutOut(other.colours, place.second)}};
-            const int32_t width = place.first.right - place.first.left;
-            const int32_t height = place.first.bottom - place.first.top;
-            const size_t bytes =
-                std::max(comparison.best.jpeg.size(), comparison.other.jpeg.size());
-            if (bytes <= most || std::max(width, height) <= leastCutOut)
+                {best_, place->first, place->firstScore, cutOut(best.colours, place->first)},
+                {frame, place->second, place->secondScore, cutOut(other.colours, place->second)}};
+            const size_t used = std::max(comparison.best.jpeg.size(), comparison.other.jpeg.size());
+            if (used <= bytes || side == leastCutOut)
                 return comparison;
-            const auto smaller = [](int32_t side) {
-                return std::max(std::min(side, leastCutOut), side * 7 / 10) & ~3;
-            };
-            place.first = centred(place.first, smaller(width), smaller(height), best.luma);
-            place.second = centred(place.second, smaller(width), smaller(height), other.luma);
-            measure(place, best.luma, other.luma);
         }
     }
 

@@ -224,7 +224,7 @@ private:
             pairText(best.rect.left, best.rect.top),
             comparison.ofObject ? "what moves" : "where the sharpness of the two differs most");
         if (!samePlace)
-            where += fmt::format(" The other frame shows the same at {}.",
+            where += fmt::format(" The other frame shows it at {}.",
                                  pairText(other.rect.left, other.rect.top));
         const std::string score = fmt::format("Blur score {} here", grouped(other.score));
         return lines(
