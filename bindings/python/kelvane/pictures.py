@@ -146,7 +146,8 @@ def box_blur(image: ImageLike, radius: Union[int, Sequence[int]]) -> Bytes:
     Raises
     ------
     ValueError
-        A shape that is no picture, radii below 0, a window of a single row or column.
+        A shape that is no picture, radii below 0, a window of a single row or column or of
+        more than 2^23 pixels.
     TypeError
         Samples that are not of uint8.
     MemoryError

@@ -42,7 +42,8 @@ long formatOf(const Pixels& source) { return source.channels == 3 ? KELVANE_FORM
 
 py::array boxBlur(py::handle image, const std::array<int64_t, 4>& radii) {
     const Pixels source = smoothable(image);
-    const auto [left, top, right, bottom] = radii;
+    // Clang 14 takes no structured binding into a lambda.
+    const int64_t left = radii[0], top = radii[1], right = radii[2], bottom = radii[3];
     if (std::ranges::min(radii) < 0)
         throw py::value_error("radius: below 0");
     if (std::ranges::max(radii) > INT16_MAX)
@@ -50,6 +51,12 @@ py::array boxBlur(py::handle image, const std::array<int64_t, 4>& radii) {
     if (left + right == 0 || top + bottom == 0)
         throw py::value_error("radius: a window of one row or column is not filtered; at least "
                               "one radius must be above 0 in both directions");
+    constexpr int64_t largestWindow = 1 << 23; // the library knows the means of no larger one
+    if (std::min(left + right + 1, int64_t{source.width}) *
+            std::min(top + bottom + 1, int64_t{source.height}) >
+        largestWindow)
+        throw py::value_error(
+            fmt::format("radius: the window has more than {} pixels", largestWindow));
     return filtered(source, "a box filter",
                     [&](const unsigned char* from, int64_t pitch, unsigned char* to) {
                         return GB_BoxBlurA(nullptr, from, source.width, source.height, pitch,

@@ -156,6 +156,8 @@ private:
                 const py::gil_scoped_release released;
                 frames.views.push_back(luma.evenView());
                 frames.blurs.push_back(engine.measure(frames.views.back()));
+                if (!keepLuma)
+                    frames.views.back().planes[0] = nullptr; // it is not read again
             }
             if (keepLuma)
                 frames.lumas.push_back(std::move(luma));
