@@ -103,6 +103,8 @@ class PickedFrame:
         In a video the time from its start.
     blur : int
         Blur score, 0 (flat) to 5,099,999.
+    detail : float
+        0 (flat) to 100, higher is sharper; noise and light hardly change it.
     width, height : int
         Size measured, in pixels.
     kept, best : bool
@@ -123,6 +125,7 @@ class PickedFrame:
     number: int
     seconds: Optional[float]
     blur: int
+    detail: float
     width: int
     height: int
     kept: bool
@@ -148,7 +151,7 @@ class FilesPick:
     frames : tuple of PickedFrame
         All that were read, in the order of the burst.
     order : tuple of int
-        Indices of the frames from the sharpest to the least sharp.
+        Indices of the frames from the highest to the lowest by the measure.
     skipped : tuple of Skipped
         What was left out, and why.
     """
@@ -247,6 +250,7 @@ def burst(inputs: Union[StrPath, Sequence[StrPath]], *, every: int = 1,
 
 
 def pick_files(inputs: Union[StrPath, Sequence[StrPath]], keep: int = 1, *,
+               choose: str = "spread", min_share: float = 0, measure: str = "sharpness",
                faces: Optional[StrPath] = None, moving: bool = False, every: int = 1,
                most: Optional[int] = None, skip_bad: bool = False, jobs: int = 0) -> FilesPick:
     """The ranking of the command `kelvane pick`, as data.
@@ -258,7 +262,14 @@ def pick_files(inputs: Union[StrPath, Sequence[StrPath]], keep: int = 1, *,
     inputs : path, or sequence of paths
         A folder, picture files, or one video.
     keep : int
-        How many frames to keep, spread over the burst.
+        How many frames to keep.
+    choose : {'spread', 'sharpest', 'library'}
+        Keep the best of equal stretches of the burst, those with the highest totals, or what the
+        library chooses, as `pick` does.
+    min_share : float
+        What a frame needs of the best one's score to be kept, 0 to 100 per cent.
+    measure : {'sharpness', 'detail'}
+        Rank by the blur score, or by the detail, which noise and light hardly change.
     faces : path, optional
         A JSON file with the faces of every frame.
     moving : bool
@@ -287,10 +298,15 @@ def pick_files(inputs: Union[StrPath, Sequence[StrPath]], keep: int = 1, *,
         When there is no memory for the pictures.
     """
     from . import _media
+    if not 0 <= float(min_share) <= 100:
+        raise ValueError(f"min_share: {min_share} is not 0 to 100")
+    choose = _one_of(choose, "choose", ("spread", "sharpest", "library"))
+    by_detail = _one_of(measure, "measure", ("sharpness", "detail")) == "detail"
     paths, kept = _paths(inputs), _at_least_one(keep, "keep")
     faces_path = b"" if faces is None else _paths([faces])[0]
     text, table, files, skipped = _media.pick_files(
-        paths, kept, faces_path, bool(moving), *_selection(every, most, skip_bad, jobs))
+        paths, kept, choose, float(min_share), by_detail, faces_path, bool(moving),
+        *_selection(every, most, skip_bad, jobs))
     data = json.loads(text)
     frames = tuple(_picked(frame, os.fsdecode(path)) for frame, path in zip(data["frames"], files))
     return FilesPick(data["best"], tuple(data["chosen"]), frames, tuple(data["order"]),
@@ -314,6 +330,12 @@ def _at_least_one(value: int, name: str) -> int:
     if number < 1:
         raise ValueError(f"{name}: {number} is below 1")
     return number
+
+
+def _one_of(value: str, name: str, known: Tuple[str, ...]) -> str:
+    if value not in known:
+        raise ValueError(f"{name}: must be {' or '.join(map(repr, known))}, not {value!r}")
+    return value
 
 
 def _selection(every: int, most: Optional[int], skip_bad: bool, jobs: int
@@ -340,7 +362,7 @@ def _picked(frame: Dict[str, Any], path: str) -> PickedFrame:
         found = PickedObject(rect_of(moving["rect"], "rect"), moving["area"], moving["blur"],
                              moving["used"])
     return PickedFrame(path, frame["name"], frame["index"], frame["number"], frame["time"],
-                       frame["blur"], frame["width"], frame["height"], frame["chosen"],
-                       frame["best"], frame["orientation"], frame["pixel_format"],
-                       frame["rendering"] or "", tuple(frame["companions"]), found,
+                       frame["blur"], frame["detail"], frame["width"], frame["height"],
+                       frame["chosen"], frame["best"], frame["orientation"],
+                       frame["pixel_format"], frame["rendering"] or "", tuple(frame["companions"]), found,
                        Terms(**frame["terms"]))

@@ -124,17 +124,25 @@ py::tuple readBurst(const std::vector<Path>& inputs, int64_t every, int64_t most
     return py::make_tuple(list, toPairs(summary.skipped));
 }
 
+Choice choiceOf(const std::string& name) {
+    return name == "spread" ? Choice::spread
+                            : (name == "sharpest" ? Choice::sharpest : Choice::library);
+}
+
 // The JSON and the table of the tool, and the frames' paths.
-py::tuple pickFiles(const std::vector<Path>& inputs, int64_t keep, const Path& facesFile,
-                    bool moving, int64_t every, int64_t most, bool skipBad, int jobs) {
+py::tuple pickFiles(const std::vector<Path>& inputs, int64_t keep, const std::string& choose,
+                    double minShare, bool byDetail, const Path& facesFile, bool moving,
+                    int64_t every, int64_t most, bool skipBad, int jobs) {
     std::vector<Burst> bursts;
     std::vector<Skipped> skipped;
     {
         const py::gil_scoped_release released;
-        const RankingRules rules = {.frames = selectionOf(every, most, skipBad),
-                                    .choice = {.keep = keep},
-                                    .facesFile = facesFile,
-                                    .moving = moving};
+        const RankingRules rules = {
+            .frames = selectionOf(every, most, skipBad),
+            .choice = {.keep = keep, .choice = choiceOf(choose), .minShare = minShare},
+            .measure = byDetail ? Measure::detail : Measure::sharpness,
+            .facesFile = facesFile,
+            .moving = moving};
         Progress progress(nullptr);
         PhaseTimes times;
         bursts = Jobs(jobs).run([&] {

@@ -47,8 +47,9 @@ def check_pick(inputs, picked, *options):
         (said["best"], said["chosen"], said["order"])
     assert len(picked.frames) == len(said["frames"])
     for frame, entry in zip(picked.frames, said["frames"]):
-        assert (frame.name, frame.blur, frame.number, frame.seconds, frame.kept, frame.best) == \
-            tuple(entry[key] for key in ("name", "blur", "number", "time", "chosen", "best"))
+        assert (frame.name, frame.blur, frame.detail, frame.number, frame.seconds, frame.kept,
+                frame.best) == \
+            tuple(entry[key] for key in ("name", "blur", "detail", "number", "time", "chosen", "best"))
         assert vars(frame.terms) == entry["terms"]
         if entry.get("moving"):
             assert list(frame.moving.rect) == entry["moving"]["rect"]
@@ -65,9 +66,14 @@ def test_folder(folder):
     assert [p.name for p in pictures] == [frame.name for frame in picked.frames]
     assert [item.name for item in pictures.skipped] == ["img3.jpg"]
     assert [kelvane.blur(p) for p in pictures] == [frame.blur for frame in picked.frames]
-    again = kelvane.pick(pictures, 3)
+    again, by_library = kelvane.pick(pictures, 3), kelvane.pick_files(
+        folder, 3, choose="library", skip_bad=True)
     assert (again.best, again.kept, again.terms) == \
-        (picked.best, picked.kept, tuple(frame.terms for frame in picked.frames))
+        (picked.best, by_library.kept, tuple(frame.terms for frame in picked.frames))
+    options = kelvane.pick_files(folder, 4, choose="sharpest", min_share=60, measure="detail",
+                                 skip_bad=True)
+    check_pick([folder], options, "--keep", 4, "--choose", "sharpest", "--min-share", 60,
+               "--measure", "detail", "--skip-bad")
     turned = pictures[-1]
     assert turned.orientation == 6 and turned.size == (303, 201) and turned.luma.shape == (201, 303)
     moving = kelvane.pick_files(folder, moving=True, skip_bad=True)
@@ -124,6 +130,8 @@ def test_errors(folder, tmp_path):
         kelvane.read(tmp_path / "notes.txt")
     with pytest.raises(ValueError, match="small.png: 40 x 40 pixels, but .*img2.jpg"):
         kelvane.pick_files([folder / "img2.jpg", small])
+    with pytest.raises(ValueError, match="choose: must be 'spread' or"):
+        kelvane.pick_files(folder, choose="best")
     with pytest.raises(ValueError, match="keep: 0 is below 1"):
         kelvane.pick_files(folder, 0)
     with pytest.raises(ValueError, match="b: 40 x 40 pixels"):
