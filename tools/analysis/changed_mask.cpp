@@ -1,17 +1,37 @@
 #include "analysis/changed_mask.h"
 
 #include "analysis/difference_mask.h"
+#include "analysis/light.h"
 #include "base/error.h"
 
 #include <algorithm>
 
-ChangedMask findChangedMask(Aligner& aligner, LumaImage& first, LumaImage& second) {
-    const Alignment alignment = aligner.find(first, second);
+namespace {
+
+DifferenceMask differenceOf(const LumaImage& first, const LumaImage& second, Shift shift) {
     DifferenceMask difference = {first.width, first.height};
     checkResult(difference.compare({first.pixels.data(), first.width},
-                                   {second.pixels.data(), second.width}, alignment.shift),
+                                   {second.pixels.data(), second.width}, shift),
                 "the comparison of two frames");
+    return difference;
+}
+
+DifferenceMask differenceInOneLight(const LumaImage& first, const LumaImage& second, Shift shift,
+                                    const LightChange& light) {
+    const LightPair pair = undoLight(first, second, light);
+    return differenceOf(pair.first, pair.second, shift);
+}
+
+} // namespace
+
+ChangedMask findChangedMask(Aligner& aligner, LumaImage& first, LumaImage& second) {
+    const Alignment alignment = aligner.find(first, second);
     ChangedMask mask = {first.width, first.height, {}, alignment};
+    if (alignment.fits)
+        mask.light = findLightChange(first, second, alignment.shift);
+    const DifferenceMask difference =
+        mask.light.isLarge() ? differenceInOneLight(first, second, alignment.shift, mask.light)
+                             : differenceOf(first, second, alignment.shift);
     mask.pixels.resize(first.pixels.size());
     for (int32_t y = 0; y < mask.height; ++y)
         std::transform(difference.pixels.data() + y * difference.pitch,
@@ -23,7 +43,7 @@ ChangedMask findChangedMask(Aligner& aligner, LumaImage& first, LumaImage& secon
 }
 
 ChangedMask moved(const ChangedMask& mask, Shift by) {
-    ChangedMask result = {mask.width, mask.height, {}, mask.alignment};
+    ChangedMask result = {mask.width, mask.height, {}, mask.alignment, mask.light};
     result.pixels.resize(mask.pixels.size());
     const int64_t left = std::clamp<int64_t>(by.dx, 0, mask.width);
     const int64_t right = std::clamp<int64_t>(mask.width + by.dx, left, mask.width);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysis/alignment.h"
+#include "base/changes.h"
 
 #include <vector>
 
@@ -11,6 +12,7 @@ struct ChangedMask {
     int32_t height;
     std::vector<unsigned char> pixels; // 255 where changed, else 0; rows of `width` bytes
     Alignment alignment;               // of the second frame against the first
+    LightChange light = {};            // undone before the comparison when it is large
 
     bool at(int32_t x, int32_t y) const { return pixels[index(x, y)] != 0; }
     size_t index(int32_t x, int32_t y) const {

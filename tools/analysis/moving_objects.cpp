@@ -1,6 +1,7 @@
 #include "analysis/moving_objects.h"
 
 #include "analysis/changed_mask.h"
+#include "analysis/object_track.h"
 
 #include <algorithm>
 
@@ -49,7 +50,7 @@ private:
     // Frames that do not show the same scene shifted are left out: everything would seem to move.
     void compare(size_t first, size_t second, bool forFirst, bool forSecond) {
         const ChangedMask mask = findChangedMask(aligner_, frames_[first], frames_[second]);
-        if (!mask.alignment.fits)
+        if (!mask.alignment.fits || isWholeScene(mask))
             return;
         if (forFirst)
             evidence_[first].add(moved(mask, mask.alignment.shift));
@@ -83,9 +84,9 @@ bool leavesItsPlace(const std::vector<Evidence>& frames) {
     return larger > 0 && 3 * common >= larger;
 }
 
-// Leaves only the object marked. At the ends of the burst the frame after the neighbour only
+// Leaves only what moves marked. At the ends of the burst the frame after the neighbour only
 // narrows it down: it is further away, and the object would seem larger than in the other frames.
-void keepObject(Evidence& evidence, bool onlyCommon, bool isEnd) {
+void keepMoving(Evidence& evidence, bool onlyCommon, bool isEnd) {
     unsigned char wanted = Evidence::fromFirst;
     if (onlyCommon && evidence.comparisons == 2)
         wanted = Evidence::fromBoth;
@@ -95,12 +96,32 @@ void keepObject(Evidence& evidence, bool onlyCommon, bool isEnd) {
         pixel = (pixel & wanted) == wanted ? 255 : 0;
 }
 
-MovingObject toObject(Evidence& evidence, const LumaImage& frame) {
+ChangedMask toMask(Evidence& evidence, const LumaImage& frame) {
     ChangedMask mask = {frame.width, frame.height, std::move(evidence.pixels), {}};
     mask.pixels.resize(frame.pixels.size()); // nothing when no comparison was possible
-    const __tag_rect rect = boundingBox(mask);
-    if (rect.right - rect.left < smallestSide || rect.bottom - rect.top < smallestSide)
+    return mask;
+}
+
+// A single comparison does not tell at which of its places an object is: they are taken together.
+std::vector<ChangedRegion> placesOf(const ChangedMask& mask, int comparisons) {
+    std::vector<ChangedRegion> regions = findRegions(mask);
+    if (comparisons == 1 && !regions.empty())
+        regions = {joined(regions)};
+    return regions;
+}
+
+// An object that only changes at its edges is taken to fill its rectangle: the pixels that change
+// tell how fast it moves, not how large it is.
+MovingObject toObject(ChangedMask mask, const __tag_rect& rect, bool onlyEdges) {
+    if (std::min(rect.right - rect.left, rect.bottom - rect.top) < smallestSide)
         return {};
+    for (int32_t y = 0; y < mask.height; ++y)
+        for (int32_t x = 0; x < mask.width; ++x) {
+            const bool inside =
+                y >= rect.top && y < rect.bottom && x >= rect.left && x < rect.right;
+            unsigned char& pixel = mask.pixels[mask.index(x, y)];
+            pixel = inside && (onlyEdges || pixel != 0) ? 255 : 0;
+        }
     const auto area = std::count(mask.pixels.begin(), mask.pixels.end(), 255);
     return {true, rect, area, std::move(mask.pixels)};
 }
@@ -112,10 +133,18 @@ MovingObjects findMovingObjects(std::vector<LumaImage>& frames) {
     std::vector<Evidence>& evidence = comparisons.compareAll();
     const bool onlyCommon = leavesItsPlace(evidence);
     MovingObjects objects;
+    std::vector<ChangedMask> masks;
+    std::vector<std::vector<ChangedRegion>> regions;
     for (size_t i = 0; i < frames.size(); ++i) {
         objects.compared += evidence[i].comparisons > 0 ? 1 : 0;
-        keepObject(evidence[i], onlyCommon, i == 0 || i + 1 == frames.size());
-        objects.ofFrames.push_back(toObject(evidence[i], frames[i]));
+        keepMoving(evidence[i], onlyCommon, i == 0 || i + 1 == frames.size());
+        masks.push_back(toMask(evidence[i], frames[i]));
+        regions.push_back(placesOf(masks.back(), evidence[i].comparisons));
+    }
+    const std::vector<std::optional<ChangedRegion>> track = followObject(regions);
+    for (size_t i = 0; i < frames.size(); ++i) {
+        objects.ofFrames.push_back(
+            track[i] ? toObject(std::move(masks[i]), track[i]->rect, !onlyCommon) : MovingObject());
         objects.found += objects.ofFrames.back().found ? 1 : 0;
     }
     objects.used = objects.found > std::ssize(frames) / 2;

@@ -1,5 +1,6 @@
 // The commands that compare two pictures.
 #include "analysis/changed_mask.h"
+#include "analysis/regions.h"
 #include "base/error.h"
 #include "base/text.h"
 #include "commands/options.h"
@@ -54,32 +55,20 @@ struct ChangesOptions : PairOptions {
     PictureOutput overlay; // without a path when none is asked for
 };
 
-struct Changes {
-    ChangedMask mask;
-    __tag_rect rect; // all zero for none
-    double ratio;    // of the picture
-};
-
-Changes findChanges(LumaPair& frames) {
-    Aligner aligner;
-    ChangedMask mask = findChangedMask(aligner, frames.first, frames.second);
-    const __tag_rect rect = boundingBox(mask);
-    const auto count = std::count(mask.pixels.begin(), mask.pixels.end(), 255);
-    const double ratio = static_cast<double>(count) / static_cast<double>(mask.pixels.size());
-    return {std::move(mask), rect, ratio};
-}
-
-std::string changesText(const Changes& changes) {
-    const __tag_rect& rect = changes.rect;
-    if (rect.right == 0)
-        return "Changed: nothing.\n";
-    return fmt::format("Changed: {} pixels at {} of B; {:.2f} % of the picture differ.\n",
-                       sizeText(rect.right - rect.left, rect.bottom - rect.top),
-                       pairText(rect.left, rect.top), 100.0 * changes.ratio);
+Changes summarise(ChangedMask& mask) {
+    return {.width = mask.width,
+            .height = mask.height,
+            .rect = boundingBox(mask),
+            .area = std::count(mask.pixels.begin(), mask.pixels.end(), 255),
+            .regions = findRegions(mask),
+            .wholeScene = isWholeScene(mask),
+            .light = mask.light,
+            .alignment = mask.alignment};
 }
 
 constexpr unsigned char red[] = {0, 0, 255};
 constexpr unsigned char yellow[] = {0, 255, 255};
+constexpr unsigned char cyan[] = {255, 255, 0};
 
 unsigned char* pixel(BgrPicture& picture, int32_t x, int32_t y) {
     return picture.pixels.data() + 3 * (int64_t{y} * picture.width + x);
@@ -94,22 +83,26 @@ void tint(BgrPicture& picture, const ChangedMask& mask) {
 }
 
 // The box lies just inside the rectangle's edges.
-void drawBox(BgrPicture& picture, const __tag_rect& rect) {
+void drawBox(BgrPicture& picture, const __tag_rect& rect, const unsigned char* colour) {
     const int32_t line = std::max(1, std::min(picture.width, picture.height) / 240);
     for (int32_t y = rect.top; y < rect.bottom; ++y)
         for (int32_t x = rect.left; x < rect.right; ++x)
             if (std::min({x - rect.left, rect.right - 1 - x, y - rect.top, rect.bottom - 1 - y}) <
                 line)
-                std::copy_n(yellow, 3, pixel(picture, x, y));
+                std::copy_n(colour, 3, pixel(picture, x, y));
 }
 
-// A with a red tint where B differs and a yellow box around it.
+// A with a red tint where B differs, a cyan box around each region and a yellow one around all.
 BgrPicture drawOverlay(const std::string& path, const ChangedMask& mask, PhaseTimes& times) {
     const ColourPicture colour = ColourPicture::read(path, times);
     BgrPicture picture = colour.whole(times);
     ChangedMask inFirst = moved(mask, mask.alignment.shift);
     tint(picture, inFirst);
-    drawBox(picture, boundingBox(inFirst));
+    if (isWholeScene(inFirst))
+        return picture;
+    for (const ChangedRegion& region : findRegions(inFirst))
+        drawBox(picture, region.rect, cyan);
+    drawBox(picture, boundingBox(inFirst), yellow);
     return picture;
 }
 
@@ -124,26 +117,24 @@ Output runChanges(const ChangesOptions& options, PhaseTimes& times) {
         throw InputError(options.first,
                          fmt::format("{} pixels: finding changes needs 100 on the shorter side",
                                      sizeText(frames.first.width, frames.first.height)));
-    Changes changes;
-    BitAgreement bits;
+    ChangedMask mask;
+    Output output;
     {
         const PhaseTimer timer(times.library);
-        changes = findChanges(frames);
-        bits = bitAgreement(frames, changes.mask.alignment);
-    }
-    Output output;
-    if (options.json) {
-        OrderedJson json = pairJson("changes", options, frames);
-        json["rect"] = changes.rect.right == 0 ? OrderedJson() : toJson(changes.rect);
-        json["changed_ratio"] = changes.ratio;
-        json.update(alignmentJson(changes.mask.alignment, bits));
-        output.text = printJson(json);
-    } else {
-        output.text = changesText(changes) + alignmentText(changes.mask.alignment);
+        Aligner aligner;
+        mask = findChangedMask(aligner, frames.first, frames.second);
+        const Changes changes = summarise(mask);
+        output.text = changesText(changes);
+        if (options.json) {
+            OrderedJson json = pairJson("changes", options, frames);
+            json.update(changesJson(changes));
+            json.update(alignmentJson(mask.alignment, bitAgreement(frames, mask.alignment)));
+            output.text = printJson(json);
+        }
     }
     if (!draws)
         return output;
-    const BgrPicture overlay = drawOverlay(options.first, changes.mask, times);
+    const BgrPicture overlay = drawOverlay(options.first, mask, times);
     return writePicture(options.overlay, overlay.view(), output.text);
 }
 

@@ -136,6 +136,21 @@ Json skippedJson(std::span<const Skipped> skipped) {
     return json;
 }
 
+Json changesJson(const Changes& changes) {
+    Json regions = Json::array();
+    for (const ChangedRegion& region : changes.regions)
+        regions.push_back({{"rect", toJson(region.rect)},
+                           {"area", region.area},
+                           {"share", changes.share(region.area)}});
+    const LightChange& light = changes.light;
+    return {
+        {"rect", changes.rect.right == 0 ? Json() : toJson(changes.rect)},
+        {"changed_ratio", changes.share(changes.area)},
+        {"regions", std::move(regions)},
+        {"whole_scene", changes.wholeScene},
+        {"light", {{"gain", light.gain}, {"offset", light.offset}, {"undone", light.isLarge()}}}};
+}
+
 Json alignmentJson(const Alignment& alignment, const BitAgreement& bits) {
     return {{"dx", alignment.shift.dx},
             {"dy", alignment.shift.dy},

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/burst.h"
-#include "base/shift.h"
+#include "base/changes.h"
 
 #include <nlohmann/json.hpp>
 
@@ -59,6 +59,9 @@ Notes blurNotes(const Measurement& measured);
 // The shift of the second picture against the first.
 std::string alignmentText(const Alignment& alignment);
 
+// Where the second picture differs, and the shift.
+std::string changesText(const Changes& changes);
+
 // JSON (docs/json.md).
 using OrderedJson = nlohmann::ordered_json;
 
@@ -70,6 +73,7 @@ OrderedJson pickJson(const Burst& burst);
 OrderedJson groupJson(double gap, std::span<const Burst> bursts);
 OrderedJson blurJson(const Measurement& measured);
 OrderedJson skippedJson(std::span<const Skipped> skipped);
+OrderedJson changesJson(const Changes& changes); // without the shift
 OrderedJson alignmentJson(const Alignment& alignment, const BitAgreement& bits);
 
 // Indented, or in one line with an indent of -1; a line feed ends it.

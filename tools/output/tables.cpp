@@ -193,6 +193,49 @@ std::string shiftVerdict(const Alignment& alignment) {
                  "another scene) tells these pictures apart, or it is too large.\n";
 }
 
+std::string rectText(const __tag_rect& rect) {
+    return fmt::format("{} pixels at {}", sizeText(rect.right - rect.left, rect.bottom - rect.top),
+                       pairText(rect.left, rect.top));
+}
+
+// What makes pictures of one scene differ all over.
+const char* wholeSceneReason(const Alignment& alignment) {
+    if (!alignment.fits)
+        return "no shift brings A and B together";
+    if (alignment.cornerOffset >= 2)
+        return "B is turned or of another size";
+    return "near and far things are shifted by different ways, or one picture is less sharp";
+}
+
+std::string regionsText(const Changes& changes) {
+    std::string text;
+    for (size_t i = 0; i < changes.regions.size(); ++i) {
+        const ChangedRegion& region = changes.regions[i];
+        text += fmt::format("Region {}: {}; {} changed, {:.2f} % of the picture.\n", i + 1,
+                            rectText(region.rect), region.area, 100 * changes.share(region.area));
+    }
+    return text.empty() ? "Regions: only specks, each below 0.2 % of the picture.\n" : text;
+}
+
+std::string differenceText(const Changes& changes) {
+    if (changes.area == 0)
+        return "Changed: nothing.\n";
+    const double percent = 100 * changes.share(changes.area);
+    if (changes.wholeScene)
+        return fmt::format("Changed: the whole scene, since {}; {:.2f} % of the picture differ.\n",
+                           wholeSceneReason(changes.alignment), percent);
+    return fmt::format("Changed: {} of B; {:.2f} % of the picture differ.\n{}",
+                       rectText(changes.rect), percent, regionsText(changes));
+}
+
+std::string lightText(const LightChange& light) {
+    if (!light.isLarge())
+        return "";
+    return fmt::format("Light: B is {:.2f} times A {} {:.0f}, which was undone before the "
+                       "comparison.\n",
+                       light.gain, light.offset < 0 ? "less" : "plus", std::abs(light.offset));
+}
+
 } // namespace
 
 std::string frameName(const Measurement& measured, const MeasuredFrame& frame) {
@@ -375,4 +418,8 @@ std::string alignmentText(const Alignment& alignment) {
         pair, correlationText(alignment.correlation),
         correlationText(alignment.correlationUnshifted), turnText(alignment),
         shiftVerdict(alignment));
+}
+
+std::string changesText(const Changes& changes) {
+    return differenceText(changes) + lightText(changes.light) + alignmentText(changes.alignment);
 }
