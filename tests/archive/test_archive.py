@@ -13,7 +13,7 @@ from PIL import Image
 from conftest import ROOT, TOOL, answered, dump, errors, finish, start
 
 sys.path.append(str(ROOT / "bindings/python"))
-from kelvane_archive import batches, source, worker  # noqa: E402  (lies in the tree)
+from kelvane_archive import batches, report, source, worker  # noqa: E402  (lies in the tree)
 
 
 def run(photos, out, *options):
@@ -100,7 +100,7 @@ def test_list_that_is_none(tmp_path):
         assert process.returncode == 1 and reason in complaint, complaint
 
 
-def test_pages_and_choices(photos, tmp_path):
+def test_pages_and_choices(photos, tmp_path, monkeypatch):
     out = tmp_path / "out"
     taken = tmp_path / "taken"
     subprocess.run(["cp", "-r", photos, taken], check=True)
@@ -110,6 +110,10 @@ def test_pages_and_choices(photos, tmp_path):
                 base.execute("SELECT path, best FROM frames JOIN choices USING (frame)")}
         frames = base.execute("SELECT count(*) FROM frames").fetchone()[0]
     finish(start("--tool", TOOL, "report", out))
+    assert_pages(out / "report", frames, len(kept))
+    pages = len(list((out / "report").glob("*.html")))
+    monkeypatch.setattr(report, "PAGE_BYTES", 2000)  # so that days need several pages
+    assert report.write_report(out, str(TOOL), 1) > pages
     assert_pages(out / "report", frames, len(kept))
     before = files_below(tmp_path)
     assert f"{len(kept)} files to make" in finish(start("apply", out, "--xmp"))
@@ -121,7 +125,7 @@ def files_below(folder):
     return {path for path in folder.rglob("*") if not path.is_dir()}
 
 
-def assert_pages(report, frames, kept):
+def assert_pages(folder, frames, kept):
     """Every page is reached from the index, is small, and all frames are on one."""
     reached, waiting, figures = set(), ["index.html"], []
     while waiting:
@@ -129,13 +133,13 @@ def assert_pages(report, frames, kept):
         if page in reached:
             continue
         reached.add(page)
-        text = (report / page).read_text()
+        text = (folder / page).read_text()
         assert len(text) < 2_000_000
         figures += re.findall(r'<figure class="([^"]*)">.*?<img [^>]*src="([^"]*)"', text)
         waiting += re.findall(r'href="([\w-]+\.html)"', text)
-    assert reached == {path.name for path in report.glob("*.html")}
+    assert reached == {path.name for path in folder.glob("*.html")}
     assert len(figures) == frames and sum("kept" in kind for kind, _ in figures) == kept
-    assert all(max(Image.open(report / thumb).size) == 160 for _, thumb in figures[:20])
+    assert all(max(Image.open(folder / thumb).size) == 160 for _, thumb in figures[:20])
 
 
 def assert_applied_and_undone(out, kept, before, tmp_path):
