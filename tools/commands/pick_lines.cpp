@@ -20,9 +20,9 @@ struct LineBurst {
 
 LineBurst parseLine(const JsonNode& line, PickOptions options) {
     options.frames.skipOption = "\"skip_bad\": true";
+    // From "reason" on, `list` writes them for other readers.
     line.checkKeys({"id", "files", "keep", "every", "max", "moving", "whole", "skip_bad", "faces",
-                    "apart", "reason", "zone", "file_times", "bytes", "modified",
-                    "times"}); // of `list`
+                    "apart", "reason", "zone", "file_times", "bytes", "modified", "times"});
     for (const JsonNode& file : line.get("files").elements()) {
         options.inputs.push_back(file.string());
         if (options.inputs.back() == "-")
