@@ -26,6 +26,12 @@ if(KELVANE_LIBCXX)
   target_link_options(kelvane_flags INTERFACE -stdlib=libc++)
 endif()
 
+# `long` of 64 bits; what is measured in it fits the addresses of 32 bits wherever there is memory.
+if(EMSCRIPTEN)
+  target_compile_options(kelvane_flags INTERFACE -include ${CMAKE_CURRENT_LIST_DIR}/wasm32_long.h
+                                                 -Wno-shorten-64-to-32)
+endif()
+
 # The library itself: no C++ runtime, and the same floating-point results everywhere.
 add_library(kelvane_library_flags INTERFACE)
 target_link_libraries(kelvane_library_flags INTERFACE kelvane_flags)

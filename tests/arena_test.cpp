@@ -87,7 +87,7 @@ void expectArena(Random& random) {
             held[block] = {block, block + request};
         }
         ASSERT_NO_FATAL_FAILURE(expectIntact(start, usable, held, largest));
-        note(made == nullptr ? 0 : static_cast<unsigned char*>(made) - start, largest);
+        note(int64_t{made == nullptr ? 0 : static_cast<unsigned char*>(made) - start}, largest);
     }
 }
 
@@ -95,7 +95,7 @@ const Register registered{{{"Arena", 400, 0x7CF93D59DACDD1A1, expectArena}}};
 
 TEST(Arena, NeedsRoom) {
     int64_t memory[16];
-    for (const long size : {-1L, INT64_MIN})
+    for (const long size : {int64_t{-1}, INT64_MIN})
         EXPECT_EQ(VantMemMgrCreate(memory, size), nullptr);
     EXPECT_EQ(VantMemMgrCreate(nullptr, 1024), nullptr);
 }

@@ -21,6 +21,8 @@ TEST_P(Digests, IsTheCommittedOne) {
     for (int round = 0; round < given.rounds && !HasFailure(); ++round)
         given.run(random);
     EXPECT_EQ(allocationsUntilFailure, -1);
+    if (sizeof(void*) < 8 && given.name == "AnySizes")
+        GTEST_SKIP() << "records with smaller pointers fit where others do not";
     EXPECT_TRUE(noted == given.digest || !random.isUsual()) << "0x" << std::hex << noted;
 }
 

@@ -145,7 +145,7 @@ int failInGrowingRoom(const EntryPoint& entry, uint64_t& expected) {
     };
     const auto release = [&] {
         last = allocationCount;
-        room = std::max(32L, room + (lastShortage + 7) / 8 * 8);
+        room = std::max<long>(32, room + (lastShortage + 7) / 8 * 8);
         VantMemFree(arena.handle(), rest);
     };
     while (failsWithin(entry, arena.handle(), restrict, release, expected) && last < 50) {

@@ -126,13 +126,13 @@ long boxPayload(const Plane& p, const Reach& r, bool inPlace) {
     const long reciprocals =
         windowLengths(r.left, r.right, p.width) * windowLengths(r.top, r.bottom, p.height) * 4;
     return block(p.width * p.channels * 4) + block(inPlace ? saved * p.pitch : 0) +
-           block(std::max(reciprocals, 32L)) - 16;
+           block(std::max<long>(reciprocals, 32)) - 16;
 }
 
 // Mostly small, at times about the size of the image, at times far beyond it.
 long randomRadius(Random& random, long size) {
     const long small = random.between(0, 6), large = random.between(size / 2, 2 * size);
-    const long beyond = (1L << random.between(20, 62)) + random.between(-1, 1);
+    const long beyond = (int64_t{1} << random.between(20, 62)) + random.between(-1, 1);
     return random.oneOf({small, small, small, small, large, beyond, LONG_MAX - small});
 }
 
@@ -154,7 +154,7 @@ void expectSmallWindowsInRowsOfEveryLength(Random& random) {
                 const Plane plane = {width, random.between(1, 9), channels,
                                      width * channels + random.oneOf({0, 3})};
                 const Reach reach = {random.between(0, radius), random.between(0, 2),
-                                     std::max(radius, 1L), random.between(1, 2)};
+                                     std::max<long>(radius, 1), random.between(1, 2)};
                 const Reach even = {reach.right, reach.top, reach.right, reach.bottom};
                 for (const Reach& r : {reach, even})
                     ASSERT_NO_FATAL_FAILURE(expectFilter(
@@ -271,7 +271,7 @@ TEST(BoxBlur, KeepsVeryLargeWindowsExact) {
     Bytes image(size_t(plane.size()), 255);
     boxBlur({LONG_MAX, LONG_MAX, 1499, 0})(nullptr, plane, image.data(), image.data());
     for (const auto& [x, y] : {std::pair{0L, 0L}, {100L, 2000L}, {1499L, 2795L}, {2000L, 2799L}}) {
-        const long area = std::min(x + 1500, plane.width) * (y + 1);
+        const long area = std::min<long>(x + 1500, plane.width) * (y + 1);
         EXPECT_EQ(image[size_t(y * plane.pitch + x)], 255 * area * ((1L << 23) / area) >> 23);
     }
 }

@@ -28,7 +28,7 @@ void expectAllocated(Random& random) {
         place(2, luma + chroma / 2);
         expected.pitches[2] = pitch / 2;
     }
-    const long payload = std::max((size + 7) / 8 * 8, 16L);
+    const long payload = std::max<long>((size + 7) / 8 * 8, 16);
     const Arena small(payload - 8), arena(payload);
     Image image = {};
     if (size > payload - 8) {
@@ -43,7 +43,8 @@ void expectAllocated(Random& random) {
         image.planes[k] = reinterpret_cast<unsigned char*>(offset);
     }
     ASSERT_TRUE(equal(image, expected)) << format << ' ' << width << " x " << height;
-    note(image.pitches[1], image.planes[1] - image.planes[0], image.planes[2] - image.planes[0]);
+    note(image.pitches[1], int64_t{image.planes[1] - image.planes[0]},
+         int64_t{image.planes[2] - image.planes[0]});
     image = made;
     imgFree(arena.handle(), &image);
     ASSERT_TRUE(equal(image, {}) && arena.isEmpty());

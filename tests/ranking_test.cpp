@@ -208,7 +208,7 @@ void expectRanked(Random& random) {
         if (code == ERR_NONE) {
             capacity = std::max(capacity, burst.n);
             const Column scores = scoresOf(burst, *engine);
-            Column kept = plainKept(scores, std::min(std::ssize(indices), burst.n));
+            Column kept = plainKept(scores, std::min<int64_t>(std::ssize(indices), burst.n));
             ASSERT_EQ(result.best, firstBest(scores, 0, burst.n));
             ASSERT_EQ(result.count, std::ssize(kept));
             kept.resize(indices.size(), -1);

@@ -145,7 +145,7 @@ int64_t bgrByte(const Frame& source, const Axis& columns, const Axis& rows, long
 
 void expectConverted(Random& random, const Axis& horizontal, const Axis& vertical) {
     const uint32_t format = bgrSources[random.between(0, 3)];
-    const long paired = std::max(horizontal.sourceSize / 2 * 2, 2L);
+    const long paired = std::max<long>(horizontal.sourceSize / 2 * 2, 2);
     const Axis columns = {format == 0x501 ? paired : horizontal.sourceSize, horizontal.size, true};
     const Axis rows = {vertical.sourceSize, vertical.size, true};
     SCOPED_TRACE(describe(format, columns, rows));

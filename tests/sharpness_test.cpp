@@ -87,7 +87,7 @@ void expectSharpness(__tag_KIRO_OFFSCREEN& image, __tag_rect* region) {
     float sharpness = -7.0f;
     lastAllocationSize = 0;
     ASSERT_EQ(imgEvaluateSharpness(arena.handle(), &image, &sharpness, region), code);
-    ASSERT_EQ(std::bit_cast<uint32_t>(sharpness), std::bit_cast<uint32_t>(expected))
+    ASSERT_EQ(__builtin_bit_cast(uint32_t, sharpness), __builtin_bit_cast(uint32_t, expected))
         << image.format << ' ' << image.width << 'x' << image.height << ' ' << image.pitches[0];
     note(sharpness);
     ASSERT_EQ(lastAllocationSize, accepted ? scratch : 0);

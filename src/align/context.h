@@ -16,9 +16,11 @@ struct _tag_ZEP_ABDEBLUR {
     _tag_BitPyramid_Struct* workPyramid;
 };
 
+#ifndef __wasm32__ // pointers of 4 bytes make smaller records
 static_assert(offsetof(_tag_ZEP_ABDEBLUR, threshold) == 16);
 static_assert(offsetof(_tag_ZEP_ABDEBLUR, bitmapSet) == 32);
 static_assert(sizeof(_tag_ZEP_ABDEBLUR) == 64);
+#endif
 
 namespace kelvane {
 

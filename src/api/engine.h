@@ -42,7 +42,9 @@ struct _tag_DRAV_ENGINE {
     _tag_DRAV_BLURRESULT blurResult;
 };
 
+#ifndef __wasm32__ // pointers of 4 bytes make smaller records
 static_assert(offsetof(_tag_DRAV_ENGINE, scoreTable) == 48);
 static_assert(offsetof(_tag_DRAV_ENGINE, movingRects) == 120);
 static_assert(offsetof(_tag_DRAV_ENGINE, blurResult) == 176);
 static_assert(sizeof(_tag_DRAV_ENGINE) == 192);
+#endif

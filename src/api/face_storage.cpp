@@ -44,7 +44,7 @@ void releaseBlock(void* memHandle, _tag_DRAV_PARAM* params, long n,
     if (params == nullptr || params[0].*field == nullptr)
         return;
     VantMemFree(memHandle, params[0].*field);
-    for (long i = 0; i < std::max(n, 1L); ++i)
+    for (long i = 0; i < std::max<long>(n, 1); ++i)
         params[i].*field = nullptr;
 }
 

@@ -27,7 +27,7 @@ long calMaskArea(unsigned char* mask, long width, long height, long pitch, int v
         return ERR_INVALID_PARAM;
     const long left = rect != nullptr ? rect->left : 0;
     const long top = rect != nullptr ? rect->top : 0;
-    const long rowLength = rect != nullptr ? long{rect->right} - left : width;
+    const long rowLength = rect != nullptr ? rect->right - left : width;
     const long bottom = rect != nullptr ? rect->bottom : height;
 
     const bool isByte = value >= 0 && value <= 255;

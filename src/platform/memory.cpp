@@ -1,6 +1,7 @@
 // Memory from the process heap or an arena, and the platform's memory functions.
 #include "kelvane/kelvane.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,7 +11,10 @@ namespace {
 // block that is smaller than the caller believes.
 bool fitsArena(long size) { return size >= 0 && size <= static_cast<long>(UINT32_MAX) - 7; }
 
-size_t unsignedSize(long size) { return static_cast<size_t>(size); }
+// What the address space cannot hold, negative sizes among it, is more than the heap ever has.
+size_t unsignedSize(long size) {
+    return static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(size), SIZE_MAX));
+}
 
 } // namespace
 
