@@ -162,6 +162,16 @@ test('takes a burst from the camera', async () => {
   assert.match(await text('#status'), /1 burst, 20 frames, 1 kept/);
 });
 
+test('takes a video, frame by frame', async () => {
+  const video = `${folder}/moving.webm`;
+  execFileSync('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'testsrc=size=320x240:rate=10:duration=1',
+    '-c:v', 'libvpx', video]);
+  await choose([video, written('damaged.webm', Buffer.alloc(500, 1))]);
+  assert.match(await text('#status'), /1 burst, 10 frames, 1 kept/);
+  assert.match(await text('#problems'), /damaged\.webm: is no video/);
+  assert.match(await text('.frame .name'), /^moving\.webm-0\.05s\.jpg$/);
+});
+
 test('cancels', async () => {
   await (await page.$('#files')).uploadFile(...Array(3).fill(photographs).flat());
   await page.waitForFunction(() => !document.getElementById('progress').hidden);
