@@ -27,6 +27,10 @@
 #include <random>
 #endif
 
+#ifdef __wasm_simd128__
+#include <wasm_simd128.h>
+#endif
+
 #undef LONG_MAX
 #undef LONG_MIN
 #define LONG_MAX INT64_MAX

@@ -194,7 +194,13 @@ const Kernels& kernelsFor(int64_t rowBytes);
 
 // One table for each instruction set. Those of one that the processor lacks must not be called.
 // Beside each stands the next narrower one, if there is one, for what does not suit a set.
-#if defined(KELVANE_PORTABLE) || !(defined(__x86_64__) || defined(__aarch64__))
+#if defined(__wasm_simd128__)
+namespace simd128 {
+extern const Kernels kernels;
+static constexpr const Kernels& narrower = kernels;
+} // namespace simd128
+namespace baseline = simd128;
+#elif defined(KELVANE_PORTABLE) || !(defined(__x86_64__) || defined(__aarch64__))
 namespace portable {
 extern const Kernels kernels;
 static constexpr const Kernels& narrower = kernels;

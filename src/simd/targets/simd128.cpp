@@ -1,0 +1,3 @@
+#include "simd/simd128.h"
+
+#include "simd/kernel_table.h"
