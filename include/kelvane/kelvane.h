@@ -825,8 +825,8 @@ KELVANE_CPP_API void FindMaskBBox(const __tag_KIRO_OFFSCREEN* mask, __tag_rect* 
 /* ---------------------------------------------------------------------------------------------
  * 16. Layouts
  *
- * Those of LP64 platforms. WebAssembly has pointers of 4 bytes: its callers are on the other side of
- * the JavaScript layer. */
+ * Those of LP64 platforms. WebAssembly has pointers of 4 bytes: its callers are on the other side
+ * of the JavaScript layer. */
 
 #if (defined(__cplusplus) || __STDC_VERSION__ >= 201112L) && !defined(__wasm32__)
 static_assert(sizeof(long) == 8 && sizeof(void*) == 8, "Kelvane is built for LP64 platforms");
