@@ -14,7 +14,6 @@ constexpr size_t headerSize = 32;
 constexpr size_t faceSize = 40;
 constexpr size_t recordSize = 412;
 constexpr size_t faceCountOffset = 400;
-constexpr uint32_t notKnown = UINT32_MAX;
 
 __tag_rect parseRect(const JsonNode& node) {
     const std::vector<JsonNode> edges = node.elements();
@@ -38,7 +37,7 @@ uint32_t parseSmile(const JsonNode& node) {
 
 Face parseFace(const JsonNode& node) {
     node.checkKeys({"rect", "code", "smile", "eyes_open"});
-    Face face = {parseRect(node.get("rect")), 0, notKnown, notKnown};
+    Face face = {parseRect(node.get("rect")), 0, unknownOfFace, unknownOfFace};
     if (node.has("code"))
         face.code = static_cast<uint32_t>(node.get("code").integer(0, 16));
     if (node.has("smile"))

@@ -23,7 +23,8 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
                                      .detail = 0},
                            .luma = {},
                            .followed = {},
-                           .thumbnail = {}};
+                           .thumbnail = {},
+                           .faces = {}};
     {
         const PhaseTimer timer(times.library);
         found.frame.blur = engine_.measure(view.image);
@@ -34,6 +35,8 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
     }
     if (needs.luma)
         found.luma = copyLuma(view.image);
+    if (needs.faces != nullptr)
+        found.faces = needs.faces->find(view.image);
     if (needs.thumbnail)
         found.thumbnail = makeThumbnail(pixels, frame.path, times);
     return found;

@@ -2,6 +2,7 @@
 
 #include "analysis/common_part.h"
 #include "analysis/engine.h"
+#include "analysis/face_finder.h"
 #include "base/burst.h"
 #include "media/frame_source.h"
 
@@ -12,6 +13,7 @@ struct FrameNeeds {
     bool luma = false;
     bool followed = false;
     bool thumbnail = false;
+    const FaceFinder* faces = nullptr; // what finds them
 };
 
 // What is found out about a frame while its pixels are there.
@@ -20,6 +22,7 @@ struct FrameFindings {
     LumaImage luma;
     std::optional<FollowedFrame> followed;
     std::optional<Thumbnail> thumbnail;
+    std::vector<PersonFace> faces;
 };
 
 // Measures frames one by one; each thread has its own.

@@ -70,6 +70,9 @@ struct Face {
     uint32_t eyesOpen;
 };
 
+// A smile or eyes of which nothing is known.
+constexpr uint32_t unknownOfFace = UINT32_MAX;
+
 using FacesOfFrames = std::vector<std::vector<Face>>;
 
 // What moves in one frame, in that frame's pixels.

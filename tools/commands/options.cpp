@@ -22,7 +22,8 @@ void addJobs(CLI::App& command, Invocation& invocation) {
         ->type_name("N");
 }
 
-CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation) {
+CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation,
+                             Formats formats) {
     CLI::Option& inputs =
         *command.add_option("INPUT", options.inputs,
                             "A folder of pictures, picture files, or one video; - for a "
@@ -34,8 +35,9 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
         ->check(positive)
         ->type_name("N");
     CLI::Option& json = *command.add_flag("--json", options.json, "Print JSON instead of a table");
-    command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
-        ->excludes(&json);
+    if (formats == Formats::all)
+        command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
+            ->excludes(&json);
     addJobs(command, invocation);
     options.frames.skipOption = "--skip-bad";
     addChoice(
@@ -125,23 +127,24 @@ bool parseArguments(int argc, char** argv, Invocation& invocation) {
     app.set_version_flag("--version", "kelvane " KELVANE_VERSION, "Print the version and exit");
     app.footer("Exit status: 0, or 1 when writing failed or memory ran out, or 2 for bad input.");
     app.require_subcommand(1);
-    for (const auto add : {addPick, addList, addBlur, addResize, addSmooth, addMorph, addAlign,
-                           addChanges, addVersion})
+         {addPick, addBlur, addFaces, addList, addResize, addSmooth, addMorph, addAlign, addChanges, addVersion})
+                           addChanges, addVersion
+})
         add(app, invocation);
-    app.add_subcommand("help", "Print the options of a command: kelvane help pick");
-    std::vector<std::string> words = wordsOf(argc, argv);
-    checkCommand(app, words);
-    try {
-        std::ranges::reverse(words); // as CLI11 takes them
-        app.parse(std::move(words));
-    } catch (const CLI::Success& help) {
-        std::ostringstream text;
-        app.exit(help, text, text);
-        writeToStdout(text.str());
-        return false;
-    } catch (const CLI::ParseError& error) {
-        checkOptions(app);
-        throw argumentError(error.what());
-    }
-    return true;
+app.add_subcommand("help", "Print the options of a command: kelvane help pick");
+std::vector<std::string> words = wordsOf(argc, argv);
+checkCommand(app, words);
+try {
+    std::ranges::reverse(words); // as CLI11 takes them
+    app.parse(std::move(words));
+} catch (const CLI::Success& help) {
+    std::ostringstream text;
+    app.exit(help, text, text);
+    writeToStdout(text.str());
+    return false;
+} catch (const CLI::ParseError& error) {
+    checkOptions(app);
+    throw argumentError(error.what());
+}
+return true;
 }

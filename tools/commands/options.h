@@ -1,6 +1,7 @@
 // What the commands' options have in common.
 #pragma once
 
+#include "analysis/face_finder.h"
 #include "commands/commands.h"
 #include "media/frame_source.h"
 
@@ -12,6 +13,7 @@
 void addPick(CLI::App& app, Invocation& invocation);
 void addList(CLI::App& app, Invocation& invocation);
 void addBlur(CLI::App& app, Invocation& invocation);
+void addFaces(CLI::App& app, Invocation& invocation);
 void addResize(CLI::App& app, Invocation& invocation);
 void addSmooth(CLI::App& app, Invocation& invocation);
 void addMorph(CLI::App& app, Invocation& invocation);
@@ -65,5 +67,11 @@ struct FrameOptions {
     bool csv = false;
 };
 
+enum class Formats { all, tableAndJson };
+
 // Returns the option of the inputs.
-CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation);
+CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocation& invocation,
+                             Formats formats = Formats::all);
+
+// Of commands that find faces.
+void addFaceRules(CLI::App& command, FaceRules& rules);

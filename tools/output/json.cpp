@@ -129,6 +129,17 @@ Json blurJson(const Measurement& measured) {
     return json;
 }
 
+Json facesJson(const Measurement& measured, const People& people) {
+    Json json = {{"frames", Json::array()}};
+    for (size_t i = 0; i < measured.frames.size(); ++i) {
+        Json frame = frameJson(measured, i);
+        frame["faces"] = facesOfFrameJson(people.ofFrames[i]);
+        json["frames"].push_back(std::move(frame));
+    }
+    json["persons"] = personsJson(people);
+    return json;
+}
+
 Json skippedJson(std::span<const Skipped> skipped) {
     Json json = Json::array();
     for (const Skipped& file : skipped)

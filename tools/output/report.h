@@ -3,6 +3,7 @@
 
 #include "base/burst.h"
 #include "base/changes.h"
+#include "base/people.h"
 
 #include <nlohmann/json.hpp>
 
@@ -56,6 +57,13 @@ std::string groupTable(std::span<const Burst> bursts);
 std::string blurTable(const Measurement& measured);
 Notes blurNotes(const Measurement& measured);
 
+// A row for each face.
+std::string facesTable(const Measurement& measured, const People& people);
+Notes peopleNotes(const People& people);
+
+// A faces file (docs/faces.md).
+std::string facesFileText(const FacesOfFrames& frames);
+
 // The shift of the second picture against the first.
 std::string alignmentText(const Alignment& alignment);
 
@@ -72,6 +80,10 @@ OrderedJson toJson(const __tag_rect& rect);
 OrderedJson pickJson(const Burst& burst);
 OrderedJson groupJson(double gap, std::span<const Burst> bursts);
 OrderedJson blurJson(const Measurement& measured);
+// What was found in one frame, and about every person of the burst.
+OrderedJson facesOfFrameJson(std::span<const PersonFace> faces);
+OrderedJson personsJson(const People& people);
+OrderedJson facesJson(const Measurement& measured, const People& people);
 OrderedJson skippedJson(std::span<const Skipped> skipped);
 OrderedJson changesJson(const Changes& changes); // without the shift
 OrderedJson alignmentJson(const Alignment& alignment, const BitAgreement& bits);

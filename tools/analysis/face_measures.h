@@ -1,0 +1,5 @@
+#pragma once
+
+#include "base/people.h"
+
+FaceMeasures measureFace(const Landmarks& landmarks);
