@@ -7,6 +7,7 @@
 #include "analysis/frame_measurer.h"
 #include "analysis/moving_objects.h"
 #include "analysis/page_pictures.h"
+#include "analysis/people.h"
 #include "analysis/terms.h"
 #include "base/error.h"
 #include "base/text.h"
@@ -50,6 +51,7 @@ struct OpenBurst {
     Burst burst;
     LumaStore lumas;
     std::optional<CameraPath> camera = {};
+    std::vector<std::vector<PersonFace>> faces = {};
 };
 
 // Scores of a preview and of raw data do not compare.
@@ -69,7 +71,8 @@ public:
     InTurn read(const SourceFrame& frame, PhaseTimes& times) {
         FrameNeeds needs = {.luma = rules_.moving,
                             .followed = !rules_.whole,
-                            .thumbnail = mayBePictured(frame.index)};
+                            .thumbnail = mayBePictured(frame.index),
+                            .faces = rules_.finder};
         return [this, found = measurers_.local().measure(frame, needs, times)]() mutable {
             take(std::move(found));
         };
@@ -93,6 +96,8 @@ private:
         sheetStep_ = open.burst.sheet.step;
         if (rules_.moving)
             open.lumas.add(std::move(found.luma), found.frame.path);
+        if (rules_.finder != nullptr)
+            open.faces.push_back(std::move(found.faces));
         if (found.followed) {
             if (!open.camera)
                 open.camera.emplace(found.frame.blur.width, found.frame.blur.height);
@@ -190,6 +195,10 @@ void rank(OpenBurst& open, const RankingRules& rules, PhaseTimes& times) {
     const MeasuredFrame& first = frames.front();
     if (!rules.facesFile.empty())
         checkFaces(burst.faces, rules.facesFile, frames.size(), first.width, first.height);
+    if (rules.finder != nullptr) {
+        burst.people = findPeople(std::move(open.faces));
+        burst.faces = facesForRanking(*burst.people);
+    }
     std::vector<unsigned char> record =
         makeRecord(burst.faces, frames.size(), first.blur.width, first.blur.height);
     const std::vector<int64_t> scores = scoresBy(rules.measure, frames);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "analysis/face_finder.h"
 #include "base/burst.h"
 #include "media/frame_source.h"
 
@@ -15,7 +16,8 @@ struct RankingRules {
     FrameSelection frames;
     ChoiceRules choice;
     Measure measure = Measure::sharpness;
-    std::string facesFile; // empty for none
+    std::string facesFile;              // empty for none
+    const FaceFinder* finder = nullptr; // of the faces, where no file names them
     bool moving = false;
     bool whole = false; // compare whole frames, not only what all of them show
 };

@@ -94,4 +94,9 @@ std::vector<PersonFace> FaceFinder::find(const __tag_KIRO_OFFSCREEN& image) cons
     return faces;
 }
 
+const FaceFinder& sharedFaceFinder(const FaceRules& rules) {
+    static const FaceFinder finder(rules);
+    return finder;
+}
+
 bool canFindFaces() { return findOpen() != nullptr; }

@@ -25,5 +25,8 @@ private:
     std::unique_ptr<FaceDetector> detector_;
 };
 
+// One for the whole run, made when it is first asked for; its rules are those of that first time.
+const FaceFinder& sharedFaceFinder(const FaceRules& rules);
+
 // Whether the component is there.
 bool canFindFaces();

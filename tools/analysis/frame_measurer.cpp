@@ -37,7 +37,9 @@ FrameFindings FrameMeasurer::measure(const SourceFrame& frame, const FrameNeeds&
         found.luma = copyLuma(view.image);
     if (needs.faces != nullptr)
         found.faces = needs.faces->find(view.image);
-    if (needs.thumbnail)
+    if (needs.thumbnail) {
         found.thumbnail = makeThumbnail(pixels, frame.path, times);
+        addCutouts(found.faces, pixels, frame.path, times);
+    }
     return found;
 }

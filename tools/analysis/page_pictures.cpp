@@ -15,11 +15,13 @@ constexpr size_t pageBytes = 25'000;
 constexpr size_t frameTextBytes = 3'500;
 constexpr size_t coverBytes = 3'000;
 constexpr size_t thumbnailBytes = 8'000;
+constexpr size_t faceBytes = 2'500;
 constexpr size_t largestCutOutBytes = 18'000;
 constexpr size_t leastCutOutBytes = 6'000;
 
 constexpr int32_t thumbnailSide = 320; // more than the page shows, for dense screens
 constexpr int32_t coverSide = 160;
+constexpr int32_t faceSide = 176;
 constexpr int32_t largestCutOut = 320; // two fit side by side, and one on a phone
 constexpr int32_t leastCutOut = 128;
 constexpr int cutOutQuality = 85;
@@ -258,6 +260,27 @@ std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& 
                          encodeWithin(coverBytes, reduced(picture, coverSide, times))};
     } catch (const BadPicture&) {
         return std::nullopt;
+    }
+}
+
+void addCutouts(std::vector<PersonFace>& faces, const AVFrame& frame, const std::string& name,
+                PhaseTimes& times) {
+    if (faces.empty())
+        return;
+    try {
+        const ColourPicture picture = ColourPicture::of(frame, name, times);
+        for (size_t i = 0; i < std::min(faces.size(), mostRankedFaces); ++i) {
+            const __tag_rect& face = faces[i].rect;
+            const int32_t margin = (face.right - face.left) / 4;
+            const BgrPicture cutout =
+                picture
+                    .part({std::max(0, face.left - margin), std::max(0, face.top - margin),
+                           std::min(frame.width, face.right + margin),
+                           std::min(frame.height, face.bottom + margin)})
+                    .thumbnail(faceSide, times);
+            faces[i].cutout = encodeWithin(faceBytes, cutout);
+        }
+    } catch (const BadPicture&) { // its colours cannot be shown
     }
 }
 

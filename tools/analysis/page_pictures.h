@@ -13,6 +13,10 @@ extern "C" {
 std::optional<Thumbnail> makeThumbnail(const AVFrame& frame, const std::string& name,
                                        PhaseTimes& times);
 
+// Cuts out of a frame the faces that are ranked, with something around them.
+void addCutouts(std::vector<PersonFace>& faces, const AVFrame& frame, const std::string& name,
+                PhaseTimes& times);
+
 // Puts the next frame of a burst on its sheet, unless it is one that a long burst leaves out: the
 // sheet keeps every second, then every fourth frame and so on, never more than its capacity.
 void offerToSheet(ContactSheet& sheet, size_t index, std::optional<Thumbnail> thumbnail);

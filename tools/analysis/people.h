@@ -5,8 +5,6 @@
 
 #include <string>
 
-constexpr size_t mostRankedFaces = 10;
-
 // Follows the faces of a burst from frame to frame, and judges every person's eyes and smile by
 // comparison with that person's other frames. `ofFrames` are the faces of every frame, the largest
 // first.

@@ -1,6 +1,7 @@
 // What the analysis finds out about a burst, and the outputs show.
 #pragma once
 
+#include "base/people.h"
 #include "base/shift.h"
 #include "kelvane/kelvane.h"
 
@@ -177,6 +178,7 @@ enum class GroupReason : uint8_t { captureTimes, sequenceNumber, fileNames, burs
 struct Burst {
     Measurement measured;
     FacesOfFrames faces;                  // empty when none were given
+    std::optional<People> people;         // when their faces were to be found
     std::optional<MovingObjects> moving;  // without masks; when they were asked for
     std::optional<CommonPart> commonPart; // of several frames, unless whole ones are asked for
     Ranking ranking = {};

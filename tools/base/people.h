@@ -4,9 +4,14 @@
 #include "kelvane/kelvane.h"
 #include "people/face_detector.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
+
+// As many as a record of a frame holds.
+constexpr size_t mostRankedFaces = 10;
 
 // What the landmarks of one face say by themselves. Left and right are the person's own.
 struct FaceMeasures {
@@ -32,6 +37,7 @@ struct PersonFace {
     std::optional<int> smile = {}; // 0 none to 100 broad
     std::optional<bool> eyesOpen = {};
     std::optional<uint32_t> smileDegree = {}; // 0, 30 or 80, as a record has it
+    std::string cutout = {};                  // a small JPEG of it, for a page
 };
 
 struct Person {
@@ -43,4 +49,10 @@ struct Person {
 struct People {
     std::vector<std::vector<PersonFace>> ofFrames;
     std::vector<Person> persons;
+
+    // How many faces of a frame have their eyes open, or closed.
+    size_t withEyes(size_t frame, bool open) const {
+        return static_cast<size_t>(
+            std::ranges::count(ofFrames[frame], std::optional(open), &PersonFace::eyesOpen));
+    }
 };

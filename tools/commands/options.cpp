@@ -127,24 +127,23 @@ bool parseArguments(int argc, char** argv, Invocation& invocation) {
     app.set_version_flag("--version", "kelvane " KELVANE_VERSION, "Print the version and exit");
     app.footer("Exit status: 0, or 1 when writing failed or memory ran out, or 2 for bad input.");
     app.require_subcommand(1);
-         {addPick, addBlur, addFaces, addList, addResize, addSmooth, addMorph, addAlign, addChanges, addVersion})
-                           addChanges, addVersion
-})
+    for (const auto add : {addPick, addList, addBlur, addFaces, addResize, addSmooth, addMorph,
+                           addAlign, addChanges, addVersion})
         add(app, invocation);
-app.add_subcommand("help", "Print the options of a command: kelvane help pick");
-std::vector<std::string> words = wordsOf(argc, argv);
-checkCommand(app, words);
-try {
-    std::ranges::reverse(words); // as CLI11 takes them
-    app.parse(std::move(words));
-} catch (const CLI::Success& help) {
-    std::ostringstream text;
-    app.exit(help, text, text);
-    writeToStdout(text.str());
-    return false;
-} catch (const CLI::ParseError& error) {
-    checkOptions(app);
-    throw argumentError(error.what());
-}
-return true;
+    app.add_subcommand("help", "Print the options of a command: kelvane help pick");
+    std::vector<std::string> words = wordsOf(argc, argv);
+    checkCommand(app, words);
+    try {
+        std::ranges::reverse(words); // as CLI11 takes them
+        app.parse(std::move(words));
+    } catch (const CLI::Success& help) {
+        std::ostringstream text;
+        app.exit(help, text, text);
+        writeToStdout(text.str());
+        return false;
+    } catch (const CLI::ParseError& error) {
+        checkOptions(app);
+        throw argumentError(error.what());
+    }
+    return true;
 }

@@ -80,7 +80,7 @@ std::vector<Burst> pickGroups(const PickOptions& options, std::vector<Skipped>& 
 // Says when pictures that are ranked as one burst were taken as several. The times of files tell
 // nothing about that.
 Notes burstsNotes(const PickOptions& options, const std::vector<InputFile>& files) {
-    if (files.size() < 2 || !options.facesFile.empty())
+    if (files.size() < 2 || !options.rules().facesFile.empty())
         return {};
     const auto wasTaken = [](const BurstGroup& group) {
         return group.reason != GroupReason::captureTimes ||
@@ -113,7 +113,7 @@ std::vector<Burst> pickOne(const PickOptions& options, std::vector<Skipped>& ski
                           options.reportFile.empty() ? 0 : sheetCapacity(1), progress, times,
                           skipped);
     } catch (const OtherSize& other) {
-        if (!options.facesFile.empty())
+        if (!options.rules().facesFile.empty())
             throw;
         throw InputError(other.name(),
                          fmt::format("{}; --group ranks each size by itself", other.what()));
@@ -203,6 +203,8 @@ Output runPick(const PickOptions& options, PhaseTimes& times) {
     }
     if (options.inputs.empty())
         throw InputError("arguments", "INPUT is required");
+    if (options.group && !options.faces.empty() && !options.findsFaces())
+        throw InputError("--faces", "a faces file is about one burst; --group takes --faces auto");
     if (options.reportFile == "-")
         throw InputError("--report", "writes a file; standard output has the table");
     if (!options.reportFile.empty())
@@ -264,18 +266,15 @@ void addSidecars(CLI::App& pick, PickOptions& options) {
 }
 
 void addGroup(CLI::App& pick, PickOptions& options) {
-    CLI::Option& faces = *pick.get_option("--faces");
     pick.add_flag("--group", options.group,
                   "Split the pictures into bursts by their cameras' marks and capture times")
         ->check([](const std::string& value) {
             return value == "true" ? "" : "takes no value; --group-gap SECONDS does";
-        })
-        ->excludes(&faces);
+        });
     pick.add_option("--group-gap", options.groupGap,
                     "Split where nothing was taken for more than SECONDS (2); means --group")
         ->each([&](const std::string&) { options.group = true; })
         ->check(CLI::Range(0.0, 86400.0))
-        ->excludes(&faces)
         ->type_name("SECONDS");
 }
 
@@ -312,8 +311,10 @@ void addPick(CLI::App& app, Invocation& invocation) {
                     "Keep no frame that has less than P % of the best one's score (0)")
         ->check(CLI::Range(0.0, 100.0))
         ->type_name("P");
-    pick.add_option("--faces", options.facesFile, "JSON file with the faces of every frame")
+    pick.add_option("--faces", options.faces,
+                    "JSON file with the faces of every frame, or auto to find them")
         ->type_name("FILE");
+    addFaceRules(pick, options.faceRules);
     pick.add_flag("--moving", options.moving,
                   "Rank by what moves; keeps the luma of all frames, 4 GiB at most");
     pick.add_flag("--whole", options.whole,

@@ -9,7 +9,8 @@
 
 struct PickOptions : FrameOptions {
     ChoiceRules choice;
-    std::string facesFile; // empty for none, as the other names
+    std::string faces; // their file, "auto", or empty for none, as the other names
+    FaceRules faceRules;
     bool moving = false;
     bool whole = false;
     bool explain = false;
@@ -27,11 +28,14 @@ struct PickOptions : FrameOptions {
     std::string labels = "Green,Yellow"; // likewise
     bool force = false;                  // replace files that exist
 
+    bool findsFaces() const { return faces == "auto"; }
+
     RankingRules rules() const {
         return {.frames = frames,
                 .choice = choice,
                 .measure = measure,
-                .facesFile = facesFile,
+                .facesFile = findsFaces() ? "" : faces,
+                .finder = findsFaces() ? &sharedFaceFinder(faceRules) : nullptr,
                 .moving = moving,
                 .whole = whole};
     }

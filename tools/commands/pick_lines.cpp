@@ -42,9 +42,9 @@ LineBurst parseLine(const JsonNode& line, PickOptions options) {
     if (line.has("skip_bad"))
         options.frames.skipBad = line.get("skip_bad").boolean();
     if (line.has("faces"))
-        options.facesFile = line.get("faces").string();
+        options.faces = line.get("faces").string();
     const bool apart = line.has("apart") && line.get("apart").boolean();
-    if (apart && !options.facesFile.empty())
+    if (apart && !options.faces.empty())
         line.get("faces").fail("cannot be told apart by size; leave out \"apart\"");
     return {std::move(options), apart ? Sizes::apart : Sizes::equal};
 }

@@ -115,6 +115,32 @@ BgrPicture ColourPicture::resized(int32_t width, int32_t height, PhaseTimes& tim
     return resize(image_, width, height, times);
 }
 
+ColourPicture ColourPicture::part(__tag_rect rect) const {
+    rect.left -= rect.left % 2;
+    rect.top -= rect.top % 2;
+    ColourPicture part;
+    part.pixels_ = shareFrame(*pixels_);
+    part.image_ = image_;
+    part.image_.width = rect.right - rect.left;
+    part.image_.height = rect.bottom - rect.top;
+    const auto advance = [&](size_t plane, int64_t rows, int64_t bytes) {
+        part.image_.planes[plane] += rows * image_.pitches[plane] + bytes;
+    };
+    switch (image_.format) {
+    case KELVANE_FORMAT_BGR24: advance(0, rect.top, 3 * int64_t{rect.left}); break;
+    case KELVANE_FORMAT_YUYV: advance(0, rect.top, 2 * int64_t{rect.left}); break;
+    case KELVANE_FORMAT_YUV420_CRCB:
+        advance(0, rect.top, rect.left);
+        advance(1, rect.top / 2, rect.left);
+        break;
+    default:
+        advance(0, rect.top, rect.left);
+        advance(1, rect.top / 2, rect.left / 2);
+        advance(2, rect.top / 2, rect.left / 2);
+    }
+    return part;
+}
+
 BgrPicture ColourPicture::thumbnail(int32_t side, PhaseTimes& times) const {
     return reduce(image_, side, times);
 }

@@ -43,6 +43,9 @@ public:
     // All pixels in their size.
     BgrPicture whole(PhaseTimes& times) const { return resized(width(), height(), times); }
 
+    // The pixels inside a rectangle of the picture, from the even column and row before its corner.
+    ColourPicture part(__tag_rect rect) const;
+
     // The same, reduced.
     BgrPicture thumbnail(int32_t side, PhaseTimes& times) const;
 

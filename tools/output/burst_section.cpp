@@ -73,6 +73,7 @@ public:
                                {"verdict", verdict()},
                                {"notes", notes()},
                                {"comparisons", comparisons},
+                               {"people", burst_.people ? peopleHtml() : ""},
                                {"sheet_note", sheetNote()},
                                {"chart", measured_.frames.size() > 1 ? chart() : ""},
                                {"width", text(first.width)},
@@ -137,11 +138,12 @@ private:
         size_t faces = 0;
         for (const std::vector<Face>& ofFrame : burst_.faces)
             faces += ofFrame.size();
-        if (!burst_.faces.empty())
+        if (!burst_.faces.empty() && !burst_.people)
             add(fmt::format("Faces: {} in {}{}.", faces, counted(measured_.frames.size(), "frame"),
                             faces >= measured_.frames.size() / 2 ? "; they count"
                                                                  : ", too few to count"));
         add(commonPartSentence(burst_));
+        add(peopleSentence(burst_));
         add(movingSentence(burst_));
         add(detailSentence(burst_));
         add(choiceSentence(burst_));
@@ -164,6 +166,8 @@ private:
                                 measureText());
         if (burst_.moving && burst_.moving->found > 0)
             note += " A yellow frame marks what moves.";
+        if (burst_.people && !burst_.people->persons.empty())
+            note += " White frames are faces; those with closed eyes are dotted.";
         if (!burst_.comparisons.empty())
             note += " The dashed frames are the cut-outs above.";
         return note;
@@ -251,8 +255,49 @@ private:
                                 {"alt", name(frame) + rank}});
     }
 
+    // The faces of one person as a row, and in words what each shows.
+    std::string personHtml(size_t person) const {
+        std::string row;
+        size_t open = 0, closed = 0;
+        for (const size_t frame : sheet_.shown)
+            for (const PersonFace& face : burst_.people->ofFrames[frame]) {
+                if (face.person != person || face.cutout.empty())
+                    continue;
+                open += face.eyesOpen == true ? 1 : 0;
+                closed += face.eyesOpen == false ? 1 : 0;
+                const std::string smile = smileText(face);
+                const std::string said = eyesText(face) + (smile.empty() ? "" : ", " + smile);
+                row += lines("face", {{"jpeg", base64(face.cutout)},
+                                      {"class", face.eyesOpen == false ? "closed" : "open"},
+                                      {"name", name(frame)},
+                                      {"said", said}});
+            }
+        if (row.empty())
+            return "";
+        const std::optional<size_t> best = burst_.people->persons[person].bestFrame;
+        const std::string where = best ? fmt::format("; best in {}", name(*best)) : "";
+        return lines("person", {{"title", fmt::format("Person {}: eyes open in {}, closed in {}{}",
+                                                      person + 1, open, closed, where)},
+                                {"faces", row}});
+    }
+
+    std::string peopleHtml() const {
+        constexpr size_t most = 30;
+        const size_t count = burst_.people->persons.size();
+        std::string persons;
+        for (size_t i = 0; i < std::min(count, most); ++i)
+            persons += personHtml(i);
+        if (count > most)
+            persons += lines(
+                "note", {{"text", fmt::format("{} more persons are not shown.", count - most)}});
+        return persons.empty() ? "" : lines("people", {{"persons", persons}});
+    }
+
     std::string marks(size_t frame) const {
         std::string rectangles;
+        if (burst_.people)
+            for (const PersonFace& face : burst_.people->ofFrames[frame])
+                rectangles += rectangle(face.eyesOpen == false ? "face closed" : "face", face.rect);
         if (burst_.moving && burst_.moving->ofFrames[frame].found)
             rectangles += rectangle("moving", burst_.moving->ofFrames[frame].rect);
         for (const Comparison& comparison : burst_.comparisons)

@@ -4,8 +4,11 @@
 #include "base/text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
+#include <tuple>
 
 using Json = OrderedJson;
 
@@ -98,6 +101,68 @@ std::string facesTable(const Measurement& measured, const People& people) {
     return text + fmt::format("{} of {} in {}.\n", counted(count, "face"),
                               counted(people.persons.size(), "person"),
                               counted(people.ofFrames.size(), "frame"));
+}
+
+namespace {
+
+// The frame with the fewest closed eyes, and of these with the most faces, the first.
+size_t frameOfFewestClosed(const People& people) {
+    const auto rank = [&](size_t frame) {
+        const size_t faces = people.ofFrames[frame].size();
+        return std::tuple(faces == 0, people.withEyes(frame, false), -static_cast<int64_t>(faces));
+    };
+    size_t best = 0;
+    for (size_t i = 1; i < people.ofFrames.size(); ++i)
+        if (rank(i) < rank(best))
+            best = i;
+    return best;
+}
+
+std::string closedPersons(std::span<const PersonFace> faces) {
+    std::vector<size_t> persons;
+    for (const PersonFace& face : faces)
+        if (face.eyesOpen == false)
+            persons.push_back(face.person + 1);
+    std::ranges::sort(persons);
+    return fmt::format("person{} {}", persons.size() > 1 ? "s" : "", fmt::join(persons, ", "));
+}
+
+} // namespace
+
+std::string peopleSentence(const Burst& burst) {
+    if (!burst.people)
+        return "";
+    const People& people = *burst.people;
+    if (people.persons.empty())
+        return "Faces: none were found.\n";
+    const size_t n = people.ofFrames.size();
+    size_t faces = 0, blinking = 0;
+    for (size_t i = 0; i < n; ++i) {
+        faces += people.ofFrames[i].size();
+        blinking += people.withEyes(i, false) > 0 ? 1 : 0;
+    }
+    std::string text =
+        fmt::format("Faces: {} of {} in {}; closed eyes in {} of them", counted(faces, "face"),
+                    counted(people.persons.size(), "person"), counted(n, "frame"), blinking);
+    const size_t least = frameOfFewestClosed(people);
+    if (people.withEyes(least, false) > 0)
+        text += fmt::format(". No frame has all eyes open; {} has the fewest closed, those of {}",
+                            frameName(burst.measured, burst.measured.frames[least]),
+                            closedPersons(people.ofFrames[least]));
+    if (crowdedFrames(people) > 0)
+        text += "; of a frame with more than 10 faces the 10 largest are ranked";
+    return text + ".\n";
+}
+
+std::string eyesText(const PersonFace& face) {
+    if (!face.eyesOpen)
+        return "eyes unknown";
+    return *face.eyesOpen ? "eyes open" : "eyes closed";
+}
+
+std::string smileText(const PersonFace& face) {
+    const uint32_t degree = face.smileDegree.value_or(0);
+    return degree == 80 ? "broad smile" : degree == 30 ? "smile" : "";
 }
 
 Json personsJson(const People& people) {

@@ -93,12 +93,16 @@ Json pickJson(const Burst& burst) {
         frame["best"] = burst.isBest(i);
         if (burst.moving)
             frame["moving"] = objectJson(burst.moving->ofFrames[i], burst.moving->used);
+        if (burst.people)
+            frame["faces"] = facesOfFrameJson(burst.people->ofFrames[i]);
         frame["terms"] = termsJson(burst.terms[i]);
         json["frames"].push_back(std::move(frame));
     }
     if (burst.moving)
         json["moving_used"] = burst.moving->used;
     json["common_part"] = commonPartJson(burst.commonPart);
+    if (burst.people)
+        json["persons"] = personsJson(*burst.people);
     json["order"] = burst.measured.order;
     json["choose"] = choiceName(burst.choice.choice);
     json["min_share"] = burst.choice.minShare;

@@ -43,6 +43,13 @@ const char* reasonText(GroupReason reason);
 // The time in a video, the file among pictures.
 std::string placeText(const Measurement& measured, const MeasuredFrame& frame);
 
+// Whose eyes are closed where, in one line; nothing when no faces were to be found.
+std::string peopleSentence(const Burst& burst);
+
+// "eyes closed", and "smile" or nothing.
+std::string eyesText(const PersonFace& face);
+std::string smileText(const PersonFace& face);
+
 // Why each frame stands where it does: a table of all terms of its total.
 std::string explainTable(const Burst& burst);
 

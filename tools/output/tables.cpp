@@ -351,8 +351,8 @@ std::string pickTable(const Burst& burst, const Notes& more) {
     const auto best = static_cast<size_t>(burst.ranking.best);
     const size_t boldRow = best + 1;
     return pickRows({&burst, 1}, false, {&boldRow, 1}) + notes(measured) + noteLines(more) +
-           commonPartSentence(burst) + movingSentence(burst) + detailSentence(burst) +
-           choiceSentence(burst) + bestSentence(burst);
+           commonPartSentence(burst) + peopleSentence(burst) + movingSentence(burst) +
+           detailSentence(burst) + choiceSentence(burst) + bestSentence(burst);
 }
 
 std::string groupTable(std::span<const Burst> bursts) {
@@ -366,8 +366,8 @@ std::string groupTable(std::span<const Burst> bursts) {
         frames += burst.measured.frames.size();
         kept += burst.ranking.chosen.size();
         for (const std::string& line :
-             {notes(burst.measured), commonPartSentence(burst), movingSentence(burst),
-              detailSentence(burst), choiceSentence(burst)})
+             {notes(burst.measured), commonPartSentence(burst), peopleSentence(burst),
+              movingSentence(burst), detailSentence(burst), choiceSentence(burst)})
             if (!line.empty())
                 notesOfBursts += fmt::format("Burst {}: {}", i + 1, line);
     }
