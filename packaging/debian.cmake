@@ -1,5 +1,5 @@
-# cpack -G DEB: one package for the library, one to build against it, one for the tool,
-# one for Java and one for Python.
+# cpack -G DEB: one package for the library, one to build against it, one for the tool, one for
+# what it finds faces with, one for Java and one for Python.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvane)
 set(CPACK_PACKAGE_CONTACT "The Kelvane developers <kelvane@localhost>")
@@ -38,6 +38,17 @@ if(TARGET kelvane-tool)
       "The command kelvane ranks the frames of a burst or a video, scores pictures by
 sharpness, and compares and filters them.")
   list(APPEND license_components kelvane-tools:tools)
+endif()
+
+if(TARGET kelvane-faces)
+  list(APPEND CPACK_COMPONENTS_ALL faces)
+  set(CPACK_DEBIAN_FACES_PACKAGE_NAME kelvane-faces)
+  set(CPACK_DEBIAN_FACES_PACKAGE_SECTION graphics)
+  set(CPACK_DEBIAN_FACES_PACKAGE_DEPENDS "kelvane-tools (= ${PROJECT_VERSION}), libdlib-data")
+  set(CPACK_DEBIAN_FACES_DESCRIPTION
+      "Lets the command kelvane find the faces of a burst, and whose eyes are closed
+in which frame.")
+  list(APPEND license_components kelvane-faces:faces)
 endif()
 
 if(KELVANE_BUILD_JAVA)

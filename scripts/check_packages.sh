@@ -62,7 +62,7 @@ in_root() {
         --force-script-chrootless "$@" >"$scratch/dpkg" 2>&1 ||
         { cat "$scratch/dpkg" >&2 && fail "dpkg $*"; }
 }
-names=(libkelvane3 libkelvane-dev kelvane-tools libkelvane-java python3-kelvane)
+names=(libkelvane3 libkelvane-dev kelvane-tools kelvane-faces libkelvane-java python3-kelvane)
 in_root -i "${packages[@]}"
 same "installed packages" "${#names[@]}" "$(grep -c '^Status: install ok' "$root/var/lib/dpkg/status")"
 depends() { dpkg-query --admindir="$root/var/lib/dpkg" -W -f='${Depends}' "$1"; }
@@ -73,7 +73,7 @@ multiarch=$root/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 for file in "$multiarch/"{libkelvane.so.3,libkelvane.so,pkgconfig/kelvane.pc} \
     "$multiarch/cmake/Kelvane/KelvaneConfig.cmake" "$root/usr/include/kelvane/kelvane.h" \
     "$root/usr/share/man/man1/kelvane.1" "$multiarch/jni/libkelvane_jni.so" \
-    "$root/usr/share/java/kelvane.jar"; do
+    "$root/usr/share/java/kelvane.jar" "$multiarch/libkelvane-faces.so"; do
     [ -e "$file" ] || fail "the packages hold no $file"
 done
 LD_LIBRARY_PATH=$multiarch "$root/usr/bin/kelvane" version >/dev/null || fail "kelvane does not run"

@@ -1,6 +1,7 @@
 #!/bin/sh
-# Fetches real recordings for the demonstration: a street scene (vtest.avi), a series of photos
-# (left01.jpg to left14.jpg, of which left10 does not exist) and a photo with a face (player.jpg),
+# Fetches recordings for the demonstration: a street scene (vtest.avi), a film with faces
+# (Megamind.avi), a series of photos (left01.jpg to left14.jpg, of which left10 does not exist) and a
+# photo with a face (player.jpg),
 # from Debian's package opencv-doc.
 set -eu
 
@@ -13,7 +14,9 @@ target=$(cd "$1" && pwd)
 
 photos="01 02 03 04 05 06 07 08 09 11 12 13 14"
 have_all() {
-    [ -s "$target/vtest.avi" ] && [ -s "$target/player.jpg" ] || return 1
+    for name in vtest.avi Megamind.avi player.jpg; do
+        [ -s "$target/$name" ] || return 1
+    done
     for number in $photos; do
         [ -s "$target/left$number.jpg" ] || return 1
     done
@@ -45,12 +48,12 @@ download 2>/dev/null || { [ "$(id -u)" -eq 0 ] && apt-get -qq update && download
     give_up "apt-get could not download opencv-doc (is the package list there? apt-get update)"
 
 data=./usr/share/doc/opencv-doc/examples/data
-set -- "$data/vtest.avi" "$data/messi5.jpg"
+set -- "$data/vtest.avi" "$data/Megamind.avi" "$data/messi5.jpg"
 for number in $photos; do
     set -- "$@" "$data/left$number.jpg"
 done
 dpkg-deb --fsys-tarfile "$work"/opencv-doc_*.deb | tar -x -C "$work" --strip-components=7 "$@" ||
     give_up "the package opencv-doc does not hold the expected recordings"
 mv "$work/messi5.jpg" "$target/player.jpg"
-mv "$work/vtest.avi" "$work"/left*.jpg "$target/"
+mv "$work"/*.avi "$work"/left*.jpg "$target/"
 have_all || give_up "the package opencv-doc does not hold the expected recordings"

@@ -44,7 +44,7 @@ LineBurst parseLine(const JsonNode& line, PickOptions options) {
     if (line.has("faces"))
         options.faces = line.get("faces").string();
     const bool apart = line.has("apart") && line.get("apart").boolean();
-    if (apart && !options.faces.empty())
+    if (apart && !options.faces.empty() && !options.findsFaces())
         line.get("faces").fail("cannot be told apart by size; leave out \"apart\"");
     return {std::move(options), apart ? Sizes::apart : Sizes::equal};
 }
