@@ -15,7 +15,7 @@ constexpr double largestOpening = 0.36; // surprised eyes must not make usual on
 constexpr double closedShare = 0.45;    // of the opening that still means closed
 constexpr double usualMouth = 0.80;     // without a smile
 constexpr double broadMouth = 0.26;     // wider than without
-constexpr int openFrom = 50, smileFrom = 40, broadFrom = 75;
+constexpr int openFrom = 50, smileFrom = 50, broadFrom = 75;
 
 bool isReliable(const PersonFace& face) {
     return face.measures.eyeWidth >= narrowestEye && std::abs(face.measures.yaw) <= farthestTurn &&
