@@ -35,15 +35,16 @@ CLI::Option& addFrameOptions(CLI::App& command, FrameOptions& options, Invocatio
         ->check(positive)
         ->type_name("N");
     CLI::Option& json = *command.add_flag("--json", options.json, "Print JSON instead of a table");
-    if (formats == Formats::all)
+    if (formats == Formats::all) {
         command.add_flag("--csv", options.csv, "Print comma-separated values instead of a table")
             ->excludes(&json);
+        addChoice(command, "--measure", options.measure,
+                  {{"sharpness", Measure::sharpness}, {"detail", Measure::detail}},
+                  "Rank by the blur score (sharpness), or by detail, which noise and light hardly "
+                  "change");
+    }
     addJobs(command, invocation);
     options.frames.skipOption = "--skip-bad";
-    addChoice(
-        command, "--measure", options.measure,
-        {{"sharpness", Measure::sharpness}, {"detail", Measure::detail}},
-        "Rank by the blur score (sharpness), or by detail, which noise and light hardly change");
     command.add_flag("--skip-bad", options.frames.skipBad, "Leave out what cannot be decoded");
     addTiming(command, invocation);
     return inputs;
