@@ -1,3 +1,4 @@
+#include "analysis/face_finder.h"
 #include "commands/options.h"
 #include "media/picture.h"
 
@@ -40,19 +41,25 @@ std::string sidecarLine() {
 #endif
 }
 
+std::string facesLine() {
+    return canFindFaces()
+               ? "finds        faces (dlib)\n"
+               : "not found    faces: the package kelvane-faces brings what finds them\n";
+}
+
 struct VersionOptions {};
 
 Output runVersion(const VersionOptions&, PhaseTimes&) {
     _tag_VERSION_INFO library = {};
     DRAV_GetVersion(&library);
     const _tag_VERSION_INFO* const memory = Vantix_GetVersion();
-    return {fmt::format("library      {} ({})\nmemory layer {} ({})\nFFmpeg       {}\n",
-                        library.version, library.date, memory->version, memory->date,
-                        av_version_info()) +
-            versionLine("libavformat", avformat_version()) +
-            versionLine("libavcodec", avcodec_version()) +
-            versionLine("libavutil", avutil_version()) +
-            versionLine("libswscale", swscale_version()) + formatLines() + sidecarLine()};
+    return {
+        fmt::format("library      {} ({})\nmemory layer {} ({})\nFFmpeg       {}\n",
+                    library.version, library.date, memory->version, memory->date,
+                    av_version_info()) +
+        versionLine("libavformat", avformat_version()) +
+        versionLine("libavcodec", avcodec_version()) + versionLine("libavutil", avutil_version()) +
+        versionLine("libswscale", swscale_version()) + formatLines() + sidecarLine() + facesLine()};
 }
 
 } // namespace
