@@ -3,12 +3,9 @@ from __future__ import annotations
 
 from typing import Optional, Sequence, Tuple, Union
 
-import numpy as np
-import numpy.typing as npt
-
 from . import _core
 from .arguments import integer, integers, rect_of, size_of
-from .records import Bytes, Frame, ImageLike, Rect
+from .records import Bits, Bytes, Frame, ImageLike, Rect
 
 
 def version() -> str:
@@ -252,7 +249,7 @@ def close(image: ImageLike, radius: int) -> Bytes:
 
 
 def threshold_bitmap(image: ImageLike, threshold: Optional[int] = None, *,
-                     channels: str = "bgr") -> npt.NDArray[np.bool_]:
+                     channels: str = "bgr") -> Bits:
     """Where a picture is brighter than its median, which a change of exposure hardly alters.
 
     Parameters

@@ -2,12 +2,16 @@
 from __future__ import annotations
 
 from dataclasses import dataclass, field
-from typing import Any, Optional, Sequence, Tuple, Union
+from typing import TYPE_CHECKING, Any, Optional, Sequence, Tuple, Union
 
 import numpy as np
-import numpy.typing as npt
 
-Bytes = npt.NDArray[np.uint8]
+if TYPE_CHECKING:  # takes longer to import than all of this package
+    import numpy.typing as npt
+    Bits = npt.NDArray[np.bool_]
+    Bytes = npt.NDArray[np.uint8]
+else:
+    Bits = Bytes = np.ndarray
 #: Left, top, right and bottom in pixels; right and bottom are exclusive.
 Rect = Tuple[int, int, int, int]
 #: What any object with pixels is to this package: see `help(kelvane)`.
