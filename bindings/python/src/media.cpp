@@ -124,9 +124,11 @@ py::tuple readBurst(const std::vector<Path>& inputs, int64_t every, int64_t most
     return py::make_tuple(list, toPairs(summary.skipped));
 }
 
+// The name was checked before.
 Choice choiceOf(const std::string& name) {
-    return name == "spread" ? Choice::spread
-                            : (name == "sharpest" ? Choice::sharpest : Choice::library);
+    if (name == "spread")
+        return Choice::spread;
+    return name == "sharpest" ? Choice::sharpest : Choice::library;
 }
 
 // The JSON and the table of the tool, and the frames' paths.
