@@ -11,8 +11,8 @@
 #include <opencv2/photo.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
@@ -75,7 +75,7 @@ __tag_KIRO_OFFSCREEN view(cv::Mat& plane) {
     return image;
 }
 
-cv::Point shiftByKelvane(Pair& pair) {
+cv::Point shiftByLibrary(Pair& pair) {
     __tag_KIRO_OFFSCREEN reference = view(pair.reference);
     __tag_KIRO_OFFSCREEN moving = view(pair.moving);
     _tag_ZEP_NS_INPUTINFO input = {2, {&reference, &moving}};
@@ -117,7 +117,7 @@ void compare(const std::vector<cv::Mat>& pictures, const Trial& trial) {
     for (const cv::Mat& picture : pictures) {
         for (int n = 0; n < pairsPerPicture; ++n, ++pairs) {
             Pair pair = makePair(picture, trial, random);
-            library += shiftByKelvane(pair) == pair.shift;
+            library += shiftByLibrary(pair) == pair.shift;
             const cv::Point off = shiftByTool(pair) - pair.shift;
             tool += off == cv::Point();
             toolNearly += std::max(std::abs(off.x), std::abs(off.y)) <= 1;
