@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -99,6 +100,17 @@ DecoderPointer openDecoder(AVCodecID id) {
     return decoder;
 }
 
+// Pictures in chunks of an animation, which libavcodec's decoder does not know and takes for
+// damage.
+void refuseAnimatedWebp(std::span<const uint8_t> bytes) {
+    constexpr size_t flags = 20;
+    constexpr uint8_t animated = 2;
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (text.size() > flags && text.starts_with("RIFF") && text.substr(8, 8) == "WEBPVP8X" &&
+        (bytes[flags] & animated) != 0)
+        throw DecodeError("an animated WebP, and only still ones are read; make a video of it");
+}
+
 } // namespace
 
 bool isFfmpegPicture(std::span<const uint8_t> start) {
@@ -114,6 +126,7 @@ bool isFfmpegPicture(std::span<const uint8_t> start) {
 
 // The whole file as one packet: the demuxers of pictures cut it where a parser guesses a boundary.
 StoredPicture decodeByFfmpeg(std::span<const uint8_t> bytes) {
+    refuseAnimatedWebp(bytes);
     const DecoderPointer decoder = openDecoder(codecOf(bytes));
     const PacketPointer packet(av_packet_alloc());
     if (!packet)
